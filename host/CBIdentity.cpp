@@ -1,0 +1,49 @@
+#include "CBIdentity.h"
+
+namespace {
+const QString UserPrefix = QStringLiteral("FFFFEEEE-DDDD-CCCC-BBBB-AAAA");
+const QString GroupPrefix = QStringLiteral("ABCDEFAB-CDEF-ABCD-EFAB-CDEF");
+}
+
+CBIdentity::CBIdentity(Class identityClass, quint32 posixID, QString posixName, QString fullName)
+    : m_class(identityClass), m_posixID(posixID), m_posixName(std::move(posixName)), m_fullName(std::move(fullName))
+{
+}
+
+CBIdentity CBIdentity::user(uid_t uid, const QString &name, const QString &fullName)
+{
+    return CBIdentity(Class::User, uid, name, fullName);
+}
+
+CBIdentity CBIdentity::group(gid_t gid, const QString &name, const QString &fullName)
+{
+    return CBIdentity(Class::Group, gid, name, fullName);
+}
+
+QUuid CBIdentity::uuidFor(Class identityClass, quint32 posixID)
+{
+    if (identityClass == Class::None)
+        return QUuid();
+    const QString &prefix = identityClass == Class::User ? UserPrefix : GroupPrefix;
+    return QUuid(prefix + QStringLiteral("%1").arg(posixID, 8, 16, QLatin1Char('0')).toUpper());
+}
+
+std::pair<CBIdentity::Class, quint32> CBIdentity::decodeUuid(const QUuid &uuid)
+{
+    const QString text = uuid.toString(QUuid::WithoutBraces).toUpper();
+    for (Class c : {Class::User, Class::Group}) {
+        const QString &prefix = c == Class::User ? UserPrefix : GroupPrefix;
+        if (text.startsWith(prefix)) {
+            bool ok = false;
+            const quint32 id = text.mid(prefix.size()).toUInt(&ok, 16);
+            if (ok)
+                return {c, id};
+        }
+    }
+    return {Class::None, 0};
+}
+
+QString CBIdentity::displayName() const
+{
+    return m_posixName.isEmpty() ? QString::number(m_posixID) : m_posixName;
+}

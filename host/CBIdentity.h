@@ -1,0 +1,50 @@
+#pragma once
+
+#include <QMetaType>
+#include <QString>
+#include <QUuid>
+#include <sys/types.h>
+
+// A user or a group of the system's account database, as a value.
+class CBIdentity
+{
+public:
+    enum class Class { None = 0, User = 1, Group = 2 };
+
+    CBIdentity() = default;
+    CBIdentity(Class identityClass, quint32 posixID, QString posixName, QString fullName);
+
+    static CBIdentity user(uid_t uid, const QString &name = QString(), const QString &fullName = QString());
+    static CBIdentity group(gid_t gid, const QString &name = QString(), const QString &fullName = QString());
+
+    // Local uids and gids map onto fixed UUID prefixes followed by the id in 8 hex digits.
+    static QUuid uuidFor(Class identityClass, quint32 posixID);
+    // The class and id a UUID stands for; Class::None when it is not a local identity's.
+    static std::pair<Class, quint32> decodeUuid(const QUuid &uuid);
+
+    bool isValid() const { return m_class != Class::None; }
+    Class identityClass() const { return m_class; }
+    bool isUser() const { return m_class == Class::User; }
+    bool isGroup() const { return m_class == Class::Group; }
+    quint32 posixID() const { return m_posixID; }
+    const QString &posixName() const { return m_posixName; }
+    // The account's descriptive name (GECOS for users); the POSIX name when there is none.
+    QString fullName() const { return m_fullName.isEmpty() ? displayName() : m_fullName; }
+    QUuid uniqueIdentifier() const { return uuidFor(m_class, m_posixID); }
+    // The name shown to the user: the POSIX name, or the number for an id without one.
+    QString displayName() const;
+
+    // Identities are the same when they denote the same account; names are descriptive.
+    bool operator==(const CBIdentity &other) const
+    {
+        return m_class == other.m_class && (m_class == Class::None || m_posixID == other.m_posixID);
+    }
+
+private:
+    Class m_class = Class::None;
+    quint32 m_posixID = 0;
+    QString m_posixName;
+    QString m_fullName;
+};
+
+Q_DECLARE_METATYPE(CBIdentity)

@@ -1,0 +1,315 @@
+#include "MGAclEntry.h"
+
+#include "CBIdentityAuthority.h"
+
+#include <QCborMap>
+
+namespace {
+constexpr qsizetype MaximumNameLength = 1024;
+
+bool validCbor(QString *problem, const QString &why)
+{
+    if (problem)
+        *problem = why;
+    return false;
+}
+}
+
+MGAclEntry::Pointer MGAclEntry::newEntryForDirectory(bool directory)
+{
+    // A folder's new entry applies to the folder and is passed on to everything created in
+    // it, which is what people expect when they grant someone access to a folder.
+    const quint32 flags = directory ? MGAclFlag::FileInherit | MGAclFlag::DirectoryInherit : 0;
+    const CBIdentity user = CBIdentityAuthority::defaultIdentityAuthority().currentUser();
+    return aclEntry(Allow, user, MGAclPermissionSet::groupPermissions(MGAclPermissionSet::Read, directory), flags,
+                    directory, true);
+}
+
+MGAclEntry::Pointer MGAclEntry::aclEntry(int tag, const CBIdentity &identity, quint32 permissions, quint32 flags,
+                                         bool directory, bool posix)
+{
+    Pointer entry(new MGAclEntry);
+    entry->m_tag = tag;
+    entry->m_identity = identity;
+    entry->m_permissions = permissions;
+    entry->m_flags = flags;
+    entry->m_directory = directory;
+    entry->m_posix = posix;
+    return entry;
+}
+
+MGAclEntry::Pointer MGAclEntry::posixEntry(Kind kind, const CBIdentity &identity, int rwx, bool directory)
+{
+    Pointer entry = aclEntry(Allow, identity, MGAclPermissionSet::fromPosixBits(rwx, directory), 0, directory, true);
+    entry->m_kind = kind;
+    return entry;
+}
+
+qint64 MGAclEntry::permissionGroup() const
+{
+    if (m_customPicked)
+        return MGAclPermissionSet::Custom;
+    return MGAclPermissionSet::groupForPermissions(m_permissions, m_directory, m_posix);
+}
+
+qint64 MGAclEntry::canonicalScore() const
+{
+    // Explicit entries before inherited ones, and within each, deny before allow.
+    return (inherited() ? 0 : 2) + (m_tag == Deny ? 1 : 0);
+}
+
+void MGAclEntry::announce(std::initializer_list<const char *> keys)
+{
+    for (const char *key : keys)
+        emit changed(QString::fromLatin1(key));
+}
+
+void MGAclEntry::setTag(int tag)
+{
+    if (tag == m_tag)
+        return;
+    m_tag = tag;
+    announce({"tag", "canonicalScore"});
+}
+
+void MGAclEntry::setIdentity(const CBIdentity &identity)
+{
+    if (identity == m_identity && identity.posixName() == m_identity.posixName())
+        return;
+    m_identity = identity;
+    announce({"identity"});
+}
+
+void MGAclEntry::setPermissions(quint32 permissions)
+{
+    const bool wasCustom = m_customPicked;
+    m_customPicked = false;
+    if (permissions == m_permissions) {
+        if (wasCustom)
+            announce({"permissionGroup"});
+        return;
+    }
+    m_permissions = permissions;
+    announce({"permissions", "permissionGroup", "isShallow"});
+}
+
+void MGAclEntry::setFlags(quint32 flags)
+{
+    if (flags == m_flags)
+        return;
+    const bool inheritedChanged = (flags ^ m_flags) & MGAclFlag::Inherited;
+    m_flags = flags;
+    if (inheritedChanged)
+        announce({"flags", "inherited", "canonicalScore"});
+    else
+        announce({"flags"});
+}
+
+void MGAclEntry::setInherited(bool inherited)
+{
+    setFlags(inherited ? m_flags | MGAclFlag::Inherited : m_flags & ~quint32(MGAclFlag::Inherited));
+}
+
+void MGAclEntry::setPermissionGroup(qint64 group)
+{
+    if (group == MGAclPermissionSet::Custom) {
+        if (!m_customPicked) {
+            m_customPicked = true;
+            announce({"permissionGroup"});
+        }
+        return;
+    }
+    if (!availablePermissionGroups().contains(int(group)))
+        return;
+    setPermissions(MGAclPermissionSet::groupPermissions(int(group), m_directory));
+}
+
+int MGAclEntry::permissionState(quint32 mask) const
+{
+    const quint32 held = m_permissions & mask;
+    if (held == mask)
+        return 1;
+    return held == 0 ? 0 : -1;
+}
+
+void MGAclEntry::setPermission(quint32 mask, bool on)
+{
+    setPermissions(on ? m_permissions | mask : m_permissions & ~mask);
+}
+
+QList<int> MGAclEntry::availablePermissionGroups() const
+{
+    return MGAclPermissionSet::availableGroups(m_directory, m_posix);
+}
+
+QList<MGAclPermissionSet::Item> MGAclEntry::editablePermissions() const
+{
+    return MGAclPermissionSet::editableItems(m_directory, m_posix);
+}
+
+bool MGAclEntry::convertInheritedToDirectoryEntry()
+{
+    using namespace MGAclFlag;
+    if (!isAcl())
+        return false;
+    quint32 flags = m_flags;
+    if (flags & DirectoryInherit) {
+        // A limited entry stops at the child: it applies there and passes on no further.
+        flags &= (flags & LimitInherit) ? ~quint32(Inheritance) : ~quint32(OnlyInherit);
+    } else if ((flags & FileInherit) && !(flags & LimitInherit)) {
+        // Meant for files only: the child folder carries it on to the files below it
+        // without being governed by it itself.
+        flags |= OnlyInherit;
+    } else {
+        return false;
+    }
+    setFlags(flags | Inherited);
+    return true;
+}
+
+bool MGAclEntry::convertInheritedToFileEntry()
+{
+    using namespace MGAclFlag;
+    if (!isAcl() || !(m_flags & FileInherit))
+        return false;
+    // A file has no children, so its copy keeps no inheritance flags.
+    setFlags((m_flags & ~quint32(Inheritance)) | Inherited);
+    return true;
+}
+
+QString MGAclEntry::posixProblem() const
+{
+    using namespace MGAclFlag;
+    if (!isAcl())
+        return MGAclPermissionSet::isPosixRepresentable(m_permissions, m_directory)
+            ? QString()
+            : QStringLiteral("permissions other than read, write and execute");
+    if (m_tag != Allow)
+        return m_tag == Deny ? QStringLiteral("a Deny entry") : QStringLiteral("an entry of undefined kind");
+    if (!m_identity.isValid())
+        return QStringLiteral("an entry without a user or group");
+    if (!MGAclPermissionSet::isPosixRepresentable(m_permissions, m_directory))
+        return QStringLiteral("permissions other than read, write and execute");
+    const quint32 inheritance = m_flags & Inheritance;
+    if (!m_directory && inheritance)
+        return QStringLiteral("inheritance flags on a file");
+    if (m_directory && inheritance && inheritance != (FileInherit | DirectoryInherit)
+        && inheritance != (FileInherit | DirectoryInherit | OnlyInherit))
+        return QStringLiteral("inheritance to only files, only folders or one level");
+    return QString();
+}
+
+void MGAclEntry::addObserver(QObject *observer)
+{
+    if (!observer || m_observers.contains(observer))
+        return;
+    m_observers.insert(observer, connect(this, &MGAclEntry::changed, observer, [this, observer](const QString &key) {
+        QMetaObject::invokeMethod(observer, "observeValueForKeyPath", Qt::DirectConnection,
+                                  Q_ARG(QString, key), Q_ARG(QObject *, this));
+    }));
+}
+
+void MGAclEntry::removeObserver(QObject *observer)
+{
+    const auto it = m_observers.find(observer);
+    if (it == m_observers.end())
+        return;
+    disconnect(*it);
+    m_observers.erase(it);
+}
+
+bool MGAclEntry::isEqual(const MGAclEntry &other) const
+{
+    return m_kind == other.m_kind && m_tag == other.m_tag && m_identity == other.m_identity
+        && m_permissions == other.m_permissions && m_flags == other.m_flags;
+}
+
+MGAclEntry::Pointer MGAclEntry::copy() const
+{
+    Pointer entry = aclEntry(m_tag, m_identity, m_permissions, m_flags, m_directory, m_posix);
+    entry->m_kind = m_kind;
+    return entry;
+}
+
+QCborValue MGAclEntry::toCbor() const
+{
+    QCborMap identity;
+    identity.insert(QStringLiteral("class"), int(m_identity.identityClass()));
+    identity.insert(QStringLiteral("id"), qint64(m_identity.posixID()));
+    identity.insert(QStringLiteral("name"), m_identity.posixName());
+    identity.insert(QStringLiteral("fullName"), m_identity.fullName());
+    QCborMap map;
+    map.insert(QStringLiteral("kind"), int(m_kind));
+    map.insert(QStringLiteral("tag"), m_tag);
+    map.insert(QStringLiteral("identity"), identity);
+    map.insert(QStringLiteral("permissions"), qint64(m_permissions));
+    map.insert(QStringLiteral("flags"), qint64(m_flags));
+    map.insert(QStringLiteral("directory"), m_directory);
+    map.insert(QStringLiteral("posix"), m_posix);
+    return map;
+}
+
+namespace {
+// Checks that `map` has exactly the fields named and each one has the CBOR type given.
+bool hasFields(const QCborMap &map, const QList<std::pair<const char *, QCborValue::Type>> &fields, QString *problem)
+{
+    if (map.size() != fields.size())
+        return validCbor(problem, QStringLiteral("entry has unknown or missing fields"));
+    for (const auto &[name, type] : fields) {
+        const QCborValue value = map.value(QLatin1String(name));
+        const bool ok = type == QCborValue::True ? value.isBool() : value.type() == type;
+        if (!ok)
+            return validCbor(problem, QStringLiteral("entry field \"%1\" is missing or of the wrong type")
+                                          .arg(QLatin1String(name)));
+    }
+    return true;
+}
+
+bool inRange(const QCborValue &value, qint64 low, qint64 high)
+{
+    return value.toInteger() >= low && value.toInteger() <= high;
+}
+}
+
+MGAclEntry::Pointer MGAclEntry::fromCbor(const QCborValue &value, QString *problem)
+{
+    if (!value.isMap()) {
+        validCbor(problem, QStringLiteral("entry is not a map"));
+        return nullptr;
+    }
+    const QCborMap map = value.toMap();
+    if (!hasFields(map,
+                   {{"kind", QCborValue::Integer}, {"tag", QCborValue::Integer}, {"identity", QCborValue::Map},
+                    {"permissions", QCborValue::Integer}, {"flags", QCborValue::Integer},
+                    {"directory", QCborValue::True}, {"posix", QCborValue::True}},
+                   problem))
+        return nullptr;
+    const QCborMap identity = map.value(QStringLiteral("identity")).toMap();
+    if (!hasFields(identity,
+                   {{"class", QCborValue::Integer}, {"id", QCborValue::Integer}, {"name", QCborValue::String},
+                    {"fullName", QCborValue::String}},
+                   problem))
+        return nullptr;
+    const QString name = identity.value(QStringLiteral("name")).toString();
+    const QString fullName = identity.value(QStringLiteral("fullName")).toString();
+    if (!inRange(map.value(QStringLiteral("kind")), 0, 4) || !inRange(map.value(QStringLiteral("tag")), INT32_MIN, INT32_MAX)
+        || !inRange(map.value(QStringLiteral("permissions")), 0, MGAclPermission::All)
+        || (map.value(QStringLiteral("permissions")).toInteger() & ~qint64(MGAclPermission::All))
+        || !inRange(map.value(QStringLiteral("flags")), 0, MGAclFlag::All)
+        || (map.value(QStringLiteral("flags")).toInteger() & ~qint64(MGAclFlag::All))
+        || !inRange(identity.value(QStringLiteral("class")), 0, 2)
+        || !inRange(identity.value(QStringLiteral("id")), 0, UINT32_MAX) || name.size() > MaximumNameLength
+        || fullName.size() > MaximumNameLength) {
+        validCbor(problem, QStringLiteral("entry field out of range"));
+        return nullptr;
+    }
+    const CBIdentity who(CBIdentity::Class(identity.value(QStringLiteral("class")).toInteger()),
+                         quint32(identity.value(QStringLiteral("id")).toInteger()), name,
+                         fullName == name ? QString() : fullName);
+    Pointer entry = aclEntry(int(map.value(QStringLiteral("tag")).toInteger()), who,
+                             quint32(map.value(QStringLiteral("permissions")).toInteger()),
+                             quint32(map.value(QStringLiteral("flags")).toInteger()),
+                             map.value(QStringLiteral("directory")).toBool(), map.value(QStringLiteral("posix")).toBool());
+    entry->m_kind = Kind(map.value(QStringLiteral("kind")).toInteger());
+    return entry;
+}

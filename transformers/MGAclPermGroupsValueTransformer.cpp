@@ -1,0 +1,10 @@
+#include "MGAclPermGroupsValueTransformer.h"
+
+#include "MGAclValueTransformers.h"
+
+QVariant MGAclPermGroupsValueTransformer::transformedValue(const QVariant &value) const
+{
+    return mapNumberList(value, [](const QVariant &group) {
+        return MGAclValueTransformers::permissionGroupText(integerValue(group));
+    });
+}

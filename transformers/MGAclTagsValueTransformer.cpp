@@ -1,0 +1,8 @@
+#include "MGAclTagsValueTransformer.h"
+
+#include "MGAclValueTransformers.h"
+
+QVariant MGAclTagsValueTransformer::transformedValue(const QVariant &value) const
+{
+    return mapNumberList(value, [](const QVariant &tag) { return MGAclValueTransformers::tagText(intValue(tag)); });
+}
