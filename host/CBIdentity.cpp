@@ -1,5 +1,7 @@
 #include "CBIdentity.h"
 
+#include "NTLocalizedString.h"
+
 namespace {
 const QString UserPrefix = QStringLiteral("FFFFEEEE-DDDD-CCCC-BBBB-AAAA");
 const QString GroupPrefix = QStringLiteral("ABCDEFAB-CDEF-ABCD-EFAB-CDEF");
@@ -22,7 +24,7 @@ CBIdentity CBIdentity::group(gid_t gid, const QString &name, const QString &full
 
 QUuid CBIdentity::uuidFor(Class identityClass, quint32 posixID)
 {
-    if (identityClass == Class::None)
+    if (identityClass != Class::User && identityClass != Class::Group)
         return QUuid();
     const QString &prefix = identityClass == Class::User ? UserPrefix : GroupPrefix;
     return QUuid(prefix + QStringLiteral("%1").arg(posixID, 8, 16, QLatin1Char('0')).toUpper());
@@ -45,5 +47,19 @@ std::pair<CBIdentity::Class, quint32> CBIdentity::decodeUuid(const QUuid &uuid)
 
 QString CBIdentity::displayName() const
 {
-    return m_posixName.isEmpty() ? QString::number(m_posixID) : m_posixName;
+    const QString acl = QStringLiteral("ACL");
+    switch (m_class) {
+    case Class::None:
+        return QString();
+    case Class::OwnerSpecial:
+        return NTLocalizedString::localize(QStringLiteral("Owner"), acl);
+    case Class::GroupSpecial:
+        return NTLocalizedString::localize(QStringLiteral("Group"), acl);
+    case Class::EveryoneSpecial:
+        return NTLocalizedString::localize(QStringLiteral("Everyone"), acl);
+    case Class::MaskSpecial:
+        return NTLocalizedString::localize(QStringLiteral("Mask"), acl);
+    default:
+        return m_posixName.isEmpty() ? QString::number(m_posixID) : m_posixName;
+    }
 }

@@ -9,13 +9,19 @@
 class CBIdentity
 {
 public:
-    enum class Class { None = 0, User = 1, Group = 2 };
+    // Besides users and groups, the principals that a folder's inheritable entries name
+    // in POSIX ACLs: whoever will own a new item, its owning group, everyone else, and the
+    // mask that limits named entries.
+    enum class Class { None = 0, User = 1, Group = 2, OwnerSpecial = 3, GroupSpecial = 4, EveryoneSpecial = 5,
+                       MaskSpecial = 6 };
+    static constexpr int LastClass = 6;
 
     CBIdentity() = default;
     CBIdentity(Class identityClass, quint32 posixID, QString posixName, QString fullName);
 
     static CBIdentity user(uid_t uid, const QString &name = QString(), const QString &fullName = QString());
     static CBIdentity group(gid_t gid, const QString &name = QString(), const QString &fullName = QString());
+    static CBIdentity special(Class identityClass) { return CBIdentity(identityClass, 0, QString(), QString()); }
 
     // Local uids and gids map onto fixed UUID prefixes followed by the id in 8 hex digits.
     static QUuid uuidFor(Class identityClass, quint32 posixID);
@@ -26,18 +32,21 @@ public:
     Class identityClass() const { return m_class; }
     bool isUser() const { return m_class == Class::User; }
     bool isGroup() const { return m_class == Class::Group; }
+    bool isUserOrGroup() const { return isUser() || isGroup(); }
+    bool isSpecial() const { return int(m_class) >= int(Class::OwnerSpecial); }
     quint32 posixID() const { return m_posixID; }
     const QString &posixName() const { return m_posixName; }
     // The account's descriptive name (GECOS for users); the POSIX name when there is none.
     QString fullName() const { return m_fullName.isEmpty() ? displayName() : m_fullName; }
-    QUuid uniqueIdentifier() const { return uuidFor(m_class, m_posixID); }
-    // The name shown to the user: the POSIX name, or the number for an id without one.
+    QUuid uniqueIdentifier() const { return isUserOrGroup() ? uuidFor(m_class, m_posixID) : QUuid(); }
+    // The name shown to the user: the POSIX name, the number for an id without one, or the
+    // translated name of a special principal.
     QString displayName() const;
 
     // Identities are the same when they denote the same account; names are descriptive.
     bool operator==(const CBIdentity &other) const
     {
-        return m_class == other.m_class && (m_class == Class::None || m_posixID == other.m_posixID);
+        return m_class == other.m_class && (!isUserOrGroup() || m_posixID == other.m_posixID);
     }
 
 private:

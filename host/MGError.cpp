@@ -4,6 +4,7 @@
 #include <QMessageBox>
 #include <QWidget>
 #include <cerrno>
+#include <cstring>
 
 namespace {
 constexpr int MaximumWrapDepth = 8;
@@ -18,6 +19,12 @@ MGError::MGError(QString domain, int code, QString description)
 MGError MGError::posixError(int errnoValue, const QString &description)
 {
     return MGError(QString::fromLatin1(POSIXDomain), errnoValue, description);
+}
+
+MGError MGError::posixError(int errnoValue, const QString &what, const QString &path)
+{
+    return posixError(errnoValue, QStringLiteral("%1 \u201c%2\u201d: %3")
+                                      .arg(what, path, QString::fromLocal8Bit(std::strerror(errnoValue))));
 }
 
 MGError MGError::errorWithError(const MGError &error, const QString &description)

@@ -21,6 +21,8 @@ public:
     MGError(QString domain, int code, QString description);
 
     static MGError posixError(int errnoValue, const QString &description);
+    // "<what> “<path>”: <system message>", the form of every error about a file.
+    static MGError posixError(int errnoValue, const QString &what, const QString &path);
     // A new error that wraps `error` under `description`; domain and code are kept so
     // callers can still tell what lies underneath.
     static MGError errorWithError(const MGError &error, const QString &description);
@@ -51,3 +53,26 @@ private:
 };
 
 using MGResultError = std::optional<MGError>;
+
+// A value or the error that prevented it.
+template <typename T>
+class MGResult
+{
+public:
+    MGResult(T value) : m_value(std::move(value)) {}
+    MGResult(MGError error) : m_error(std::move(error)) {}
+
+    bool ok() const { return m_value.has_value(); }
+    explicit operator bool() const { return ok(); }
+    T &value() { return *m_value; }
+    const T &value() const { return *m_value; }
+    T &operator*() { return *m_value; }
+    const T &operator*() const { return *m_value; }
+    T *operator->() { return &*m_value; }
+    const T *operator->() const { return &*m_value; }
+    const MGError &error() const { return *m_error; }
+
+private:
+    std::optional<T> m_value;
+    std::optional<MGError> m_error;
+};

@@ -191,6 +191,10 @@ QString MGAclEntry::posixProblem() const
     if (!MGAclPermissionSet::isPosixRepresentable(m_permissions, m_directory))
         return QStringLiteral("permissions other than read, write and execute");
     const quint32 inheritance = m_flags & Inheritance;
+    // The owner, group, everyone and mask principals exist in a POSIX ACL only as what a
+    // folder passes on; for the item itself they are its POSIX settings.
+    if (m_identity.isSpecial() && (!m_directory || inheritance != (FileInherit | DirectoryInherit | OnlyInherit)))
+        return QStringLiteral("an owner, group, everyone or mask entry that applies to the item itself");
     if (!m_directory && inheritance)
         return QStringLiteral("inheritance flags on a file");
     if (m_directory && inheritance && inheritance != (FileInherit | DirectoryInherit)
@@ -297,7 +301,7 @@ MGAclEntry::Pointer MGAclEntry::fromCbor(const QCborValue &value, QString *probl
         || (map.value(QStringLiteral("permissions")).toInteger() & ~qint64(MGAclPermission::All))
         || !inRange(map.value(QStringLiteral("flags")), 0, MGAclFlag::All)
         || (map.value(QStringLiteral("flags")).toInteger() & ~qint64(MGAclFlag::All))
-        || !inRange(identity.value(QStringLiteral("class")), 0, 2)
+        || !inRange(identity.value(QStringLiteral("class")), 0, CBIdentity::LastClass)
         || !inRange(identity.value(QStringLiteral("id")), 0, UINT32_MAX) || name.size() > MaximumNameLength
         || fullName.size() > MaximumNameLength) {
         validCbor(problem, QStringLiteral("entry field out of range"));

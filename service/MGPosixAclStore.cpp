@@ -1,0 +1,341 @@
+#include "MGPosixAclStore.h"
+
+#include "CBIdentityAuthority.h"
+#include "NTLocalizedString.h"
+
+#include <cerrno>
+#include <sys/xattr.h>
+#include <unistd.h>
+
+using Set = MGAclPermissionSet;
+
+namespace {
+const QString ReadFailure = QStringLiteral("Cannot read the permissions of");
+const QString WriteFailure = QStringLiteral("Cannot change the permissions of");
+
+// The attribute's value; empty when the item has none or its file system has no ACLs.
+MGResult<QByteArray> readAttribute(const QByteArray &path, const char *name)
+{
+    for (;;) {
+        const ssize_t size = getxattr(path.constData(), name, nullptr, 0);
+        if (size < 0) {
+            if (errno == ENODATA || errno == EOPNOTSUPP)
+                return QByteArray();
+            return MGError::posixError(errno, ReadFailure, QString::fromUtf8(path));
+        }
+        QByteArray value(size, Qt::Uninitialized);
+        const ssize_t got = getxattr(path.constData(), name, value.data(), size_t(value.size()));
+        if (got < 0 && errno == ERANGE)
+            continue; // the ACL grew between the two calls
+        if (got < 0)
+            return MGError::posixError(errno, ReadFailure, QString::fromUtf8(path));
+        value.truncate(got);
+        return value;
+    }
+}
+
+CBIdentity userIdentity(quint32 uid)
+{
+    return CBIdentityAuthority::defaultIdentityAuthority().identityForId(CBIdentity::Class::User, uid);
+}
+
+CBIdentity groupIdentity(quint32 gid)
+{
+    return CBIdentityAuthority::defaultIdentityAuthority().identityForId(CBIdentity::Class::Group, gid);
+}
+
+CBIdentity identityOf(const MGPosixAcl::Entry &e)
+{
+    switch (e.tag) {
+    case MGPosixAcl::User:
+        return userIdentity(e.id);
+    case MGPosixAcl::Group:
+        return groupIdentity(e.id);
+    case MGPosixAcl::UserObj:
+        return CBIdentity::special(CBIdentity::Class::OwnerSpecial);
+    case MGPosixAcl::GroupObj:
+        return CBIdentity::special(CBIdentity::Class::GroupSpecial);
+    case MGPosixAcl::Mask:
+        return CBIdentity::special(CBIdentity::Class::MaskSpecial);
+    default:
+        return CBIdentity::special(CBIdentity::Class::EveryoneSpecial);
+    }
+}
+
+// The POSIX tag of an ACL entry's principal.
+quint16 tagOf(const CBIdentity &identity)
+{
+    switch (identity.identityClass()) {
+    case CBIdentity::Class::User:
+        return MGPosixAcl::User;
+    case CBIdentity::Class::Group:
+        return MGPosixAcl::Group;
+    case CBIdentity::Class::OwnerSpecial:
+        return MGPosixAcl::UserObj;
+    case CBIdentity::Class::GroupSpecial:
+        return MGPosixAcl::GroupObj;
+    case CBIdentity::Class::MaskSpecial:
+        return MGPosixAcl::Mask;
+    default:
+        return MGPosixAcl::Other;
+    }
+}
+
+QString describe(const MGAclEntry &entry)
+{
+    const QString tag = entry.tag() == MGAclEntry::Allow ? QStringLiteral("Allow")
+        : entry.tag() == MGAclEntry::Deny                ? QStringLiteral("Deny")
+                                                          : QStringLiteral("Undefined");
+    return QStringLiteral("%1, %2").arg(tag, entry.identity().displayName());
+}
+
+MGError refusal(const QString &path, qsizetype index, const MGAclEntry *entry, const QString &problem)
+{
+    const QString what = entry ? QStringLiteral("entry %1 (%2) is %3").arg(index).arg(describe(*entry), problem)
+                               : problem;
+    return MGError::posixError(
+        EINVAL, QStringLiteral("Cannot store the permissions of \u201c%1\u201d: %2, which POSIX ACLs cannot hold.")
+                    .arg(path, what));
+}
+
+// What the POSIX section of a list says, collected while checking it.
+struct PosixSection
+{
+    std::optional<uid_t> owner;
+    std::optional<gid_t> group;
+    std::optional<int> ownerBits, groupBits, otherBits, maskBits;
+};
+}
+
+QString MGPosixAclStore::aclTitle()
+{
+    return NTLocalizedString::localize(QStringLiteral("Access Control List"), QStringLiteral("ACL"));
+}
+
+QString MGPosixAclStore::posixTitle()
+{
+    return NTLocalizedString::localize(QStringLiteral("POSIX Permissions"), QStringLiteral("ACL"));
+}
+
+MGResult<MGPosixItemState> MGPosixAclStore::readState(const QString &path)
+{
+    const QByteArray native = path.toUtf8();
+    struct stat st;
+    if (stat(native.constData(), &st) != 0)
+        return MGError::posixError(errno, ReadFailure, path);
+    MGPosixItemState state{st.st_uid, st.st_gid, st.st_mode, MGPosixAcl::fromMode(st.st_mode), {}};
+    const MGResult<QByteArray> access = readAttribute(native, MGPosixAcl::AccessAttribute);
+    if (!access)
+        return access.error();
+    if (!access->isEmpty()) {
+        const auto acl = MGPosixAcl::fromXattr(*access);
+        if (!acl)
+            return MGError::posixError(EILSEQ, ReadFailure, path);
+        state.access = *acl;
+    }
+    if (state.isDirectory()) {
+        const MGResult<QByteArray> defaults = readAttribute(native, MGPosixAcl::DefaultAttribute);
+        if (!defaults)
+            return defaults.error();
+        if (!defaults->isEmpty()) {
+            const auto acl = MGPosixAcl::fromXattr(*defaults);
+            if (!acl)
+                return MGError::posixError(EILSEQ, ReadFailure, path);
+            state.defaultAcl = *acl;
+        }
+    }
+    return state;
+}
+
+MGAclList MGPosixAclStore::listFromState(const MGPosixItemState &state)
+{
+    using namespace MGAclFlag;
+    const bool dir = state.isDirectory();
+    auto aclEntry = [dir](const MGPosixAcl::Entry &e, quint32 flags) {
+        return MGAclEntry::aclEntry(MGAclEntry::Allow, identityOf(e), Set::fromPosixBits(e.perm, dir), flags, dir,
+                                    true);
+    };
+    MGAclList list{aclTitle()};
+    QList<MGPosixAcl::Entry> inheritable = state.defaultAcl.entries();
+    for (const MGPosixAcl::Entry &e : state.access.entries()) {
+        if (e.tag != MGPosixAcl::User && e.tag != MGPosixAcl::Group)
+            continue;
+        // The same entry in the default ACL is one entry that also passes down.
+        const qsizetype twin = inheritable.indexOf(e);
+        quint32 flags = 0;
+        if (twin >= 0) {
+            inheritable.removeAt(twin);
+            flags = FileInherit | DirectoryInherit;
+        }
+        list << aclEntry(e, flags);
+    }
+    for (const MGPosixAcl::Entry &e : std::as_const(inheritable))
+        list << aclEntry(e, FileInherit | DirectoryInherit | OnlyInherit);
+
+    list << posixTitle();
+    const MGPosixAcl &a = state.access;
+    list << MGAclEntry::posixEntry(MGAclEntry::Kind::Owner, userIdentity(state.owner),
+                                   a.perm(MGPosixAcl::UserObj).value_or(0), dir);
+    list << MGAclEntry::posixEntry(MGAclEntry::Kind::OwningGroup, groupIdentity(state.group),
+                                   a.perm(MGPosixAcl::GroupObj).value_or(0), dir);
+    list << MGAclEntry::posixEntry(MGAclEntry::Kind::Other, CBIdentity::special(CBIdentity::Class::EveryoneSpecial),
+                                   a.perm(MGPosixAcl::Other).value_or(0), dir);
+    if (const auto mask = a.perm(MGPosixAcl::Mask))
+        list << MGAclEntry::posixEntry(MGAclEntry::Kind::Mask, CBIdentity::special(CBIdentity::Class::MaskSpecial),
+                                       *mask, dir);
+    return list;
+}
+
+MGResult<MGPosixItemState> MGPosixAclStore::stateFromList(const MGAclList &list, const MGPosixItemState &current,
+                                                          const QString &path)
+{
+    using namespace MGAclFlag;
+    const bool dir = current.isDirectory();
+    PosixSection posix;
+    MGPosixAcl access, defaults;
+    for (qsizetype index = 0; index < list.size(); ++index) {
+        const MGAclEntry *entry = MGAclLists::entryOf(list.at(index));
+        if (!entry)
+            continue;
+        const auto bits = Set::toPosixBits(entry->permissions(), entry->isDirectory());
+        if (!bits)
+            return refusal(path, index, entry, QStringLiteral("holding permissions other than read, write and execute"));
+        if (!entry->isAcl()) {
+            std::optional<int> *slot = nullptr;
+            switch (entry->kind()) {
+            case MGAclEntry::Kind::Owner:
+                if (!entry->identity().isUser())
+                    return refusal(path, index, entry, QStringLiteral("an owner that is not a user"));
+                posix.owner = entry->identity().posixID();
+                slot = &posix.ownerBits;
+                break;
+            case MGAclEntry::Kind::OwningGroup:
+                if (!entry->identity().isGroup())
+                    return refusal(path, index, entry, QStringLiteral("an owning group that is not a group"));
+                posix.group = entry->identity().posixID();
+                slot = &posix.groupBits;
+                break;
+            case MGAclEntry::Kind::Other:
+                slot = &posix.otherBits;
+                break;
+            default:
+                slot = &posix.maskBits;
+                break;
+            }
+            if (slot->has_value())
+                return refusal(path, index, entry, QStringLiteral("a second entry of its kind"));
+            *slot = *bits;
+            continue;
+        }
+        QString problem = entry->posixProblem();
+        if (problem.isEmpty() && !dir && (entry->flags() & Inheritance))
+            problem = QStringLiteral("inheritance flags on a file");
+        if (!problem.isEmpty())
+            return refusal(path, index, entry, problem);
+        const quint16 tag = tagOf(entry->identity());
+        const quint32 id = entry->identity().posixID();
+        const bool appliesHere = !(entry->flags() & OnlyInherit);
+        const bool passesDown = entry->flags() & FileInherit;
+        if ((appliesHere && access.contains(tag, id)) || (passesDown && defaults.contains(tag, id)))
+            return refusal(path, index, entry, QStringLiteral("a second entry for the same user or group"));
+        if (appliesHere)
+            access.set(tag, quint16(*bits), id);
+        if (passesDown)
+            defaults.set(tag, quint16(*bits), id);
+    }
+    if (!posix.owner || !posix.group || !posix.otherBits || !posix.ownerBits || !posix.groupBits)
+        return refusal(path, -1, nullptr, QStringLiteral("a list without owner, owning group and other entries"));
+
+    MGPosixItemState state = current;
+    state.owner = *posix.owner;
+    state.group = *posix.group;
+    access.set(MGPosixAcl::UserObj, quint16(*posix.ownerBits));
+    access.set(MGPosixAcl::GroupObj, quint16(*posix.groupBits));
+    access.set(MGPosixAcl::Other, quint16(*posix.otherBits));
+    if (posix.maskBits)
+        access.set(MGPosixAcl::Mask, quint16(*posix.maskBits));
+    else if (access.hasNamedEntries())
+        access.set(MGPosixAcl::Mask, access.groupClassUnion());
+    if (!defaults.isEmpty()) {
+        // A default ACL needs the three base entries; missing ones come from the access
+        // ACL, as setfacl does.
+        for (quint16 tag : {MGPosixAcl::UserObj, MGPosixAcl::GroupObj, MGPosixAcl::Other}) {
+            if (!defaults.contains(tag))
+                defaults.set(tag, *access.perm(tag));
+        }
+        if (defaults.hasNamedEntries() && !defaults.contains(MGPosixAcl::Mask))
+            defaults.set(MGPosixAcl::Mask, defaults.groupClassUnion());
+    }
+    state.access = access;
+    state.defaultAcl = defaults;
+    state.mode = (current.mode & ~mode_t(0777)) | access.permissionBits();
+    return state;
+}
+
+MGResult<MGAclList> MGPosixAclStore::read(const QString &path)
+{
+    const MGResult<MGPosixItemState> state = readState(path);
+    if (!state)
+        return state.error();
+    return listFromState(*state);
+}
+
+namespace {
+// Applies `target` over `current` on the item at `path`, changing only what differs.
+MGResultError apply(const QByteArray &path, const MGPosixItemState &current, const MGPosixItemState &target)
+{
+    const QString shown = QString::fromUtf8(path);
+    auto failed = [&](int error) { return MGError::posixError(error, WriteFailure, shown); };
+    if (target.owner != current.owner || target.group != current.group) {
+        if (chown(path.constData(), target.owner, target.group) != 0)
+            return failed(errno);
+    }
+    if (target.access.isMinimal()) {
+        if (!current.access.isMinimal() && removexattr(path.constData(), MGPosixAcl::AccessAttribute) != 0
+            && errno != ENODATA)
+            return failed(errno);
+    } else if (!(target.access == current.access)) {
+        const QByteArray value = target.access.toXattr();
+        if (setxattr(path.constData(), MGPosixAcl::AccessAttribute, value.constData(), size_t(value.size()), 0) != 0)
+            return failed(errno);
+    }
+    if (target.isDirectory() && !(target.defaultAcl == current.defaultAcl)) {
+        if (target.defaultAcl.isEmpty()) {
+            if (removexattr(path.constData(), MGPosixAcl::DefaultAttribute) != 0 && errno != ENODATA)
+                return failed(errno);
+        } else {
+            const QByteArray value = target.defaultAcl.toXattr();
+            if (setxattr(path.constData(), MGPosixAcl::DefaultAttribute, value.constData(), size_t(value.size()), 0)
+                != 0)
+                return failed(errno);
+        }
+    }
+    // Setting an ACL sets the permission bits; a change of owner may have cleared the
+    // set-id bits. One chmod puts the mode exactly where the target wants it.
+    struct stat st;
+    if (stat(path.constData(), &st) != 0)
+        return failed(errno);
+    if ((st.st_mode & 07777) != (target.mode & 07777) && chmod(path.constData(), target.mode & 07777) != 0)
+        return failed(errno);
+    return std::nullopt;
+}
+}
+
+MGResultError MGPosixAclStore::write(const QString &path, const MGAclList &list)
+{
+    const MGResult<MGPosixItemState> current = readState(path);
+    if (!current)
+        return current.error();
+    const MGResult<MGPosixItemState> target = stateFromList(list, *current, path);
+    if (!target)
+        return target.error();
+    const QByteArray native = path.toUtf8();
+    MGResultError error = apply(native, *current, *target);
+    if (error) {
+        // Put back what was changed before the failure; the first error is the one to report.
+        const MGResult<MGPosixItemState> now = readState(path);
+        if (now)
+            apply(native, *now, *current);
+    }
+    return error;
+}

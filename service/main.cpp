@@ -1,0 +1,60 @@
+// marrowgate-aclservice: reads and writes ACLs for the editor.
+//   --stdio       serve one client on standard input and output (the ordinary service,
+//                 started by the editor as the user)
+#include "MGAclServiceDispatcher.h"
+#include "MGFrames.h"
+
+#include <QCborValue>
+#include <QCoreApplication>
+#include <csignal>
+#include <cstdio>
+#include <sys/resource.h>
+#include <unistd.h>
+
+namespace {
+int serveStdio()
+{
+    MGAclServiceDispatcher dispatcher;
+    for (;;) {
+        QByteArray frame;
+        QCborMap reply;
+        switch (MGFrames::readFrame(STDIN_FILENO, &frame)) {
+        case MGFrames::ReadStatus::Closed:
+            return 0;
+        case MGFrames::ReadStatus::Error:
+            return 1;
+        case MGFrames::ReadStatus::TooLarge:
+            reply = MGAclServiceDispatcher::malformedReply(QStringLiteral("the request is too large"));
+            break;
+        case MGFrames::ReadStatus::Ok: {
+            QCborParserError error;
+            const QCborValue request = QCborValue::fromCbor(frame, &error);
+            if (error.error != QCborError::NoError || !request.isMap())
+                reply = MGAclServiceDispatcher::malformedReply(QStringLiteral("the request is not a CBOR map"));
+            else
+                reply = dispatcher.handle(request.toMap());
+            break;
+        }
+        }
+        if (MGFrames::writeFrame(STDOUT_FILENO, reply.toCborValue().toCbor()) != 0)
+            return 1;
+    }
+}
+}
+
+int main(int argc, char **argv)
+{
+    QCoreApplication app(argc, argv);
+    std::signal(SIGPIPE, SIG_IGN);
+    // Propagation keeps one descriptor open per folder level of the walk.
+    struct rlimit files;
+    if (getrlimit(RLIMIT_NOFILE, &files) == 0 && files.rlim_cur < files.rlim_max) {
+        files.rlim_cur = files.rlim_max;
+        setrlimit(RLIMIT_NOFILE, &files);
+    }
+    const QStringList args = app.arguments();
+    if (args.contains(QStringLiteral("--stdio")))
+        return serveStdio();
+    std::fprintf(stderr, "usage: marrowgate-aclservice --stdio\n");
+    return 2;
+}

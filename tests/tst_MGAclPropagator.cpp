@@ -1,0 +1,143 @@
+#include "MGAclPropagator.h"
+#include "MGPosixAclStore.h"
+#include "ShellHelpers.h"
+
+#include <sys/stat.h>
+
+class tst_MGAclPropagator : public QObject
+{
+    Q_OBJECT
+
+    static QString statLine(const QString &path) { return sh("stat -c '%u:%g %A' " + quoted(path)).trimmed(); }
+    static QString lstatLine(const QString &path) { return sh("stat -c '%u:%g' " + quoted(path)).trimmed(); }
+
+    // A folder with the settings to pass down, and a tree below it.
+    static void makeTree(const QString &root, const QString &outside)
+    {
+        // A path longer than PATH_MAX can only be built one folder at a time.
+        QString deep = "mkdir deep && cd deep";
+        for (int i = 0; i < 24; ++i)
+            deep += QStringLiteral(" && mkdir %1 && cd %1").arg(QString(200, QChar('a' + i % 26)));
+        deep += " && touch bottom";
+        const QString script = QStringLiteral(
+            "set -e; cd %1; chown 0:1 .; chmod 750 .; setfacl -m u:nobody:r-x,g:daemon:rwx .; "
+            "setfacl -d -m u:nobody:r-x,g:daemon:-wx,o::--- .; "
+            "touch plain && chmod 600 plain && chown 65534:65534 plain; "
+            "touch tool && chmod 711 tool; mkdir -p sub/inner && touch sub/inner/file; "
+            "setfacl -m u:daemon:rwx sub/inner/file; mkfifo pipe; ln -s %2 outlink; ln -s sub inlink; "
+            "%3")
+                                   .arg(quoted(root), quoted(outside), deep);
+        QVERIFY(shOk(script));
+        QCOMPARE(sh("cd " + quoted(root) + " && find deep -name bottom | wc -c").trimmed().toInt(), 24 * 201 + 12);
+    }
+
+    static MGResultError propagate(const QString &root, MGAclPropagator **out = nullptr)
+    {
+        const MGResult<MGAclList> list = MGPosixAclStore::read(root);
+        if (!list)
+            return list.error();
+        static std::unique_ptr<MGAclPropagator> last;
+        last = std::make_unique<MGAclPropagator>(root, *list);
+        if (out)
+            *out = last.get();
+        return last->run();
+    }
+
+private slots:
+    void treeGetsTheFolderSettings()
+    {
+        REQUIRE_ROOT();
+        SharedTemporaryDir tmp;
+        const QString root = tmp.path("root");
+        const QString outside = tmp.path("outside");
+        QVERIFY(shOk("mkdir " + quoted(root) + " && touch " + quoted(outside) + " && chmod 604 " + quoted(outside)));
+        makeTree(root, outside);
+        const QString outsideBefore = statLine(outside) + facl(outside);
+        const QString linkBefore = lstatLine(root + "/outlink");
+
+        MGAclPropagator *propagator = nullptr;
+        QCOMPARE(propagate(root, &propagator), MGResultError());
+
+        // Files: owner, group, the folder's bits and the entries its default ACL passes on
+        // (not the folder's access-only group entry); execute only where there was some,
+        // which for an ACL means through the mask.
+        QCOMPARE(statLine(root + "/plain"), QStringLiteral("0:1 -rw-rw----"));
+        QCOMPARE(statLine(root + "/tool"), QStringLiteral("0:1 -rwxrwx---"));
+        const QString plainAcl = facl(root + "/plain");
+        QVERIFY2(plainAcl.contains("user:65534:r-x\t#effective:r--") && plainAcl.contains("group:1:-wx\t#effective:-w-")
+                     && plainAcl.contains("mask::rw-") && !plainAcl.contains("default"),
+                 qPrintable(plainAcl));
+        // A named rwx entry gave this file execute permission through its mask.
+        QCOMPARE(facl(root + "/sub/inner/file"), facl(root + "/tool"));
+        // Folders also pass the defaults on.
+        const QString subAcl = facl(root + "/sub/inner");
+        QVERIFY2(subAcl.contains("user:65534:r-x\n") && subAcl.contains("default:group:1:-wx")
+                     && subAcl.contains("default:other::---") && subAcl.contains("\ngroup:1:-wx\n"),
+                 qPrintable(subAcl));
+        QCOMPARE(statLine(root + "/sub"), QStringLiteral("0:1 drwxrwx---"));
+        // The FIFO is changed without being opened (opening it would block the walk).
+        QCOMPARE(statLine(root + "/pipe"), QStringLiteral("0:1 prw-rw----"));
+        // Links are neither followed nor changed.
+        QCOMPARE(statLine(outside) + facl(outside), outsideBefore);
+        QCOMPARE(lstatLine(root + "/outlink"), linkBefore);
+        // Deep paths are no obstacle.
+        QCOMPARE(sh("cd " + quoted(root + "/deep") + " && find . -name bottom -printf '%U:%G'").trimmed(),
+                 QStringLiteral("0:1"));
+        // plain, tool, sub, inner, file, pipe; deep, its 24 levels and bottom; never the two links
+        QCOMPARE(propagator->changedItems(), qint64(6 + 1 + 24 + 1));
+        QVERIFY(shOk("rm -rf " + quoted(root))); // deeper than QDir can remove
+    }
+
+    void itemsThatCannotChangeAreReportedAtTheEnd()
+    {
+        REQUIRE_ROOT();
+        SharedTemporaryDir tmp;
+        const QString root = tmp.path("root");
+        QVERIFY(shOk("mkdir " + quoted(root) + " && cd " + quoted(root) + " && touch a b c && chown 5:5 a b c"));
+        if (!shOk("chattr +i " + quoted(root + "/b")))
+            QSKIP("this file system has no immutable files");
+        const MGResultError error = propagate(root);
+        shOk("chattr -i " + quoted(root + "/b"));
+        QVERIFY(error);
+        QCOMPARE(error->code(), EPERM);
+        QVERIFY(error->isPermissionError());
+        QVERIFY2(error->localizedDescription().startsWith("1 of the items below")
+                     && error->localizedDescription().contains(root + "/b ("),
+                 qPrintable(error->localizedDescription()));
+        // The walk went on past the failure.
+        QCOMPARE(lstatLine(root + "/a"), QStringLiteral("0:0"));
+        QCOMPARE(lstatLine(root + "/c"), QStringLiteral("0:0"));
+        QCOMPARE(lstatLine(root + "/b"), QStringLiteral("5:5"));
+    }
+
+    void otherFileSystemsAreLeftAlone()
+    {
+        REQUIRE_ROOT();
+        SharedTemporaryDir tmp;
+        const QString root = tmp.path("root");
+        QVERIFY(shOk("mkdir -p " + quoted(root + "/mnt")));
+        if (!shOk("mount -t tmpfs none " + quoted(root + "/mnt")))
+            QSKIP("cannot mount here");
+        shOk("touch " + quoted(root + "/mnt/inside") + " && chown 7:7 " + quoted(root + "/mnt/inside"));
+        const MGResultError error = propagate(root);
+        const QString inside = lstatLine(root + "/mnt/inside");
+        shOk("umount " + quoted(root + "/mnt"));
+        QCOMPARE(error, MGResultError());
+        QCOMPARE(inside, QStringLiteral("7:7"));
+    }
+
+    void aListPosixCannotHoldIsRefusedBeforeTheWalk()
+    {
+        SharedTemporaryDir tmp;
+        QVERIFY(shOk("touch " + quoted(tmp.path("child")) + " && chmod 604 " + quoted(tmp.path("child"))));
+        MGResult<MGAclList> list = MGPosixAclStore::read(tmp.path());
+        QVERIFY(list);
+        list->insert(1, MGAclEntry::aclEntry(MGAclEntry::Deny, CBIdentity::user(1), MGAclPermissionSet::fromPosixBits(4, true),
+                                             0, true, true));
+        QVERIFY(MGAclPropagator(tmp.path(), *list).run());
+        QCOMPARE(statLine(tmp.path("child")).section(' ', 1), QStringLiteral("-rw----r--"));
+    }
+};
+
+QTEST_GUILESS_MAIN(tst_MGAclPropagator)
+#include "tst_MGAclPropagator.moc"
