@@ -14,6 +14,7 @@
 namespace {
 QMutex translatorLock;
 QTranslator *currentTranslator = nullptr;
+QString installedLanguage;
 
 QString translated(const QString &table, const QString &key)
 {
@@ -77,6 +78,7 @@ bool NTLocalizedString::installTranslation(const QString &localeName)
         delete currentTranslator;
         currentTranslator = nullptr;
     }
+    installedLanguage = localeName;
     auto translator = std::make_unique<QTranslator>();
     if (!translator->load(QLocale(localeName), QStringLiteral("marrowgate"), QStringLiteral("_"),
                           QStringLiteral(":/i18n")))
@@ -84,4 +86,10 @@ bool NTLocalizedString::installTranslation(const QString &localeName)
     QCoreApplication::installTranslator(translator.get());
     currentTranslator = translator.release();
     return true;
+}
+
+QString NTLocalizedString::currentLanguage()
+{
+    QMutexLocker locker(&translatorLock);
+    return installedLanguage.isEmpty() ? QLocale().name() : installedLanguage;
 }

@@ -23,4 +23,6 @@ public:
     // earlier one. "C" or an unknown language falls back to the built-in English texts.
     // Answers whether a translation was found.
     static bool installTranslation(const QString &localeName);
+    // The language of the installed translation, or the system's when none was installed.
+    static QString currentLanguage();
 };

@@ -3,6 +3,7 @@
 #include "CBIdentityAuthority.h"
 #include "NTLocalizedString.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <sys/xattr.h>
 #include <unistd.h>
@@ -169,6 +170,10 @@ MGAclList MGPosixAclStore::listFromState(const MGPosixItemState &state)
         }
         list << aclEntry(e, flags);
     }
+    // Named entries first, then what the folder passes on for owner, group, mask and others.
+    std::stable_partition(inheritable.begin(), inheritable.end(), [](const MGPosixAcl::Entry &e) {
+        return e.tag == MGPosixAcl::User || e.tag == MGPosixAcl::Group;
+    });
     for (const MGPosixAcl::Entry &e : std::as_const(inheritable))
         list << aclEntry(e, FileInherit | DirectoryInherit | OnlyInherit);
 

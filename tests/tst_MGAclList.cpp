@@ -108,7 +108,7 @@ private slots:
         expectRefused(withEntryField("flags", 0x10));
         expectRefused(withEntryField("directory", 1));
         expectRefused(withEntryField("identity", QCborMap{{"class", 1}, {"id", 5}}));
-        expectRefused(withEntryField("identity", QCborMap{{"class", 3}, {"id", 5}, {"name", ""}, {"fullName", ""}}));
+        expectRefused(withEntryField("identity", QCborMap{{"class", CBIdentity::LastClass + 1}, {"id", 5}, {"name", ""}, {"fullName", ""}}));
         expectRefused(withEntryField("identity", QCborMap{{"class", 1}, {"id", qint64(1) << 33}, {"name", ""},
                                                           {"fullName", ""}}));
         expectRefused(withEntryField("identity", QCborMap{{"class", 1}, {"id", 5}, {"name", QString(5000, 'a')},

@@ -1,0 +1,157 @@
+#include "MGAclCommandLine.h"
+
+#include "CBIdentityAuthority.h"
+#include "MGAclPlugin.h"
+#include "MGAclValueTransformers.h"
+#include "MGValueTransformer.h"
+#include "MGWorkQueue.h"
+#include "NTLocalizedString.h"
+
+#include <QCoreApplication>
+#include <QEventLoop>
+#include <QFileInfo>
+#include <cstdio>
+
+namespace {
+enum Status { Success = 0, Failure = 1, Dismissed = 2, Usage = 64 };
+
+QString transformed(const char *name, const QVariant &value)
+{
+    return MGValueTransformer::valueTransformerForName(QString::fromLatin1(name))->transformedValue(value).toString();
+}
+
+QString identityText(const MGAclEntry &entry)
+{
+    const QString acl = QStringLiteral("ACL");
+    switch (entry.kind()) {
+    case MGAclEntry::Kind::Owner:
+        return NTLocalizedString::localize(QStringLiteral("Owner"), acl) + QStringLiteral(": ")
+            + entry.identity().displayName();
+    case MGAclEntry::Kind::OwningGroup:
+        return NTLocalizedString::localize(QStringLiteral("Group"), acl) + QStringLiteral(": ")
+            + entry.identity().displayName();
+    default:
+        return entry.identity().displayName();
+    }
+}
+
+void printError(const MGError &error)
+{
+    std::fprintf(stderr, "%s\n", qPrintable(error.fullDescription()));
+}
+
+// Runs `start` on the plug-in's work queue and waits for it to call `finish` with a status.
+int runOnQueue(const std::function<void(MGAclPlugin::Pointer, std::function<void(int)>)> &start)
+{
+    const MGAclPlugin::Pointer plugin = MGAclPlugin::plugin();
+    QEventLoop loop;
+    int status = Failure;
+    auto finish = [&loop, &status](int result) {
+        MGMainQueue::async([&loop, &status, result] {
+            status = result;
+            loop.quit();
+        });
+    };
+    plugin->queue()->async([plugin, start, finish] { start(plugin, finish); });
+    loop.exec();
+    return status;
+}
+
+QUrl urlFor(const QString &path)
+{
+    return QUrl::fromLocalFile(QFileInfo(path).absoluteFilePath());
+}
+}
+
+bool MGAclCommandLine::handles(const QStringList &arguments)
+{
+    return !arguments.isEmpty()
+        && (arguments.first() == QLatin1String("list") || arguments.first() == QLatin1String("access"));
+}
+
+QString MGAclCommandLine::permissionText(const MGAclEntry &entry)
+{
+    QString text = MGAclPermissionSet::shortText(entry.permissions(), entry.isDirectory());
+    QString flags;
+    if (entry.flags() & MGAclFlag::FileInherit)
+        flags += QLatin1Char('f');
+    if (entry.flags() & MGAclFlag::DirectoryInherit)
+        flags += QLatin1Char('d');
+    if (entry.flags() & MGAclFlag::LimitInherit)
+        flags += QLatin1Char('l');
+    if (entry.flags() & MGAclFlag::OnlyInherit)
+        flags += QLatin1Char('o');
+    return flags.isEmpty() ? text : text + QLatin1Char('/') + flags;
+}
+
+QString MGAclCommandLine::formatList(const MGAclList &list)
+{
+    QString out;
+    for (qsizetype index = 0; index < list.size(); ++index) {
+        const MGAclEntry *entry = MGAclLists::entryOf(list[index]);
+        if (!entry) {
+            out += QStringLiteral("## %1\n").arg(std::get<QString>(list[index]));
+            continue;
+        }
+        out += QStringLiteral("%1\t%2\t%3\t%4\t%5\t%6\n")
+                   .arg(index)
+                   .arg(transformed("MGAclTagValueTransformer", entry->tag()), identityText(*entry),
+                        transformed("MGAclPermGroupValueTransformer", entry->permissionGroup()),
+                        transformed("MGAclInheritedValueTransformer", entry->inherited()), permissionText(*entry));
+    }
+    return out;
+}
+
+QString MGAclCommandLine::formatTree(const QList<MGTreeNode::Pointer> &tree)
+{
+    QString out;
+    std::function<void(const MGTreeNode &, int)> row = [&](const MGTreeNode &node, int depth) {
+        out += QString(depth * 2, QLatin1Char(' ')) + node.title();
+        if (node.state() != -1)
+            out += node.state() ? QStringLiteral("\tyes") : QStringLiteral("\tno");
+        out += QLatin1Char('\n');
+        for (const MGTreeNode::Pointer &child : node.childNodes())
+            row(*child, depth + 1);
+    };
+    for (const MGTreeNode::Pointer &node : tree)
+        row(*node, 0);
+    return out;
+}
+
+int MGAclCommandLine::run(const QStringList &arguments)
+{
+    MGAclValueTransformers::loadTransformers();
+    const QString command = arguments.value(0);
+    if (command == QLatin1String("list") && arguments.size() == 2) {
+        const QUrl url = urlFor(arguments[1]);
+        return runOnQueue([url](MGAclPlugin::Pointer plugin, std::function<void(int)> finish) {
+            plugin->getEntriesWithUrl(url, [finish](std::optional<MGAclList> list, MGResultError error) {
+                if (list)
+                    std::fputs(qPrintable(formatList(*list)), stdout);
+                else if (error)
+                    printError(*error);
+                finish(list ? Success : error ? Failure : Dismissed);
+            });
+        });
+    }
+    if (command == QLatin1String("access") && arguments.size() == 3) {
+        const auto identity = CBIdentityAuthority::defaultIdentityAuthority().identityWithName(arguments[1]);
+        if (!identity) {
+            std::fprintf(stderr, "No user or group is named \u201c%s\u201d.\n", qPrintable(arguments[1]));
+            return Failure;
+        }
+        const QUrl url = urlFor(arguments[2]);
+        const QUuid uuid = identity->uniqueIdentifier();
+        return runOnQueue([url, uuid](MGAclPlugin::Pointer plugin, std::function<void(int)> finish) {
+            plugin->getAccessWithUrl(url, uuid, [finish](auto tree, MGResultError error) {
+                if (tree)
+                    std::fputs(qPrintable(formatTree(*tree)), stdout);
+                else if (error)
+                    printError(*error);
+                finish(tree ? Success : error ? Failure : Dismissed);
+            });
+        });
+    }
+    std::fprintf(stderr, "usage: marrowgate-acl list PATH\n       marrowgate-acl access USER-OR-GROUP PATH\n");
+    return Usage;
+}

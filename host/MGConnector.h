@@ -1,0 +1,49 @@
+#pragma once
+
+#include "MGError.h"
+#include "MGRemoteClasses.h"
+#include "MGServiceConnection.h"
+#include "MGWorkQueue.h"
+
+#include <QObject>
+#include <memory>
+
+// The base of objects that talk to the ACL service: a serial work queue, the ordinary
+// connection (the service running as the user), and the privileged connection, which is
+// usable once an authorisation right has been obtained.
+class MGConnector : public QObject
+{
+    Q_OBJECT
+public:
+    using AuthorizationReply = std::function<void(MGResultError error)>;
+
+    explicit MGConnector(const QString &queueLabel, QObject *parent = nullptr);
+    ~MGConnector() override;
+
+    MGWorkQueue *queue() const { return m_queue.get(); }
+    MGServiceConnection *connection();
+    MGServiceConnection *authConnection();
+
+    // Obtains the named right from the user (an authorisation dialog may appear) and
+    // prepares authConnection(). The reply runs on the connection's thread; its error is
+    // empty on success, NSOSStatusErrorDomain -60006 when the user dismissed the dialog.
+    virtual void getAuthConnectionForRight(const char *right, AuthorizationReply reply);
+
+    // What each remote method's reply may contain, applied to both connections.
+    virtual QHash<QString, MGRemoteClasses::Classes> remoteEncodableClasses() const { return {}; }
+    // The classes of an object exported to the service; none by default.
+    virtual std::optional<QHash<QString, MGRemoteClasses::Classes>> exportedEncodableClasses() const
+    {
+        return std::nullopt;
+    }
+
+protected:
+    // For a connector whose privileged connection is made elsewhere (and for tests).
+    void setAuthConnection(std::unique_ptr<MGServiceConnection> connection);
+
+private:
+    std::unique_ptr<MGWorkQueue> m_queue;
+    QMutex m_lock;
+    std::unique_ptr<MGServiceConnection> m_connection;
+    std::unique_ptr<MGServiceConnection> m_authConnection;
+};

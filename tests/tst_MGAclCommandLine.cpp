@@ -1,0 +1,100 @@
+#include "MGAclCommandLine.h"
+#include "ShellHelpers.h"
+
+namespace {
+struct Run
+{
+    int status;
+    QString out;
+    QString err;
+};
+
+Run acl(const QStringList &arguments, const QString &launcher = QString())
+{
+    QProcess process;
+    QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
+    env.insert("LANG", "C.UTF-8");
+    env.remove("LANGUAGE");
+    if (!launcher.isEmpty())
+        env.insert("MARROWGATE_SERVICE_LAUNCHER", launcher);
+    process.setProcessEnvironment(env);
+    process.start(QStringLiteral(MARROWGATE_BUILD_DIR "/marrowgate-acl"), arguments);
+    process.waitForFinished(30000);
+    return {process.exitCode(), QString::fromUtf8(process.readAllStandardOutput()),
+            QString::fromUtf8(process.readAllStandardError())};
+}
+}
+
+class tst_MGAclCommandLine : public QObject
+{
+    Q_OBJECT
+
+    SharedTemporaryDir tmp;
+
+private slots:
+    void listShowsEveryItem()
+    {
+        REQUIRE_ROOT();
+        const QString file = tmp.path("file");
+        QVERIFY(shOk(QStringLiteral("touch %1 && chown 0:0 %1 && chmod 640 %1 && setfacl -m u:nobody:rw-,g:daemon:r-- %1")
+                         .arg(quoted(file))));
+        const Run run = acl({"list", file});
+        QCOMPARE(run.status, 0);
+        QCOMPARE(run.out, QStringLiteral("## Access Control List\n"
+                                         "1\tAllow\tnobody\tRead & Write\tNo\trw-\n"
+                                         "2\tAllow\tdaemon\tRead\tNo\tr--\n"
+                                         "## POSIX Permissions\n"
+                                         "4\tAllow\tOwner: root\tRead & Write\tNo\trw-\n"
+                                         "5\tAllow\tGroup: root\tRead\tNo\tr--\n"
+                                         "6\tAllow\tEveryone\tNo Access\tNo\t---\n"
+                                         "7\tAllow\tMask\tRead & Write\tNo\trw-\n"));
+        QVERIFY(run.err.isEmpty());
+    }
+
+    void folderEntriesShowTheirInheritance()
+    {
+        const QString folder = tmp.path("folder");
+        QVERIFY(shOk(QStringLiteral("mkdir %1 && setfacl -m u:nobody:r-x %1 && setfacl -d -m u:nobody:r-x %1").arg(quoted(folder))));
+        const Run run = acl({"list", folder});
+        QCOMPARE(run.status, 0);
+        QVERIFY2(run.out.contains("1\tAllow\tnobody\tRead\tNo\tr-x/fd\n"), qPrintable(run.out));
+        QVERIFY2(run.out.contains("\tAllow\tOwner\tRead & Write\tNo\trwx/fdo\n"), qPrintable(run.out));
+    }
+
+    void accessShowsTheTree()
+    {
+        const QString file = tmp.path("exe");
+        QVERIFY(shOk(QStringLiteral("touch %1 && chmod 750 %1 && setfacl -m u:nobody:r-x %1").arg(quoted(file))));
+        const Run run = acl({"access", "nobody", file});
+        QCOMPARE(run.status, 0);
+        QVERIFY2(run.out.startsWith("Read\n  Read Data\tyes\n"), qPrintable(run.out));
+        QVERIFY(run.out.contains("Write\n  Write Data\tno\n"));
+        QVERIFY(run.out.contains("Execute\n  Execute\tyes\n"));
+        QVERIFY(run.out.contains("  Take Ownership\tno\n"));
+    }
+
+    void failuresExitWithOneAndSayWhy()
+    {
+        const Run missing = acl({"list", tmp.path("missing")});
+        QCOMPARE(missing.status, 1);
+        QVERIFY(missing.out.isEmpty());
+        QVERIFY(missing.err.contains(tmp.path("missing")) && missing.err.contains("No such file"));
+        const Run unknown = acl({"access", "no-such-account-here", tmp.path()});
+        QCOMPARE(unknown.status, 1);
+        QVERIFY(unknown.err.contains("no-such-account-here"));
+        QCOMPARE(acl({"frobnicate"}).status, 64);
+    }
+
+    void aReadThatNeedsPrivilegeSaysSoWithoutThePrivilegedService()
+    {
+        REQUIRE_ROOT();
+        QVERIFY(shOk(QStringLiteral("mkdir -m 700 %1 && touch %1/secret").arg(quoted(tmp.path("private")))));
+        const Run run = acl({"list", tmp.path("private/secret")}, "setpriv --reuid=65534 --regid=65534 --clear-groups");
+        QCOMPARE(run.status, 1);
+        QVERIFY2(run.err.startsWith("Error retrieving Acces Control List entries\n") && run.err.contains("not installed"),
+                 qPrintable(run.err));
+    }
+};
+
+QTEST_GUILESS_MAIN(tst_MGAclCommandLine)
+#include "tst_MGAclCommandLine.moc"

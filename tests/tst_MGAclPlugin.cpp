@@ -1,0 +1,257 @@
+#include "MGAclPlugin.h"
+#include "MGChildServiceConnection.h"
+#include "ShellHelpers.h"
+
+#include <csignal>
+
+namespace {
+const QString ServicePath = QStringLiteral(MARROWGATE_BUILD_DIR "/marrowgate-aclservice");
+const QString AsNobody = QStringLiteral("setpriv --reuid=65534 --regid=65534 --clear-groups");
+
+// The plug-in with its authorisation step scripted: it grants (and connects the
+// privileged connection to a service running as root, or as `privilegedLauncher`), or
+// answers the given error.
+class ScriptedPlugin : public MGAclPlugin
+{
+public:
+    static std::shared_ptr<ScriptedPlugin> make() { return adopt(new ScriptedPlugin); }
+
+    MGResultError authorization;
+    QStringList privilegedLauncher;
+    QStringList askedRights;
+
+    void getAuthConnectionForRight(const char *right, AuthorizationReply reply) override
+    {
+        askedRights << QString::fromLatin1(right);
+        if (!authorization && !authConnection())
+            setAuthConnection(std::make_unique<MGChildServiceConnection>(privilegedLauncher + QStringList{ServicePath, "--stdio"}));
+        connection()->replyQueue().async([reply, answer = authorization] { reply(answer); });
+    }
+};
+
+// The last answer of an operation, whatever thread it came on.
+struct Result
+{
+    QMutex lock;
+    int answers = 0;
+    bool hasValue = false;
+    MGResultError error;
+    int kind = -1;
+    bool fromPrivilegedReply = false;
+    int count()
+    {
+        QMutexLocker locker(&lock);
+        return answers;
+    }
+    void set(bool value, MGResultError e, int k = -1, bool privileged = false)
+    {
+        QMutexLocker locker(&lock);
+        ++answers;
+        hasValue = value;
+        error = e;
+        kind = k;
+        fromPrivilegedReply = privileged;
+    }
+};
+}
+
+class tst_MGAclPlugin : public QObject
+{
+    Q_OBJECT
+
+    SharedTemporaryDir tmp;
+    QString secret;
+    QString rootFile;
+    QString privateFolder;
+
+    std::shared_ptr<ScriptedPlugin> plugin(const QString &launcher, MGResultError authorization = {},
+                                           QStringList privileged = {})
+    {
+        qputenv("MARROWGATE_SERVICE_LAUNCHER", launcher.toUtf8());
+        qputenv("MARROWGATE_SERVICE", ServicePath.toUtf8());
+        auto p = ScriptedPlugin::make();
+        p->authorization = authorization;
+        p->privilegedLauncher = privileged;
+        return p;
+    }
+
+    static std::shared_ptr<Result> readEntries(const std::shared_ptr<ScriptedPlugin> &p, const QString &path)
+    {
+        auto result = std::make_shared<Result>();
+        p->queue()->async([p, path, result] {
+            p->getEntriesWithUrl(QUrl::fromLocalFile(path),
+                                 [result](auto entries, MGResultError error) { result->set(bool(entries), error); });
+        });
+        return result;
+    }
+
+    static std::shared_ptr<Result> readAccess(const std::shared_ptr<ScriptedPlugin> &p, const QString &path)
+    {
+        auto result = std::make_shared<Result>();
+        p->queue()->async([p, path, result] {
+            p->getAccessWithUrl(QUrl::fromLocalFile(path), CBIdentity::user(0).uniqueIdentifier(),
+                                [result](auto tree, MGResultError error) { result->set(bool(tree), error); });
+        });
+        return result;
+    }
+
+    // Writes (or propagates) the item's list with its "other" permissions cleared.
+    static std::shared_ptr<Result> send(const std::shared_ptr<ScriptedPlugin> &p, MGAclPlugin::Operation operation,
+                                        const QString &path)
+    {
+        auto list = MGPosixListFor(path);
+        auto result = std::make_shared<Result>();
+        p->queue()->async([p, operation, path, list, result] {
+            p->sendEntries(operation, list, QUrl::fromLocalFile(path), [result](auto outcome) {
+                result->set(outcome.kind == outcome.Succeeded, outcome.error, outcome.kind, outcome.fromPrivilegedReply);
+            });
+        });
+        return result;
+    }
+
+    static MGAclList MGPosixListFor(const QString &path)
+    {
+        const QString text = sh("stat -c '%u %g %a' " + quoted(path));
+        const QStringList parts = text.split(' ');
+        const int mode = parts.value(2).trimmed().toInt(nullptr, 8);
+        const bool dir = QFileInfo(path).isDir();
+        return {QStringLiteral("t"),
+                MGAclEntry::posixEntry(MGAclEntry::Kind::Owner, CBIdentity::user(parts[0].toUInt()), mode >> 6 & 7, dir),
+                MGAclEntry::posixEntry(MGAclEntry::Kind::OwningGroup, CBIdentity::group(parts[1].toUInt()), mode >> 3 & 7, dir),
+                MGAclEntry::posixEntry(MGAclEntry::Kind::Other, CBIdentity::special(CBIdentity::Class::EveryoneSpecial), 0,
+                                       dir)};
+    }
+
+private slots:
+    void initTestCase()
+    {
+        REQUIRE_ROOT();
+        privateFolder = tmp.path("private");
+        secret = privateFolder + "/secret";
+        rootFile = tmp.path("rootfile");
+        QVERIFY(shOk(QStringLiteral("mkdir -m 700 %1 && touch %2 %1/other && chmod 644 %2 && touch %3")
+                         .arg(quoted(privateFolder), quoted(rootFile), quoted(secret))));
+    }
+
+    void cleanup() { shOk("chmod 644 " + quoted(rootFile)); }
+
+    void rightsAndDescriptions()
+    {
+        using Op = MGAclPlugin::Operation;
+        QCOMPARE(MGAclPlugin::rightFor(Op::ReadEntries), "com.quillwork.Marrowgate.GetFileAcl");
+        QCOMPARE(MGAclPlugin::rightFor(Op::WriteEntries), "com.quillwork.Marrowgate.SetFileAcl");
+        QCOMPARE(MGAclPlugin::rightFor(Op::Propagate), "com.quillwork.Marrowgate.PropagateFileAcl");
+        QCOMPARE(MGAclPlugin::rightFor(Op::ReadAccess), "com.quillwork.Marrowgate.GetFileAccess");
+        QCOMPARE(MGAclPlugin::descriptionFor(Op::ReadEntries), QStringLiteral("Error retrieving Acces Control List entries"));
+        QCOMPARE(MGAclPlugin::descriptionFor(Op::WriteEntries), QStringLiteral("Error saving Acces Control List entries"));
+        QCOMPARE(MGAclPlugin::descriptionFor(Op::Propagate),
+                 QStringLiteral("Error propagating file Access Control List, POSIX permissions, owner and group"));
+        QCOMPARE(MGAclPlugin::descriptionFor(Op::ReadAccess),
+                 QStringLiteral("Error retrieving effective file access permissions"));
+        auto p = MGAclPlugin::plugin();
+        QVERIFY(!p->exportedEncodableClasses());
+        using namespace MGRemoteClasses;
+        QCOMPARE(p->remoteEncodableClasses().value("getAclEntriesWithUrl:reply:"), Classes(Array) | String | TreeNode | AclEntry);
+        QCOMPARE(p->remoteEncodableClasses().value("getAclAccessWithUrl:uuid:reply:"), Classes(Array) | TreeNode);
+    }
+
+    void grantedRetryAnswersFromThePrivilegedConnection()
+    {
+        auto p = plugin(AsNobody);
+        auto entries = readEntries(p, secret);
+        QTRY_COMPARE(entries->count(), 1);
+        QVERIFY(entries->hasValue);
+        QVERIFY(!entries->error);
+        auto written = send(p, MGAclPlugin::Operation::WriteEntries, rootFile);
+        QTRY_COMPARE(written->count(), 1);
+        QVERIFY2(written->hasValue, qPrintable(written->error ? written->error->localizedDescription() : ""));
+        QCOMPARE(sh("stat -c %a " + quoted(rootFile)).trimmed(), QStringLiteral("640"));
+        QCOMPARE(p->askedRights, (QStringList{"com.quillwork.Marrowgate.GetFileAcl", "com.quillwork.Marrowgate.SetFileAcl"}));
+        // Every call starts on the ordinary connection again.
+        auto again = readEntries(p, secret);
+        QTRY_COMPARE(again->count(), 1);
+        QCOMPARE(p->askedRights.size(), 3);
+    }
+
+    void dismissedAuthorisationIsSilentForAllFour()
+    {
+        auto p = plugin(AsNobody, MGError(MGError::OSStatusDomain, -60006, "cancelled"));
+        auto entries = readEntries(p, secret);
+        auto access = readAccess(p, secret);
+        auto written = send(p, MGAclPlugin::Operation::WriteEntries, rootFile);
+        auto propagated = send(p, MGAclPlugin::Operation::Propagate, privateFolder);
+        for (const auto &r : {entries, access, written, propagated}) {
+            QTRY_COMPARE(r->count(), 1);
+            QVERIFY(!r->hasValue);
+            QVERIFY(!r->error);
+        }
+        QCOMPARE(written->kind, int(MGAclPlugin::Outcome<std::monostate>::Cancelled));
+        QCOMPARE(propagated->kind, int(MGAclPlugin::Outcome<std::monostate>::Cancelled));
+        QCOMPARE(sh("stat -c %a " + quoted(rootFile)).trimmed(), QStringLiteral("644"));
+        QCOMPARE(p->askedRights.size(), 4);
+        QVERIFY(p->askedRights.contains("com.quillwork.Marrowgate.GetFileAccess"));
+        QVERIFY(p->askedRights.contains("com.quillwork.Marrowgate.PropagateFileAcl"));
+    }
+
+    void refusedAuthorisationIsWrapped()
+    {
+        const MGError refused(MGError::OSStatusDomain, -60005, "not allowed");
+        auto p = plugin(AsNobody, refused);
+        auto entries = readEntries(p, secret);
+        auto written = send(p, MGAclPlugin::Operation::WriteEntries, rootFile);
+        QTRY_COMPARE(entries->count(), 1);
+        QTRY_COMPARE(written->count(), 1);
+        QCOMPARE(entries->error->localizedDescription(), QStringLiteral("Error retrieving Acces Control List entries"));
+        QCOMPARE(*entries->error->underlyingError(), refused);
+        QCOMPARE(written->error->localizedDescription(), QStringLiteral("Error saving Acces Control List entries"));
+        QCOMPARE(written->kind, int(MGAclPlugin::Outcome<std::monostate>::Failed));
+    }
+
+    void serviceErrorsArePassedOnUnwrapped()
+    {
+        auto p = plugin(AsNobody);
+        auto entries = readEntries(p, tmp.path("missing"));
+        QTRY_COMPARE(entries->count(), 1);
+        QCOMPARE(entries->error->code(), ENOENT);
+        QVERIFY(entries->error->localizedDescription().contains(tmp.path("missing")));
+        QVERIFY(!entries->error->underlyingError());
+        QVERIFY(p->askedRights.isEmpty());
+    }
+
+    void noSecondRetry()
+    {
+        // The privileged connection runs as nobody too, so the retry fails the same way.
+        auto p = plugin(AsNobody, {}, QProcess::splitCommand(AsNobody));
+        auto entries = readEntries(p, secret);
+        auto access = readAccess(p, secret);
+        QTRY_COMPARE(entries->count(), 1);
+        QTRY_COMPARE(access->count(), 1);
+        QVERIFY(entries->error);
+        QVERIFY2(entries->error->isPermissionError() && !entries->error->underlyingError(),
+                 qPrintable(entries->error->fullDescription()));
+        // The access read shows nothing after a failed privileged retry.
+        QVERIFY(!access->hasValue && !access->error);
+        QCOMPARE(p->askedRights.size(), 2);
+    }
+
+    void brokenConnectionIsWrappedAndTheNextCallWorks()
+    {
+        // Each service starts a moment late, so the read is still waiting when it is killed.
+        auto p = plugin(QStringLiteral("sh -c \"sleep 1; exec $0 $@\""));
+        auto entries = readEntries(p, rootFile);
+        auto *child = static_cast<MGChildServiceConnection *>(p->connection());
+        QTRY_VERIFY(child->processId() > 0);
+        QCOMPARE(kill(child->processId(), SIGKILL), 0);
+        QTRY_COMPARE(entries->count(), 1);
+        QCOMPARE(entries->error->localizedDescription(), QStringLiteral("Error retrieving Acces Control List entries"));
+        QCOMPARE(entries->error->underlyingError()->code(), int(MGServiceConnection::Interrupted));
+        QTest::qWait(100);
+        QCOMPARE(entries->count(), 1);
+        auto next = readEntries(p, rootFile);
+        QTRY_COMPARE_WITH_TIMEOUT(next->count(), 1, 10000);
+        QVERIFY(next->hasValue);
+    }
+};
+
+QTEST_GUILESS_MAIN(tst_MGAclPlugin)
+#include "tst_MGAclPlugin.moc"

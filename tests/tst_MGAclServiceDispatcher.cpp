@@ -1,0 +1,100 @@
+#include "MGAclServiceDispatcher.h"
+#include "ShellHelpers.h"
+
+#include <QCborArray>
+#include <QtEndian>
+
+namespace {
+QCborMap request(const QString &method, const QCborMap &args, const QCborValue &id = 7)
+{
+    return QCborMap{{"id", id}, {"method", method}, {"locale", "C"}, {"args", args}};
+}
+
+QString errorOf(const QCborMap &reply)
+{
+    const auto error = MGError::fromCbor(reply.value(QStringLiteral("error")), nullptr);
+    return error ? error->localizedDescription() : QString();
+}
+
+QByteArray frame(const QByteArray &payload)
+{
+    QByteArray header(4, Qt::Uninitialized);
+    qToBigEndian<quint32>(quint32(payload.size()), header.data());
+    return header + payload;
+}
+}
+
+class tst_MGAclServiceDispatcher : public QObject
+{
+    Q_OBJECT
+private slots:
+    void malformedRequestsAreAnsweredWithErrors_data()
+    {
+        QTest::addColumn<QCborMap>("request");
+        QTest::addColumn<QString>("why");
+        const QString get = MGAclServiceDispatcher::GetEntries;
+        QTest::newRow("no id") << QCborMap{{"method", get}} << "no request number";
+        QTest::newRow("unknown method") << request("rm -rf", QCborMap{{"url", "/"}}) << "unknown method";
+        QTest::newRow("extra field") << QCborMap{{"id", 1}, {"method", get}, {"args", QCborMap{{"url", "/"}}}, {"x", 1}}
+                                     << "unknown field";
+        QTest::newRow("args not a map") << QCborMap{{"id", 1}, {"method", get}, {"args", 3}} << "not a map";
+        QTest::newRow("relative path") << request(get, {{"url", "etc/passwd"}}) << "absolute";
+        QTest::newRow("path with NUL") << request(get, {{"url", QString::fromLatin1("/tmp\0x", 6)}}) << "absolute";
+        QTest::newRow("path not text") << request(get, {{"url", 5}}) << "not a path";
+        QTest::newRow("path too long") << request(get, {{"url", "/" + QString(5000, 'a')}}) << "absolute";
+        QTest::newRow("missing argument") << request(MGAclServiceDispatcher::SetEntries, {{"url", "/tmp"}}) << "missing";
+        QTest::newRow("unexpected argument") << request(get, {{"url", "/"}, {"uuid", "x"}}) << "unexpected";
+        QTest::newRow("bad list") << request(MGAclServiceDispatcher::SetEntries, {{"url", "/tmp"}, {"entries", QCborArray{1}}})
+                                  << "entry";
+        QTest::newRow("bad uuid") << request(MGAclServiceDispatcher::GetAccess, {{"url", "/tmp"}, {"uuid", "nope"}})
+                                  << "UUID";
+    }
+    void malformedRequestsAreAnsweredWithErrors()
+    {
+        QFETCH(QCborMap, request);
+        QFETCH(QString, why);
+        MGAclServiceDispatcher dispatcher;
+        const QCborMap reply = dispatcher.handle(request);
+        QVERIFY2(errorOf(reply).contains("malformed request") && errorOf(reply).contains(why), qPrintable(errorOf(reply)));
+        QVERIFY(!reply.contains(QStringLiteral("entries")));
+        // The dispatcher goes on answering.
+        QVERIFY(dispatcher.handle(::request(MGAclServiceDispatcher::GetEntries, {{"url", "/"}}))
+                    .contains(QStringLiteral("entries")));
+    }
+
+    void theProcessSurvivesGarbage()
+    {
+        QProcess service;
+        service.start(QStringLiteral(MARROWGATE_BUILD_DIR "/marrowgate-aclservice"), {"--stdio"});
+        QVERIFY(service.waitForStarted());
+        // Not CBOR, then a request too large to take, then a good request.
+        service.write(frame("\xff\xfe garbage"));
+        service.write(frame(QByteArray(2, '\0')).left(4));
+        QByteArray oversized(4, Qt::Uninitialized);
+        qToBigEndian<quint32>(65u * 1024 * 1024, oversized.data());
+        service.write(QByteArray(2, '\0')); // completes the frame of two bytes started above
+        service.write(oversized + QByteArray(65 * 1024 * 1024, 'x'));
+        service.write(frame(request(MGAclServiceDispatcher::GetEntries, {{"url", "/"}}).toCborValue().toCbor()));
+        QList<QCborMap> replies;
+        QByteArray buffer;
+        while (replies.size() < 4 && service.waitForReadyRead(20000)) {
+            buffer += service.readAllStandardOutput();
+            while (buffer.size() >= 4 && buffer.size() >= 4 + qsizetype(qFromBigEndian<quint32>(buffer.constData()))) {
+                const qsizetype size = qFromBigEndian<quint32>(buffer.constData());
+                replies << QCborValue::fromCbor(buffer.mid(4, size)).toMap();
+                buffer.remove(0, 4 + size);
+            }
+        }
+        QCOMPARE(replies.size(), 4);
+        QVERIFY(errorOf(replies[0]).contains("not a CBOR map"));
+        QVERIFY(errorOf(replies[1]).contains("not a CBOR map"));
+        QVERIFY(errorOf(replies[2]).contains("too large"));
+        QVERIFY(replies[3].contains(QStringLiteral("entries")));
+        service.closeWriteChannel();
+        QVERIFY(service.waitForFinished());
+        QCOMPARE(service.exitCode(), 0);
+    }
+};
+
+QTEST_GUILESS_MAIN(tst_MGAclServiceDispatcher)
+#include "tst_MGAclServiceDispatcher.moc"
