@@ -1,9 +1,12 @@
 #include "MGConnector.h"
 
 #include "MGChildServiceConnection.h"
+#include "MGPolkit.h"
+#include "MGSystemBusServiceConnection.h"
 
 MGConnector::MGConnector(const QString &queueLabel, QObject *parent)
-    : QObject(parent), m_queue(std::make_unique<MGWorkQueue>(queueLabel))
+    : QObject(parent), m_queue(std::make_unique<MGWorkQueue>(queueLabel)),
+      m_authorizationQueue(std::make_unique<MGWorkQueue>(QStringLiteral("com.quillwork.Marrowgate.Authorization")))
 {
 }
 
@@ -35,9 +38,29 @@ void MGConnector::setAuthConnection(std::unique_ptr<MGServiceConnection> connect
 
 void MGConnector::getAuthConnectionForRight(const char *right, AuthorizationReply reply)
 {
-    const MGError error = MGServiceConnection::connectionError(
-        MGServiceConnection::Invalid,
-        QStringLiteral("The privileged ACL service is not installed, so \u201c%1\u201d cannot be granted.")
-            .arg(QString::fromLatin1(right)));
-    connection()->replyQueue().async([reply, error] { reply(error); });
+    const QString action = MGPolkit::actionForRight(QString::fromLatin1(right));
+    m_authorizationQueue->async([this, action, reply] {
+        const QDBusConnection bus = QDBusConnection::systemBus();
+        // Asking for a password is pointless when nothing could use it.
+        if (const MGResultError unavailable = MGSystemBusServiceConnection::checkAvailable(bus))
+            return reply(unavailable);
+        const MGResult<MGPolkit::Answer> answer = MGPolkit::checkAuthorization(bus, bus.baseService(), action, true);
+        const QString osStatus = QString::fromLatin1(MGError::OSStatusDomain);
+        if (!answer)
+            return reply(answer.error());
+        if (answer->dismissed)
+            return reply(MGError(osStatus, MGError::AuthorizationCanceled, QStringLiteral("The authorisation was cancelled.")));
+        if (!answer->authorized)
+            return reply(MGError(osStatus, MGError::AuthorizationDenied,
+                                 QStringLiteral("You are not authorised to do this (%1).").arg(action)));
+        {
+            // Made once and kept: other calls may be using it.
+            QMutexLocker locker(&m_lock);
+            if (!m_authConnection) {
+                m_authConnection = std::make_unique<MGSystemBusServiceConnection>();
+                m_authConnection->setRemoteEncodableClasses(remoteEncodableClasses());
+            }
+        }
+        reply(std::nullopt);
+    });
 }

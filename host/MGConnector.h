@@ -24,9 +24,11 @@ public:
     MGServiceConnection *connection();
     MGServiceConnection *authConnection();
 
-    // Obtains the named right from the user (an authorisation dialog may appear) and
-    // prepares authConnection(). The reply runs on the connection's thread; its error is
-    // empty on success, NSOSStatusErrorDomain -60006 when the user dismissed the dialog.
+    // Obtains the named right from the user through polkit (the desktop's authentication
+    // dialog may appear) and prepares authConnection() to the privileged service. The reply
+    // runs on the connector's authorisation thread; its error is empty on success,
+    // NSOSStatusErrorDomain -60006 when the user dismissed the dialog, -60005 when the right
+    // was refused, and says so when the privileged service is not installed.
     virtual void getAuthConnectionForRight(const char *right, AuthorizationReply reply);
 
     // What each remote method's reply may contain, applied to both connections.
@@ -46,4 +48,6 @@ private:
     QMutex m_lock;
     std::unique_ptr<MGServiceConnection> m_connection;
     std::unique_ptr<MGServiceConnection> m_authConnection;
+    // Last, so that it is stopped first: its tasks use the connections.
+    std::unique_ptr<MGWorkQueue> m_authorizationQueue;
 };

@@ -1,6 +1,9 @@
 // marrowgate-aclservice: reads and writes ACLs for the editor.
 //   --stdio       serve one client on standard input and output (the ordinary service,
 //                 started by the editor as the user)
+//   --system-bus  serve the system bus as the privileged service (root, bus activation);
+//                 MARROWGATE_SERVICE_IDLE_SECONDS (default 60) before it quits unused
+#include "MGAclBusService.h"
 #include "MGAclServiceDispatcher.h"
 #include "MGFrames.h"
 
@@ -55,6 +58,16 @@ int main(int argc, char **argv)
     const QStringList args = app.arguments();
     if (args.contains(QStringLiteral("--stdio")))
         return serveStdio();
-    std::fprintf(stderr, "usage: marrowgate-aclservice --stdio\n");
+    if (args.contains(QStringLiteral("--system-bus"))) {
+        bool ok = false;
+        int idle = qEnvironmentVariableIntValue("MARROWGATE_SERVICE_IDLE_SECONDS", &ok);
+        MGAclBusService service(ok && idle > 0 ? idle : 60);
+        if (const MGResultError error = service.registerOnBus()) {
+            std::fprintf(stderr, "marrowgate-aclservice: %s\n", qPrintable(error->localizedDescription()));
+            return 1;
+        }
+        return app.exec();
+    }
+    std::fprintf(stderr, "usage: marrowgate-aclservice --stdio | --system-bus\n");
     return 2;
 }

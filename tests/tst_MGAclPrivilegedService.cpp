@@ -1,0 +1,246 @@
+#include "MGAclPlugin.h"
+#include "MGPrivateSystemBus.h"
+#include "MGSystemBusServiceConnection.h"
+#include "ShellHelpers.h"
+
+#include <QDBusArgument>
+
+namespace {
+const QString AsNobody = QStringLiteral("setpriv --reuid=65534 --regid=65534 --clear-groups");
+const QStringList AllActions = {"com.quillwork.marrowgate.getfileacl", "com.quillwork.marrowgate.setfileacl",
+                                "com.quillwork.marrowgate.propagatefileacl", "com.quillwork.marrowgate.getfileaccess"};
+
+struct Result
+{
+    QMutex lock;
+    int answers = 0;
+    bool hasValue = false;
+    MGResultError error;
+    int count()
+    {
+        QMutexLocker locker(&lock);
+        return answers;
+    }
+    void set(bool value, MGResultError e)
+    {
+        QMutexLocker locker(&lock);
+        ++answers;
+        hasValue = value;
+        error = e;
+    }
+};
+using Op = MGAclPlugin::Operation;
+}
+
+class tst_MGAclPrivilegedService : public QObject
+{
+    Q_OBJECT
+
+    SharedTemporaryDir tmp;
+    MGPrivateSystemBus bus;
+    QString privateFolder, secret, rootFile;
+
+    // Runs one of the four operations on a new plug-in object whose ordinary service runs as
+    // nobody, so that each needs the privileged service.
+    std::shared_ptr<Result> run(Op operation, MGAclPlugin::Pointer *keep = nullptr)
+    {
+        auto plugin = MGAclPlugin::plugin();
+        if (keep)
+            *keep = plugin;
+        auto result = std::make_shared<Result>();
+        const QUrl secretUrl = QUrl::fromLocalFile(secret);
+        const QString folder = privateFolder, file = rootFile;
+        plugin->queue()->async([=] {
+            switch (operation) {
+            case Op::ReadEntries:
+                return plugin->getEntriesWithUrl(secretUrl, [result](auto e, MGResultError error) { result->set(bool(e), error); });
+            case Op::ReadAccess:
+                return plugin->getAccessWithUrl(secretUrl, CBIdentity::user(65534).uniqueIdentifier(),
+                                                [result](auto t, MGResultError error) { result->set(bool(t), error); });
+            case Op::WriteEntries:
+            case Op::Propagate: {
+                const QString path = operation == Op::WriteEntries ? file : folder;
+                const QString text = sh("stat -c '%u %g' " + quoted(path)).trimmed();
+                const bool dir = operation == Op::Propagate;
+                const MGAclList list = {
+                    QStringLiteral("t"),
+                    MGAclEntry::posixEntry(MGAclEntry::Kind::Owner, CBIdentity::user(text.section(' ', 0, 0).toUInt()), 6, dir),
+                    MGAclEntry::posixEntry(MGAclEntry::Kind::OwningGroup, CBIdentity::group(text.section(' ', 1, 1).toUInt()), 4, dir),
+                    MGAclEntry::posixEntry(MGAclEntry::Kind::Other, CBIdentity::special(CBIdentity::Class::EveryoneSpecial), 0, dir)};
+                return plugin->sendEntries(operation, list, QUrl::fromLocalFile(path), [result](auto outcome) {
+                    result->set(outcome.kind == outcome.Succeeded, outcome.error);
+                });
+            }
+            }
+        });
+        return result;
+    }
+
+    QList<QStringList> checks()
+    {
+        QList<QStringList> out;
+        const QDBusArgument argument = bus.polkit("TakeChecks").arguments().value(0).value<QDBusArgument>();
+        argument.beginArray();
+        while (!argument.atEnd()) {
+            QString kind, name, action;
+            uint flags = 0;
+            argument.beginStructure();
+            argument >> kind >> name >> action >> flags;
+            argument.endStructure();
+            out << QStringList{kind, name, action, QString::number(flags)};
+        }
+        argument.endArray();
+        return out;
+    }
+
+private slots:
+    void initTestCase()
+    {
+        REQUIRE_ROOT();
+        QString why;
+        QVERIFY2(bus.start(&why), qPrintable(why));
+        qputenv("MARROWGATE_SERVICE_LAUNCHER", AsNobody.toUtf8());
+        qputenv("MARROWGATE_SERVICE", MARROWGATE_BUILD_DIR "/marrowgate-aclservice");
+        privateFolder = tmp.path("private");
+        secret = privateFolder + "/secret";
+        rootFile = tmp.path("rootfile");
+        QVERIFY(shOk(QStringLiteral("mkdir -m 700 %1 && touch %2 && chmod 644 %2 && touch %3 && touch %1/inside && chown 9:9 %1/inside")
+                         .arg(quoted(privateFolder), quoted(rootFile), quoted(secret))));
+    }
+
+    void init()
+    {
+        bus.allow({});
+        bus.polkit("SetDismissed", {false});
+        bus.polkit("SetHangService", {false});
+        checks();
+        shOk("chmod 644 " + quoted(rootFile));
+    }
+
+    void grantedOperationsSucceedAndEveryCallIsChecked()
+    {
+        bus.allow(AllActions);
+        for (Op operation : {Op::ReadEntries, Op::WriteEntries, Op::Propagate, Op::ReadAccess}) {
+            auto result = run(operation);
+            QTRY_COMPARE_WITH_TIMEOUT(result->count(), 1, 15000);
+            QVERIFY2(result->hasValue && !result->error,
+                     qPrintable(result->error ? result->error->fullDescription() : QString()));
+        }
+        QCOMPARE(sh("stat -c %a " + quoted(rootFile)).trimmed(), QStringLiteral("640"));
+        QCOMPARE(sh("stat -c %u " + quoted(privateFolder + "/inside")).trimmed(), QStringLiteral("0"));
+        // Each operation: the editor asks interactively, then the service checks the same
+        // caller, named by the bus, without interaction.
+        const QList<QStringList> seen = checks();
+        QCOMPARE(seen.size(), 8);
+        for (int i = 0; i < 8; i += 2) {
+            QCOMPARE(seen[i][3], QStringLiteral("1"));
+            QCOMPARE(seen[i + 1][3], QStringLiteral("0"));
+            QCOMPARE(seen[i + 1][2], seen[i][2]);
+            QCOMPARE(seen[i + 1][1], QDBusConnection::systemBus().baseService());
+            QCOMPARE(seen[i][0], QStringLiteral("system-bus-name"));
+        }
+        QCOMPARE(seen[2][2], QStringLiteral("com.quillwork.marrowgate.setfileacl"));
+    }
+
+    void refusedOperationsShowTheirWrappedError()
+    {
+        const QMap<Op, QString> descriptions = {
+            {Op::ReadEntries, "Error retrieving Acces Control List entries"},
+            {Op::WriteEntries, "Error saving Acces Control List entries"},
+            {Op::Propagate, "Error propagating file Access Control List, POSIX permissions, owner and group"},
+            {Op::ReadAccess, "Error retrieving effective file access permissions"}};
+        for (auto it = descriptions.begin(); it != descriptions.end(); ++it) {
+            auto result = run(it.key());
+            QTRY_COMPARE_WITH_TIMEOUT(result->count(), 1, 15000);
+            QVERIFY(result->error);
+            QCOMPARE(result->error->localizedDescription(), it.value());
+            QCOMPARE(result->error->underlyingError()->code(), -60005);
+        }
+        QCOMPARE(sh("stat -c %a " + quoted(rootFile)).trimmed(), QStringLiteral("644"));
+    }
+
+    void dismissedDialogsAreSilent()
+    {
+        bus.polkit("SetDismissed", {true});
+        for (Op operation : {Op::ReadEntries, Op::WriteEntries, Op::Propagate, Op::ReadAccess}) {
+            auto result = run(operation);
+            QTRY_COMPARE_WITH_TIMEOUT(result->count(), 1, 15000);
+            QVERIFY(!result->hasValue);
+            QVERIFY2(!result->error, qPrintable(result->error ? result->error->fullDescription() : QString()));
+        }
+    }
+
+    void theServiceRefusesWhatTheCallerMayNotDo()
+    {
+        bus.allow({"com.quillwork.marrowgate.getfileacl"});
+        MGAclPlugin::Pointer plugin;
+        auto read = run(Op::ReadEntries, &plugin);
+        QTRY_COMPARE_WITH_TIMEOUT(read->count(), 1, 15000);
+        QVERIFY(read->hasValue);
+        // Past its own check, the caller writes straight to the privileged connection.
+        MGServiceConnection *privileged = plugin->authConnection();
+        QVERIFY(privileged);
+        Result write;
+        const MGAclList list = {QStringLiteral("t"),
+                                MGAclEntry::posixEntry(MGAclEntry::Kind::Owner, CBIdentity::user(0), 0, false),
+                                MGAclEntry::posixEntry(MGAclEntry::Kind::OwningGroup, CBIdentity::group(0), 0, false),
+                                MGAclEntry::posixEntry(MGAclEntry::Kind::Other, CBIdentity::special(CBIdentity::Class::EveryoneSpecial), 0, false)};
+        privileged->remoteObjectProxyWithErrorHandler([&](const MGError &e) { write.set(false, e); })
+            ->setAclEntries(list, QUrl::fromLocalFile(rootFile), [&](MGResultError e) { write.set(!e, e); });
+        QTRY_COMPARE_WITH_TIMEOUT(write.count(), 1, 15000);
+        QVERIFY(write.error && write.error->isPermissionError());
+        QVERIFY(write.error->localizedDescription().contains("com.quillwork.marrowgate.setfileacl"));
+        QCOMPARE(sh("stat -c %a " + quoted(rootFile)).trimmed(), QStringLiteral("644"));
+    }
+
+    void theCommandLineWorksEndToEnd()
+    {
+        bus.allow(AllActions);
+        QProcess cli;
+        cli.start(QStringLiteral(MARROWGATE_BUILD_DIR "/marrowgate-acl"), {"list", secret});
+        QVERIFY(cli.waitForFinished(20000));
+        QCOMPARE(cli.exitCode(), 0);
+        QVERIFY(cli.readAllStandardOutput().contains("## POSIX Permissions"));
+        cli.start(QStringLiteral(MARROWGATE_BUILD_DIR "/marrowgate-acl"), {"access", "nobody", secret});
+        QVERIFY(cli.waitForFinished(20000));
+        QCOMPARE(cli.exitCode(), 0);
+        QVERIFY(cli.readAllStandardOutput().contains("  Read Data\tno\n"));
+        bus.allow({});
+        bus.polkit("SetDismissed", {true});
+        cli.start(QStringLiteral(MARROWGATE_BUILD_DIR "/marrowgate-acl"), {"list", secret});
+        QVERIFY(cli.waitForFinished(20000));
+        QCOMPARE(cli.exitCode(), 2);
+        QVERIFY(cli.readAllStandardOutput().isEmpty() && cli.readAllStandardError().isEmpty());
+    }
+
+    void aServiceKilledMidCallGivesOneWrappedError()
+    {
+        bus.allow(AllActions);
+        bus.polkit("SetHangService", {true});
+        auto result = run(Op::ReadEntries);
+        QTRY_VERIFY_WITH_TIMEOUT(bus.polkit("HangingCount").arguments().value(0).toUInt() == 1, 15000);
+        bus.stopService();
+        QTRY_COMPARE_WITH_TIMEOUT(result->count(), 1, 15000);
+        QCOMPARE(result->error->localizedDescription(), QStringLiteral("Error retrieving Acces Control List entries"));
+        QTest::qWait(200);
+        QCOMPARE(result->count(), 1);
+        // Without the service (and nothing to start it), the editor says so before asking anyone.
+        bus.polkit("SetHangService", {false});
+        auto missing = run(Op::ReadEntries);
+        QTRY_COMPARE_WITH_TIMEOUT(missing->count(), 1, 15000);
+        QVERIFY(missing->error->fullDescription().contains("not installed"));
+        QVERIFY(bus.startService());
+    }
+
+    void theServiceQuitsWhenIdle()
+    {
+        bus.stopService();
+        QVERIFY(bus.startService(nullptr, 1));
+        QVERIFY(bus.service().waitForFinished(10000));
+        QCOMPARE(bus.service().exitCode(), 0);
+        QVERIFY(bus.startService());
+    }
+};
+
+QTEST_GUILESS_MAIN(tst_MGAclPrivilegedService)
+#include "tst_MGAclPrivilegedService.moc"
