@@ -1,7 +1,5 @@
 #include "MGAclPlugin.h"
 
-#include <QCoreApplication>
-#include <QThread>
 
 namespace {
 const QString GetEntries = QStringLiteral("getAclEntriesWithUrl:reply:");
@@ -36,27 +34,6 @@ QString MGAclPlugin::descriptionFor(Operation operation)
         return QStringLiteral("Error retrieving effective file access permissions");
     }
     return QString();
-}
-
-MGAclPlugin::MGAclPlugin() : MGConnector(QStringLiteral("com.quillwork.Marrowgate.Acl.UpdateQueue"))
-{
-}
-
-MGAclPlugin::~MGAclPlugin() = default;
-
-MGAclPlugin::Pointer MGAclPlugin::plugin()
-{
-    return adopt(new MGAclPlugin);
-}
-
-void MGAclPlugin::destroy(QObject *object)
-{
-    // The last reference may go on a work or reply thread; the object is deleted on the
-    // thread it lives on.
-    if (QThread::currentThread() == object->thread() || !QCoreApplication::instance())
-        delete object;
-    else
-        object->deleteLater();
 }
 
 QHash<QString, MGRemoteClasses::Classes> MGAclPlugin::remoteEncodableClasses() const

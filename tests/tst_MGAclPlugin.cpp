@@ -253,5 +253,5 @@ private slots:
     }
 };
 
-QTEST_GUILESS_MAIN(tst_MGAclPlugin)
+QTEST_MAIN(tst_MGAclPlugin)
 #include "tst_MGAclPlugin.moc"

@@ -242,5 +242,5 @@ private slots:
     }
 };
 
-QTEST_GUILESS_MAIN(tst_MGAclPrivilegedService)
+QTEST_MAIN(tst_MGAclPrivilegedService)
 #include "tst_MGAclPrivilegedService.moc"

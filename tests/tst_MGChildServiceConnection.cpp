@@ -162,5 +162,5 @@ private slots:
     }
 };
 
-QTEST_GUILESS_MAIN(tst_MGChildServiceConnection)
+QTEST_MAIN(tst_MGChildServiceConnection)
 #include "tst_MGChildServiceConnection.moc"

@@ -1,0 +1,24 @@
+#pragma once
+
+#include <QMessageBox>
+#include <functional>
+
+// A question or warning shown as a window-modal sheet. The answer is the number of the
+// button: 1000 for the first, 1001 for the second, and so on.
+class MGAlert
+{
+public:
+    enum Style { Warning = 0, Informational = 1, Critical = 2 };
+    static constexpr int FirstButtonReturn = 1000;
+
+    MGAlert(Style style, const QString &messageText, const QString &informativeText, const QStringList &buttons);
+
+    // Shows the alert on `window` and returns at once; `handler` gets the answer.
+    QMessageBox *beginSheetModalForWindow(QWidget *window, std::function<void(int response)> handler) const;
+
+private:
+    Style m_style;
+    QString m_message;
+    QString m_informative;
+    QStringList m_buttons;
+};

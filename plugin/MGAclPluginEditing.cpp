@@ -1,0 +1,152 @@
+#include "MGAclPlugin.h"
+
+#include "MGUrlResources.h"
+
+void MGAclPlugin::installOnMainQueue(MGAclList list)
+{
+    const Pointer self = shared_from_this();
+    MGMainQueue::async([self, list = std::move(list)] { self->setEntries(list); });
+}
+
+void MGAclPlugin::moveEntryAtIndex(qsizetype from, qsizetype toIndex)
+{
+    const Pointer self = shared_from_this();
+    queue()->async([self, from, toIndex] {
+        if (toIndex == from)
+            return;
+        MGAclList copy = self->entries();
+        const MGAclItem item = copy.takeAt(from);
+        // The drop row counts in the list before the removal.
+        copy.insert(quint64(toIndex) < quint64(from) ? toIndex : toIndex - 1, item);
+        self->installOnMainQueue(copy);
+    });
+}
+
+void MGAclPlugin::addEntry(const QVariant &row)
+{
+    const Pointer self = shared_from_this();
+    const qint64 index = row.toLongLong() + 1;
+    queue()->async([self, index] {
+        MGAclList copy = self->entries();
+        const bool directory = resourceForKey(self->url(), NSURLIsDirectoryKey).toBool();
+        copy.insert(index == 0 ? 1 : index, MGAclEntry::newEntryForDirectory(directory));
+        self->installOnMainQueue(copy);
+    });
+}
+
+void MGAclPlugin::removeEntry(const QVariant &row)
+{
+    const Pointer self = shared_from_this();
+    const quint64 index = row.toULongLong();
+    queue()->async([self, index] {
+        MGAclList copy = self->entries();
+        copy.removeAt(qsizetype(index));
+        self->installOnMainQueue(copy);
+    });
+}
+
+void MGAclPlugin::revertEntries(QObject *)
+{
+    reload();
+}
+
+void MGAclPlugin::reload()
+{
+    const Pointer self = shared_from_this();
+    queue()->async([self] { self->updateEntries(); });
+}
+
+bool MGAclPlugin::hasInheritedEntries() const
+{
+    const MGAclList list = entries();
+    return std::any_of(list.begin(), list.end(), [](const MGAclItem &item) {
+        const MGAclEntry *entry = MGAclLists::entryOf(item);
+        return entry && entry->inherited();
+    });
+}
+
+bool MGAclPlugin::isCanonical()
+{
+    const QList<MGAclEntry::Pointer> acl = aclEntries();
+    if (acl.size() < 2)
+        return true;
+    qint64 previous = acl.first()->canonicalScore();
+    for (const MGAclEntry::Pointer &entry : acl) {
+        const qint64 score = entry->canonicalScore();
+        if (previous < score)
+            return false;
+        previous = score;
+    }
+    return true;
+}
+
+namespace {
+// The list with its ACL entries replaced by `acl`, at indexes 1 to n.
+MGAclList withAclEntries(MGAclList list, const QList<MGAclEntry::Pointer> &old, const QList<MGAclEntry::Pointer> &acl)
+{
+    for (const MGAclEntry::Pointer &entry : old)
+        list.removeIf([&](const MGAclItem &item) { return MGAclLists::itemsEqual(item, entry); });
+    for (qsizetype i = 0; i < acl.size(); ++i)
+        list.insert(1 + i, acl[i]);
+    return list;
+}
+}
+
+void MGAclPlugin::sortEntriesCanonically(QObject *)
+{
+    const Pointer self = shared_from_this();
+    queue()->async([self] {
+        const QList<MGAclEntry::Pointer> acl = self->aclEntries();
+        QList<MGAclEntry::Pointer> sorted = acl;
+        std::stable_sort(sorted.begin(), sorted.end(), [](const MGAclEntry::Pointer &a, const MGAclEntry::Pointer &b) {
+            return a->canonicalScore() > b->canonicalScore();
+        });
+        self->installOnMainQueue(withAclEntries(self->entries(), acl, sorted));
+    });
+}
+
+void MGAclPlugin::removeInheritedEntries(QObject *)
+{
+    const Pointer self = shared_from_this();
+    queue()->async([self] {
+        MGAclList copy = self->entries();
+        for (const MGAclEntry::Pointer &entry : self->aclEntries()) {
+            if (entry->inherited())
+                copy.removeIf([&](const MGAclItem &item) { return MGAclLists::itemsEqual(item, entry); });
+        }
+        self->installOnMainQueue(copy);
+    });
+}
+
+void MGAclPlugin::makeInheritedEntriesExplicit(QObject *)
+{
+    // In place: the entries report the change, which sets the edited mark.
+    for (const MGAclEntry::Pointer &entry : aclEntries()) {
+        if (entry->inherited())
+            entry->setInherited(false);
+    }
+}
+
+void MGAclPlugin::inheritEntriesFromParent(QObject *)
+{
+    const Pointer self = shared_from_this();
+    queue()->async([self] {
+        const QUrl parent = resourceForKey(self->url(), NSURLParentDirectoryURLKey).toUrl();
+        if (!parent.isValid()) {
+            // The root has no parent: its ACL is replaced by nothing.
+            self->installOnMainQueue(withAclEntries(self->entries(), self->aclEntries(), {}));
+            return;
+        }
+        self->getEntriesWithUrl(parent, [self](std::optional<MGAclList> list, MGResultError error) {
+            if (error)
+                return self->showError(*error);
+            const bool directory = resourceForKey(self->url(), NSURLIsDirectoryKey).toBool();
+            QList<MGAclEntry::Pointer> inherited;
+            for (const MGAclEntry::Pointer &entry : MGAclLists::aclEntries(list.value_or(MGAclList()))) {
+                if (directory ? entry->convertInheritedToDirectoryEntry() : entry->convertInheritedToFileEntry())
+                    inherited << entry;
+            }
+            self->installOnMainQueue(withAclEntries(self->entries(), self->aclEntries(), inherited));
+        });
+    });
+}

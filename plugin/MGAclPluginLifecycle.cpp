@@ -1,0 +1,161 @@
+#include "MGAclPlugin.h"
+
+#include "CBIdentityAuthority.h"
+#include "MGAclAccessViewController.h"
+#include "MGAclEntriesViewController.h"
+#include "MGAclValueTransformers.h"
+#include "MGAlert.h"
+#include "MGIdentities.h"
+#include "MGTabViewController.h"
+#include "MGUrlResources.h"
+#include "MGWindowController.h"
+#include "NTLocalizedString.h"
+
+#include <QAction>
+#include <QCoreApplication>
+#include <QGuiApplication>
+#include <QScreen>
+#include <QSettings>
+#include <QThread>
+#include <QTimer>
+
+MGAclPlugin::MGAclPlugin() : MGConnector(QString::fromLatin1(QueueLabel))
+{
+}
+
+MGAclPlugin::Pointer MGAclPlugin::plugin()
+{
+    return adopt(new MGAclPlugin);
+}
+
+void MGAclPlugin::destroy(QObject *object)
+{
+    // Never inside the caller (a host call, a window notice, a reply): the object goes
+    // when its thread's event loop next turns.
+    if (QCoreApplication::instance())
+        object->deleteLater();
+    else
+        delete object;
+}
+
+void MGAclPlugin::initialize()
+{
+    MGIdentities::sharedIdentities();
+    MGAclValueTransformers::loadTransformers();
+
+    // The refresh timer lives on the work queue and fires there; it is armed only by
+    // file-system events, never on its own.
+    const std::weak_ptr<MGAclPlugin> weak = weak_from_this();
+    QMetaObject::invokeMethod(
+        queue()->context(),
+        [this, weak] {
+            m_timer = new QTimer(queue()->context());
+            m_timer->setSingleShot(true);
+            m_timer->setInterval(500);
+            connect(m_timer, &QTimer::timeout, m_timer, [weak] {
+                if (const Pointer self = weak.lock())
+                    self->updateAccess();
+            });
+        },
+        Qt::BlockingQueuedConnection);
+
+    m_identity = CBIdentityAuthority::defaultIdentityAuthority().currentUser();
+    m_canUpdateAccess = true;
+
+    m_tabViewController = new MGTabViewController;
+    m_tabViewController->addChildViewController(new MGAclEntriesViewController(this));
+    m_tabViewController->addChildViewController(new MGAclAccessViewController(this));
+
+    MGWindow *window = MGWindow::windowWithContentViewController(m_tabViewController);
+    m_tabViewController->setParent(window);
+    m_windowController = std::make_unique<MGWindowController>(window);
+    window->setDelegate(this);
+    window->setWindowTitle(QStringLiteral("[*]"));
+    window->setContentMinSize(QSize(10, 180));
+
+    const QString key = MGWindowController::settingsKey(QString::fromLatin1(AutosaveName));
+    const auto saved = MGWindowController::rectFromString(QSettings().value(key).toString());
+    if (saved) {
+        window->move(saved->topLeft()); // the saved size is not applied here
+    } else {
+        window->setGeometry(0, 0, 586, 412);
+        if (const QScreen *screen = QGuiApplication::primaryScreen())
+            window->move(screen->availableGeometry().center() - window->rect().center());
+    }
+    m_windowController->setWindowFrameAutosaveName(QString::fromLatin1(AutosaveName));
+    MGWindow::cascade(window);
+
+    connect(m_tabViewController, &MGTabViewController::selectedTabViewItemIndexChanged, this,
+            [this] { observeValueForKeyPath(QStringLiteral("selectedTabViewItemIndex"), m_tabViewController); });
+    connect(MGIdentities::sharedIdentities(), &MGIdentities::identitiesUpdated, this, &MGAclPlugin::identitiesUpdated);
+    m_holder = {shared_from_this()};
+}
+
+MGAclPlugin::~MGAclPlugin()
+{
+    disconnect(MGIdentities::sharedIdentities(), nullptr, this, nullptr);
+    if (m_tabViewController)
+        disconnect(m_tabViewController, nullptr, this, nullptr);
+    for (const MGAclItem &item : std::as_const(m_entries)) {
+        if (MGAclEntry *entry = MGAclLists::entryOf(item))
+            entry->removeObserver(this);
+    }
+    if (QTimer *timer = m_timer)
+        QMetaObject::invokeMethod(timer, &QTimer::stop, Qt::QueuedConnection);
+}
+
+void MGAclPlugin::processItems(const QList<MGHostItem> &items)
+{
+    if (items.size() == 1 && items.first().isValid()) {
+        setUrl(items.first().URL());
+        m_windowController->showWindow();
+        return;
+    }
+    QTimer::singleShot(0, this, [this] { setHolder({}); });
+}
+
+MGWindow *MGAclPlugin::window() const
+{
+    return m_windowController ? m_windowController->window() : nullptr;
+}
+
+bool MGAclPlugin::validateMenuItem(QAction *item)
+{
+    const QString action = item->objectName();
+    if (action == QLatin1String("revertEntries:") || action == QLatin1String("saveEntries:"))
+        return canRevertEntries();
+    if (action == QLatin1String("sortEntriesCanonically:"))
+        return !isCanonical();
+    if (action == QLatin1String("removeInheritedEntries:") || action == QLatin1String("makeInheritedEntriesExplicit:"))
+        return hasInheritedEntries();
+    if (action == QLatin1String("propagateEntries:"))
+        return resourceForKey(url(), NSURLIsDirectoryKey).toBool() && !canRevertEntries();
+    return true;
+}
+
+bool MGAclPlugin::windowShouldClose(QWidget *window)
+{
+    if (!window->isWindowModified())
+        return true;
+    const QString name = resourceForKey(url(), NSURLLocalizedNameKey).toString();
+    const QString acl = QStringLiteral("ACL");
+    const QString informative =
+        QCoreApplication::translate("ACL", "Do you want to apply changed ACL and permissions settings for item \"%@\"?")
+            .replace(QStringLiteral("%@"), name);
+    const MGAlert alert(MGAlert::Informational,
+                        NTLocalizedString::localize(QStringLiteral("ACL and permission settings are changed, but not applied"), acl),
+                        informative,
+                        {NTLocalizedString::localize(QStringLiteral("Yes")), NTLocalizedString::localize(QStringLiteral("No"))});
+    alert.beginSheetModalForWindow(window, [this](int response) {
+        if (response == MGAlert::FirstButtonReturn)
+            saveEntries(nullptr);
+        else if (MGWindow *w = this->window())
+            w->closeWithoutAsking();
+    });
+    return false;
+}
+
+void MGAclPlugin::windowWillClose()
+{
+    QTimer::singleShot(0, this, [this] { setHolder({}); });
+}

@@ -1,0 +1,213 @@
+#include "MGAclPlugin.h"
+
+#include "MGIdentities.h"
+#include "MGTabViewController.h"
+#include "MGUrlResources.h"
+#include "MGWindowController.h"
+
+#include <QFileIconProvider>
+#include <QFileInfo>
+#include <QTimer>
+
+QUrl MGAclPlugin::url() const
+{
+    QMutexLocker locker(&m_stateLock);
+    return m_url;
+}
+
+void MGAclPlugin::setUrl(const QUrl &url)
+{
+    {
+        QMutexLocker locker(&m_stateLock);
+        m_url = url;
+    }
+    const Pointer self = shared_from_this();
+    queue()->async([self, url] {
+        self->updateEntries();
+        const QString path = url.toLocalFile();
+        MGMainQueue::async([self, path] {
+            if (MGWindow *window = self->window())
+                window->setWindowIcon(QFileIconProvider().icon(QFileInfo(path)));
+        });
+    });
+    if (MGWindow *window = this->window()) {
+        window->setRepresentedUrl(url);
+        window->setWindowTitle(resourceForKey(url, NSURLLocalizedNameKey).toString() + QStringLiteral("[*]"));
+    }
+}
+
+void MGAclPlugin::updateEntries()
+{
+    const Pointer self = shared_from_this();
+    getEntriesWithUrl(url(), [self](std::optional<MGAclList> list, MGResultError error) {
+        if (list) {
+            self->setRevertedEntries(MGAclLists::deepCopy(*list));
+            MGMainQueue::async([self, list = *list] { self->setEntries(list); });
+        } else if (error) {
+            self->showError(*error);
+        }
+    });
+}
+
+MGAclList MGAclPlugin::entries() const
+{
+    QMutexLocker locker(&m_stateLock);
+    return m_entries;
+}
+
+void MGAclPlugin::setEntries(const MGAclList &entries)
+{
+    for (const MGAclItem &item : std::as_const(m_entries)) {
+        if (MGAclEntry *entry = MGAclLists::entryOf(item))
+            entry->removeObserver(this);
+    }
+    {
+        QMutexLocker locker(&m_stateLock);
+        m_entries = entries;
+    }
+    for (const MGAclItem &item : entries) {
+        if (MGAclEntry *entry = MGAclLists::entryOf(item))
+            entry->addObserver(this);
+    }
+    setAclEntries(std::nullopt);
+    setCanRevertEntries(!MGAclLists::isEqualToList(entries, revertedEntries()));
+    emit entriesChanged();
+}
+
+QList<MGAclEntry::Pointer> MGAclPlugin::aclEntries()
+{
+    QMutexLocker locker(&m_stateLock);
+    if (!m_aclEntries)
+        m_aclEntries = MGAclLists::aclEntries(m_entries);
+    return *m_aclEntries;
+}
+
+void MGAclPlugin::setAclEntries(std::optional<QList<MGAclEntry::Pointer>> entries)
+{
+    QMutexLocker locker(&m_stateLock);
+    m_aclEntries = std::move(entries);
+}
+
+MGAclList MGAclPlugin::revertedEntries() const
+{
+    QMutexLocker locker(&m_stateLock);
+    return m_revertedEntries;
+}
+
+void MGAclPlugin::setRevertedEntries(const MGAclList &entries)
+{
+    QMutexLocker locker(&m_stateLock);
+    m_revertedEntries = entries;
+}
+
+void MGAclPlugin::setCanRevertEntries(bool canRevert)
+{
+    m_canRevertEntries = canRevert;
+    if (MGWindow *window = this->window())
+        window->setWindowModified(canRevert);
+}
+
+void MGAclPlugin::observeValueForKeyPath(const QString &keyPath, QObject *object)
+{
+    if (keyPath == QLatin1String("selectedTabViewItemIndex")) {
+        reactToSelectedTab(static_cast<MGTabViewController *>(object)->selectedTabViewItemIndex());
+        return;
+    }
+    // An entry of the list changed in place.
+    setCanRevertEntries(!MGAclLists::isEqualToList(entries(), revertedEntries()));
+}
+
+void MGAclPlugin::tabViewIndexDidChange(int index)
+{
+    reactToSelectedTab(index);
+}
+
+void MGAclPlugin::reactToSelectedTab(int index)
+{
+    const Pointer self = shared_from_this();
+    queue()->async([self, index] {
+        if (index == 1) {
+            self->updateAccess();
+            // The item itself reports changes of its owner, mode and ACL; its folder
+            // reports the item being replaced or removed.
+            const QString path = self->url().toLocalFile();
+            delete self->m_fileEventer;
+            self->m_fileEventer = new MGFileEventer(self.get(), {path, QFileInfo(path).absolutePath()}, false,
+                                                    self->queue()->context());
+        } else {
+            delete self->m_fileEventer;
+            self->setCanUpdateAccess(true);
+        }
+    });
+}
+
+void MGAclPlugin::fileSystemEventHappenedAtPaths(const QStringList &)
+{
+    // Each event moves the refresh to 0.5 s after it, so a burst gives one refresh.
+    QMetaObject::invokeMethod(m_timer, [timer = m_timer] { timer->start(500); }, Qt::AutoConnection);
+}
+
+QList<MGTreeNode::Pointer> MGAclPlugin::access() const
+{
+    QMutexLocker locker(&m_stateLock);
+    return m_access;
+}
+
+void MGAclPlugin::setAccess(const QList<MGTreeNode::Pointer> &access)
+{
+    {
+        QMutexLocker locker(&m_stateLock);
+        m_access = access;
+    }
+    emit accessChanged();
+}
+
+CBIdentity MGAclPlugin::identity() const
+{
+    QMutexLocker locker(&m_stateLock);
+    return m_identity;
+}
+
+void MGAclPlugin::setIdentity(const CBIdentity &identity)
+{
+    {
+        QMutexLocker locker(&m_stateLock);
+        m_identity = identity;
+    }
+    emit identityChanged();
+    const Pointer self = shared_from_this();
+    queue()->async([self] { self->updateAccess(); });
+}
+
+QVariantList MGAclPlugin::identities() const
+{
+    return MGIdentities::sharedIdentities()->fullNamedIdentities();
+}
+
+void MGAclPlugin::identitiesUpdated()
+{
+    emit identitiesChanged();
+}
+
+void MGAclPlugin::updateAccess()
+{
+    // The gate is tested and closed only here, on the serial work queue.
+    if (!m_canUpdateAccess)
+        return;
+    m_canUpdateAccess = false;
+    const Pointer self = shared_from_this();
+    getAccessWithUrl(url(), identity().uniqueIdentifier(), [self](auto access, MGResultError error) {
+        if (access) {
+            MGMainQueue::async([self, access = *access] { self->setAccess(access); });
+            self->setCanUpdateAccess(true);
+        } else if (error) {
+            self->showError(*error);
+        }
+    });
+}
+
+void MGAclPlugin::showError(const MGError &error)
+{
+    const Pointer self = shared_from_this();
+    MGMainQueue::async([self, error] { error.showWithWindow(self->window()); });
+}

@@ -1,0 +1,80 @@
+#include "MGAclPlugin.h"
+
+#include "MGAlert.h"
+#include "NTLocalizedString.h"
+
+
+void MGAclPlugin::saveEntries(QObject *sender)
+{
+    const Pointer self = shared_from_this();
+    MGAclList copy = entries();
+    const bool closeWhenSaved = sender == nullptr;
+    // Sends the list; a failure, or a dismissed authorisation, ends in a reload.
+    auto save = [self, closeWhenSaved](MGAclList list) {
+        self->sendEntries(Operation::WriteEntries, list, self->url(), [self, closeWhenSaved](auto outcome) {
+            if (outcome.kind == outcome.Succeeded && closeWhenSaved) {
+                MGMainQueue::async([self] {
+                    if (MGWindow *window = self->window())
+                        window->closeWithoutAsking();
+                });
+                return;
+            }
+            if (outcome.error)
+                self->showError(*outcome.error);
+            self->reload();
+        });
+    };
+    queue()->async([self, copy, save]() mutable {
+        // Entries without any permission are left out, once the user agrees.
+        QList<qsizetype> positions;
+        const QList<MGAclEntry::Pointer> acl = self->aclEntries();
+        for (qsizetype i = 0; i < acl.size(); ++i) {
+            if (acl[i]->isShallow())
+                positions << i + 1;
+        }
+        if (positions.isEmpty())
+            return save(copy);
+        QStringList numbers;
+        for (qsizetype i = positions.size() - 1; i >= 0; --i)
+            copy.removeAt(positions[i]);
+        for (qsizetype position : std::as_const(positions))
+            numbers << QString::number(position);
+        const QString text = numbers.join(QStringLiteral(", "));
+        MGMainQueue::async([self, copy, save, text] {
+            const MGAlert alert(
+                MGAlert::Critical, QStringLiteral("File Access Control List contains shallow entries"),
+                QStringLiteral("File Access Control List entries on positions (%1) are shallow entries (with no "
+                               "permissions set) and they will be ignored during saving. Do you still want to save "
+                               "Access Control List entries?")
+                    .arg(text),
+                {QStringLiteral("Save"), QStringLiteral("Cancel")});
+            alert.beginSheetModalForWindow(self->window(), [self, copy, save](int response) {
+                if (response == MGAlert::FirstButtonReturn)
+                    self->queue()->async([copy, save] { save(copy); });
+            });
+        });
+    });
+}
+
+void MGAclPlugin::propagateEntries(QObject *)
+{
+    const Pointer self = shared_from_this();
+    const MGAlert alert(
+        MGAlert::Critical,
+        NTLocalizedString::localize(
+            QStringLiteral("Are you sure you want to propagate ACL, owner, group, and permissions to all items down the "
+                           "directory hierarchy?"),
+            QStringLiteral("ACL")),
+        NTLocalizedString::localize(QStringLiteral("You cannot undo this.")),
+        {NTLocalizedString::localize(QStringLiteral("OK")), NTLocalizedString::localize(QStringLiteral("Cancel"))});
+    alert.beginSheetModalForWindow(window(), [self](int response) {
+        if (response != MGAlert::FirstButtonReturn)
+            return;
+        self->queue()->async([self] {
+            self->sendEntries(Operation::Propagate, self->entries(), self->url(), [self](auto outcome) {
+                if (outcome.kind == outcome.Failed && outcome.error)
+                    self->showError(*outcome.error);
+            });
+        });
+    });
+}

@@ -1,0 +1,120 @@
+#include "MGAclAccessTreeModel.h"
+
+#include "MGValueTransformer.h"
+
+#include <QFont>
+
+void MGAclAccessTreeModel::setForest(const QList<MGTreeNode::Pointer> &forest)
+{
+    beginResetModel();
+    m_forest = forest;
+    endResetModel();
+}
+
+const QList<MGTreeNode::Pointer> &MGAclAccessTreeModel::childrenOf(const MGTreeNode *node) const
+{
+    return node ? node->childNodes() : m_forest;
+}
+
+MGTreeNode *MGAclAccessTreeModel::nodeForIndex(const QModelIndex &index) const
+{
+    return static_cast<MGTreeNode *>(index.internalPointer());
+}
+
+QModelIndex MGAclAccessTreeModel::index(int row, int column, const QModelIndex &parent) const
+{
+    const QList<MGTreeNode::Pointer> &children = childrenOf(nodeForIndex(parent));
+    if (row < 0 || row >= children.size() || column < 0 || column >= ColumnCount)
+        return {};
+    return createIndex(row, column, children[row].get());
+}
+
+QModelIndex MGAclAccessTreeModel::parent(const QModelIndex &child) const
+{
+    const MGTreeNode *node = nodeForIndex(child);
+    MGTreeNode *parentNode = node ? node->parentNode() : nullptr;
+    if (!parentNode)
+        return {};
+    const QList<MGTreeNode::Pointer> &siblings = childrenOf(parentNode->parentNode());
+    for (int row = 0; row < siblings.size(); ++row) {
+        if (siblings[row].get() == parentNode)
+            return createIndex(row, 0, parentNode);
+    }
+    return {};
+}
+
+int MGAclAccessTreeModel::rowCount(const QModelIndex &parent) const
+{
+    if (parent.column() > 0)
+        return 0;
+    return int(childrenOf(nodeForIndex(parent)).size());
+}
+
+int MGAclAccessTreeModel::columnCount(const QModelIndex &) const
+{
+    return ColumnCount;
+}
+
+QVariant MGAclAccessTreeModel::data(const QModelIndex &index, int role) const
+{
+    const MGTreeNode *node = nodeForIndex(index);
+    if (!node)
+        return {};
+    if (index.column() == TitleColumn && role == Qt::DisplayRole)
+        return node->title();
+    if (index.column() == TitleColumn && role == Qt::FontRole && node->state() == -1) {
+        QFont bold;
+        bold.setBold(true);
+        return bold;
+    }
+    if (index.column() == AccessColumn && role == Qt::DecorationRole) {
+        const auto transformer = MGValueTransformer::valueTransformerForName(QStringLiteral("MGAclAccessValueTransformer"));
+        return transformer ? transformer->transformedValue(node->state()) : QVariant();
+    }
+    return {};
+}
+
+Qt::ItemFlags MGAclAccessTreeModel::flags(const QModelIndex &index) const
+{
+    const MGTreeNode *node = nodeForIndex(index);
+    if (!node)
+        return Qt::NoItemFlags;
+    return node->state() == -1 ? Qt::ItemIsEnabled : Qt::ItemIsEnabled | Qt::ItemIsSelectable;
+}
+
+int MGAclAccessTreeModel::rowForIndex(const QModelIndex &target) const
+{
+    int row = 0;
+    std::function<bool(const QModelIndex &)> walk = [&](const QModelIndex &parent) {
+        for (int i = 0; i < rowCount(parent); ++i) {
+            const QModelIndex child = index(i, 0, parent);
+            if (child.internalPointer() == target.internalPointer())
+                return true;
+            ++row;
+            if (walk(child))
+                return true;
+        }
+        return false;
+    };
+    return target.isValid() && walk(QModelIndex()) ? row : -1;
+}
+
+QModelIndex MGAclAccessTreeModel::indexForRow(int wanted) const
+{
+    int row = 0;
+    QModelIndex found;
+    std::function<bool(const QModelIndex &)> walk = [&](const QModelIndex &parent) {
+        for (int i = 0; i < rowCount(parent); ++i) {
+            const QModelIndex child = index(i, 0, parent);
+            if (row++ == wanted) {
+                found = child;
+                return true;
+            }
+            if (walk(child))
+                return true;
+        }
+        return false;
+    };
+    walk(QModelIndex());
+    return found;
+}

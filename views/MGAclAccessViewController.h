@@ -1,0 +1,46 @@
+#pragma once
+
+#include "MGViewController.h"
+
+#include <QComboBox>
+#include <QPointer>
+#include <QTreeView>
+
+class MGAclAccessTreeModel;
+class MGAclPlugin;
+
+// The "Effective Permissions" tab: an identity chooser and the always-expanded tree of
+// what the chosen user or group may do, keeping the selected row across refreshes.
+class MGAclAccessViewController : public MGViewController
+{
+    Q_OBJECT
+public:
+    explicit MGAclAccessViewController(MGAclPlugin *acl = nullptr);
+    ~MGAclAccessViewController() override;
+
+    QTreeView *outlineView() const { return m_outlineView; }
+    QComboBox *identityPopUpButton() const { return m_identityPopUpButton; }
+    MGAclAccessTreeModel *model() const { return m_model; }
+    int selectedRow() const { return m_selectedRow; }
+
+    // "-----" items become separators; items that are not identities stay visible but
+    // cannot be chosen.
+    static void menuNeedsUpdate(QComboBox *menu);
+
+public slots:
+    void outlineViewSelectionDidChange();
+
+protected:
+    QWidget *loadView() override;
+    void viewDidLoad() override;
+
+private:
+    void accessChanged();
+    void fillIdentities();
+
+    QPointer<MGAclPlugin> m_acl;
+    MGAclAccessTreeModel *m_model = nullptr;
+    QPointer<QTreeView> m_outlineView;
+    QPointer<QComboBox> m_identityPopUpButton;
+    int m_selectedRow = 0;
+};
