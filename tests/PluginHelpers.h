@@ -1,0 +1,73 @@
+#pragma once
+
+#include "MGAclPlugin.h"
+#include "MGTabViewController.h"
+#include "MGWindowController.h"
+#include "ShellHelpers.h"
+
+#include <QAbstractButton>
+#include <QApplication>
+#include <QMessageBox>
+#include <QSettings>
+#include <QSignalSpy>
+#include <QStandardPaths>
+
+// Opens the plug-in's window for `path`, as the host does, and waits for the entries.
+inline MGAclPlugin::Pointer openWindow(const QString &path)
+{
+    MGAclPlugin::Pointer plugin = MGAclPlugin::plugin();
+    QSignalSpy loaded(plugin.get(), &MGAclPlugin::entriesChanged);
+    plugin->processItems({MGHostItem::fromPath(path)});
+    if (!loaded.wait(10000))
+        qWarning() << "the entries of" << path << "never arrived";
+    return plugin;
+}
+
+// The alert or error message shown on a window, once it is there.
+inline QMessageBox *waitForAlert()
+{
+    QMessageBox *box = nullptr;
+    (void)QTest::qWaitFor([&] { return (box = qobject_cast<QMessageBox *>(QApplication::activeModalWidget())) != nullptr; },
+                    10000);
+    return box;
+}
+
+// Answers an alert with its first (1000) or second (1001) button.
+inline void answer(QMessageBox *box, int response)
+{
+    auto *button = box->findChild<QAbstractButton *>(QStringLiteral("MGAlertButton%1").arg(response));
+    QVERIFY(button);
+    button->click();
+}
+
+inline QStringList buttonTexts(QMessageBox *box)
+{
+    QStringList texts;
+    for (int i = 1000; i < 1010; ++i) {
+        if (auto *button = box->findChild<QAbstractButton *>(QStringLiteral("MGAlertButton%1").arg(i)))
+            texts << button->text();
+    }
+    return texts;
+}
+
+// The first entry of a list that is an ACL entry for `name`, or the POSIX entry of `kind`.
+inline MGAclEntry *findEntry(const MGAclList &list, const std::function<bool(const MGAclEntry &)> &match)
+{
+    for (const MGAclItem &item : list) {
+        if (MGAclEntry *entry = MGAclLists::entryOf(item); entry && match(*entry))
+            return entry;
+    }
+    return nullptr;
+}
+
+inline MGAclEntry *otherEntry(const MGAclList &list)
+{
+    return findEntry(list, [](const MGAclEntry &e) { return e.kind() == MGAclEntry::Kind::Other; });
+}
+
+inline void useTestSettings()
+{
+    QStandardPaths::setTestModeEnabled(true);
+    QCoreApplication::setOrganizationName(QStringLiteral("MarrowgateTests"));
+    QSettings().clear();
+}

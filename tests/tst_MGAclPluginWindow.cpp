@@ -1,0 +1,360 @@
+#include "PluginHelpers.h"
+
+#include <QAction>
+#include <QGuiApplication>
+#include <QScreen>
+#include <QTimer>
+
+using Set = MGAclPermissionSet;
+
+class tst_MGAclPluginWindow : public QObject
+{
+    Q_OBJECT
+
+    SharedTemporaryDir tmp;
+
+    static QString otherBits(const QString &path) { return sh("stat -c %A " + quoted(path)).trimmed().right(3); }
+
+private slots:
+    void initTestCase() { useTestSettings(); }
+    void init() { QSettings().clear(); }
+
+    void rejectedSelectionsFreeTheObjectSilently_data()
+    {
+        QTest::addColumn<int>("count");
+        QTest::addColumn<bool>("valid");
+        QTest::newRow("nothing") << 0 << true;
+        QTest::newRow("two items") << 2 << true;
+        QTest::newRow("invalid item") << 1 << false;
+    }
+    void rejectedSelectionsFreeTheObjectSilently()
+    {
+        QFETCH(int, count);
+        QFETCH(bool, valid);
+        QPointer<MGAclPlugin> object;
+        {
+            MGAclPlugin::Pointer plugin = MGAclPlugin::plugin();
+            object = plugin.get();
+            QList<MGHostItem> items;
+            for (int i = 0; i < count; ++i)
+                items << MGHostItem(QUrl::fromLocalFile(tmp.path()), valid);
+            plugin->processItems(items);
+            QVERIFY(!plugin->window()->isVisible());
+            QVERIFY(object); // never inside the host's call
+        }
+        QTRY_VERIFY(!object);
+        QVERIFY(!QApplication::activeModalWidget());
+    }
+
+    void aWindowForOneItemLivesUntilClosed()
+    {
+        QPointer<MGAclPlugin> object;
+        QPointer<MGWindow> window;
+        {
+            MGAclPlugin::Pointer plugin = openWindow(tmp.path());
+            object = plugin.get();
+            window = plugin->window();
+            QVERIFY(window->isVisible());
+            QCOMPARE(window->windowTitle(), QFileInfo(tmp.path()).fileName() + "[*]");
+            QCOMPARE(window->representedUrl(), QUrl::fromLocalFile(tmp.path()));
+            QCOMPARE(window->minimumSize(), QSize(10, 180));
+            QVERIFY(!window->isWindowModified());
+            QCOMPARE(plugin->tabViewController()->tabView()->count(), 2);
+            QCOMPARE(plugin->tabViewController()->tabView()->tabText(0), QStringLiteral("Set of Permissions"));
+            QCOMPARE(plugin->tabViewController()->tabView()->tabText(1), QStringLiteral("Effective Permissions"));
+            QCOMPARE(plugin->queue()->label(), QStringLiteral("com.quillwork.Marrowgate.Acl.UpdateQueue"));
+        }
+        QTest::qWait(50);
+        QVERIFY(object); // the object holds itself while its window is open
+        window->close(); // unedited: no question
+        QTRY_VERIFY(!object);
+    }
+
+    void frameIsRestoredFromTheSettings()
+    {
+        {
+            MGAclPlugin::Pointer plugin = MGAclPlugin::plugin();
+            QCOMPARE(plugin->window()->size(), QSize(586, 412));
+            const QRect screen = QGuiApplication::primaryScreen()->availableGeometry();
+            QCOMPARE(plugin->window()->geometry().center(), screen.center());
+            plugin->setHolder({});
+        }
+        QSettings().setValue("NSWindow Frame MGAclWindow", "{{40, 50}, {700, 500}}");
+        MGAclPlugin::Pointer plugin = openWindow(tmp.path());
+        QCOMPARE(plugin->window()->pos(), QPoint(40, 50));
+        QCOMPARE(plugin->window()->size(), QSize(700, 500));
+        plugin->window()->move(60, 70);
+        plugin->window()->close();
+        QCOMPARE(QSettings().value("NSWindow Frame MGAclWindow").toString(), QStringLiteral("{{60, 70}, {700, 500}}"));
+    }
+
+    void theEditedMarkFollowsEditsAndEditsBack()
+    {
+        MGAclPlugin::Pointer plugin = openWindow(tmp.path());
+        QVERIFY(!plugin->canRevertEntries());
+        MGAclEntry *other = otherEntry(plugin->entries());
+        const quint32 before = other->permissions();
+        other->setPermission(Set::writeBundle(true), true);
+        QVERIFY(plugin->canRevertEntries());
+        QVERIFY(plugin->window()->isWindowModified());
+        other->setPermissions(before);
+        QVERIFY(!plugin->canRevertEntries());
+        QVERIFY(!plugin->window()->isWindowModified());
+        plugin->window()->close();
+    }
+
+    void theClosePromptsThreeEndings()
+    {
+        const QString file = tmp.path("prompted");
+        QVERIFY(shOk("touch " + quoted(file) + " && chmod 644 " + quoted(file)));
+        // "No": closes, nothing written.
+        {
+            QPointer<MGAclPlugin> object;
+            {
+                MGAclPlugin::Pointer plugin = openWindow(file);
+                object = plugin.get();
+                otherEntry(plugin->entries())->setPermissions(Set::fromPosixBits(0, false));
+                QVERIFY(!plugin->window()->close());
+            }
+            QMessageBox *box = waitForAlert();
+            QVERIFY(box);
+            QCOMPARE(box->text(), QStringLiteral("ACL and permission settings are changed, but not applied"));
+            QCOMPARE(box->informativeText(),
+                     QStringLiteral("Do you want to apply changed ACL and permissions settings for item \"prompted\"?"));
+            QCOMPARE(buttonTexts(box), (QStringList{"Yes", "No"}));
+            answer(box, 1001);
+            QTRY_VERIFY(!object);
+            QCOMPARE(otherBits(file), QStringLiteral("r--"));
+        }
+        // "Yes": saves, then closes.
+        {
+            QPointer<MGAclPlugin> object;
+            {
+                MGAclPlugin::Pointer plugin = openWindow(file);
+                object = plugin.get();
+                otherEntry(plugin->entries())->setPermissions(Set::fromPosixBits(0, false));
+                plugin->window()->close();
+            }
+            answer(waitForAlert(), 1000);
+            QTRY_VERIFY(!object);
+            QCOMPARE(otherBits(file), QStringLiteral("---"));
+        }
+        // "Yes" with a save that fails: the error is shown, the window stays, reloaded.
+        {
+            MGAclPlugin::Pointer plugin = openWindow(file);
+            MGAclList list = plugin->entries();
+            list.insert(1, MGAclEntry::aclEntry(MGAclEntry::Deny, CBIdentity::user(1), Set::fromPosixBits(4, false), 0,
+                                                false, true));
+            plugin->setEntries(list);
+            QVERIFY(plugin->canRevertEntries());
+            QSignalSpy reloaded(plugin.get(), &MGAclPlugin::entriesChanged);
+            plugin->window()->close();
+            answer(waitForAlert(), 1000);
+            QMessageBox *error = nullptr;
+            QTRY_VERIFY((error = qobject_cast<QMessageBox *>(QApplication::activeModalWidget()))
+                        && error->objectName() == QLatin1String("MGErrorAlert"));
+            QVERIFY(error->text().contains("Deny"));
+            QTRY_VERIFY(reloaded.count() >= 1);
+            QVERIFY(plugin->window()->isVisible());
+            QVERIFY(!plugin->canRevertEntries());
+            QCOMPARE(MGAclLists::aclEntries(plugin->entries()).size(), 0);
+            error->accept();
+            plugin->window()->close();
+        }
+    }
+
+    void menuValidation()
+    {
+        const QString file = tmp.path("validated");
+        QVERIFY(shOk("touch " + quoted(file)));
+        auto enabled = [](const MGAclPlugin::Pointer &plugin, const char *action) {
+            QAction item;
+            item.setObjectName(QString::fromLatin1(action));
+            return plugin->validateMenuItem(&item);
+        };
+        MGAclPlugin::Pointer folder = openWindow(tmp.path());
+        MGAclPlugin::Pointer plain = openWindow(file);
+        QVERIFY(enabled(folder, "propagateEntries:"));
+        QVERIFY(!enabled(plain, "propagateEntries:"));
+        QVERIFY(!enabled(folder, "saveEntries:") && !enabled(folder, "revertEntries:"));
+        QVERIFY(enabled(folder, "inheritEntriesFromParent:"));
+        QVERIFY(!enabled(folder, "removeInheritedEntries:") && !enabled(folder, "makeInheritedEntriesExplicit:"));
+        QVERIFY(!enabled(folder, "sortEntriesCanonically:"));
+
+        // An inherited allow before an explicit one: not canonical, and inherited entries.
+        const auto inherited = MGAclEntry::aclEntry(1, CBIdentity::user(7), Set::fromPosixBits(4, true),
+                                                    MGAclFlag::Inherited, true, true);
+        const auto explicitOne = MGAclEntry::aclEntry(1, CBIdentity::user(8), Set::fromPosixBits(4, true), 0, true, true);
+        MGAclList list = folder->entries();
+        list.insert(1, explicitOne);
+        list.insert(1, inherited);
+        folder->setEntries(list);
+        QVERIFY(enabled(folder, "saveEntries:") && enabled(folder, "revertEntries:"));
+        QVERIFY(!enabled(folder, "propagateEntries:")); // not with unsaved changes
+        QVERIFY(enabled(folder, "removeInheritedEntries:") && enabled(folder, "makeInheritedEntriesExplicit:"));
+        QVERIFY(enabled(folder, "sortEntriesCanonically:"));
+        QSignalSpy installed(folder.get(), &MGAclPlugin::entriesChanged);
+        folder->sortEntriesCanonically(nullptr);
+        QVERIFY(installed.wait());
+        QVERIFY(!enabled(folder, "sortEntriesCanonically:"));
+        QVERIFY(MGAclLists::itemsEqual(folder->entries().at(1), explicitOne));
+        QVERIFY(std::holds_alternative<QString>(folder->entries().at(0)));
+        folder->makeInheritedEntriesExplicit(nullptr);
+        QVERIFY(!folder->hasInheritedEntries());
+        folder->window()->closeWithoutAsking();
+        plain->window()->close();
+    }
+
+    void listOperationsFollowTheirIndexRules()
+    {
+        MGAclPlugin::Pointer plugin = openWindow(tmp.path());
+        auto user = [](quint32 id) {
+            return MGAclEntry::aclEntry(1, CBIdentity::user(id), Set::fromPosixBits(4, true), 0, true, true);
+        };
+        MGAclList list = plugin->entries();
+        list.insert(1, user(3));
+        list.insert(1, user(2));
+        list.insert(1, user(1));
+        plugin->setEntries(list);
+        auto ids = [&] {
+            QList<quint32> out;
+            for (const auto &e : plugin->aclEntries())
+                out << e->identity().posixID();
+            return out;
+        };
+        QSignalSpy installed(plugin.get(), &MGAclPlugin::entriesChanged);
+        plugin->moveEntryAtIndex(3, 3);
+        QVERIFY(!installed.wait(300));
+        plugin->moveEntryAtIndex(1, 4);
+        QVERIFY(installed.wait());
+        QCOMPARE(ids(), (QList<quint32>{2, 3, 1}));
+        plugin->moveEntryAtIndex(3, 1);
+        QVERIFY(installed.wait());
+        QCOMPARE(ids(), (QList<quint32>{1, 2, 3}));
+        const quint32 me = CBIdentity::user(getuid()).posixID();
+        plugin->addEntry(qint64(-1));
+        QVERIFY(installed.wait());
+        QCOMPARE(ids(), (QList<quint32>{me, 1, 2, 3}));
+        QCOMPARE(plugin->aclEntries().first()->flags(), quint32(MGAclFlag::FileInherit | MGAclFlag::DirectoryInherit));
+        plugin->addEntry(qint64(2));
+        QVERIFY(installed.wait());
+        QCOMPARE(ids(), (QList<quint32>{me, 1, me, 2, 3}));
+        plugin->removeEntry(quint64(1));
+        QVERIFY(installed.wait());
+        QCOMPARE(ids(), (QList<quint32>{1, me, 2, 3}));
+        plugin->revertEntries(nullptr);
+        QVERIFY(installed.wait());
+        QVERIFY(ids().isEmpty());
+        QVERIFY(!plugin->canRevertEntries());
+        plugin->window()->close();
+    }
+
+    void savingAsksAboutShallowEntries()
+    {
+        const QString file = tmp.path("shallow");
+        QVERIFY(shOk("touch " + quoted(file) + " && setfacl -m u:nobody:r--,u:daemon:r-- " + quoted(file)));
+        MGAclPlugin::Pointer plugin = openWindow(file);
+        MGAclLists::aclEntries(plugin->entries()).at(0)->setPermissions(0);
+        const QString before = facl(file);
+        plugin->saveEntries(plugin.get());
+        QMessageBox *box = waitForAlert();
+        QCOMPARE(box->text(), QStringLiteral("File Access Control List contains shallow entries"));
+        QCOMPARE(box->informativeText(),
+                 QStringLiteral("File Access Control List entries on positions (1) are shallow entries (with no "
+                                "permissions set) and they will be ignored during saving. Do you still want to save "
+                                "Access Control List entries?"));
+        QCOMPARE(buttonTexts(box), (QStringList{"Save", "Cancel"}));
+        answer(box, 1001);
+        QTest::qWait(300);
+        QCOMPARE(facl(file), before);
+        QVERIFY(plugin->canRevertEntries());
+
+        QSignalSpy reloaded(plugin.get(), &MGAclPlugin::entriesChanged);
+        plugin->saveEntries(plugin.get());
+        answer(waitForAlert(), 1000);
+        QVERIFY(reloaded.wait(10000));
+        QVERIFY(!plugin->canRevertEntries());
+        const QString after = facl(file);
+        // The first ACL entry is daemon's (uid 1); it was left out.
+        QVERIFY2(!after.contains("user:1:") && after.contains("user:65534:r--"), qPrintable(after));
+        plugin->window()->close();
+    }
+
+    void propagationAsksFirst()
+    {
+        const QString folder = tmp.path("tree");
+        QVERIFY(shOk(QStringLiteral("mkdir %1 && chmod 750 %1 && touch %1/child && chmod 666 %1/child").arg(quoted(folder))));
+        MGAclPlugin::Pointer plugin = openWindow(folder);
+        plugin->propagateEntries(nullptr);
+        QMessageBox *box = waitForAlert();
+        QCOMPARE(box->text(), QStringLiteral("Are you sure you want to propagate ACL, owner, group, and permissions to "
+                                             "all items down the directory hierarchy?"));
+        QCOMPARE(box->informativeText(), QStringLiteral("You cannot undo this."));
+        QCOMPARE(buttonTexts(box), (QStringList{"OK", "Cancel"}));
+        answer(box, 1001);
+        QTest::qWait(300);
+        QCOMPARE(otherBits(folder + "/child"), QStringLiteral("rw-"));
+        plugin->propagateEntries(nullptr);
+        answer(waitForAlert(), 1000);
+        QTRY_COMPARE(otherBits(folder + "/child"), QStringLiteral("---"));
+        QVERIFY(!plugin->canRevertEntries());
+        plugin->window()->close();
+    }
+
+    void accessIsFetchedOnTheTabAndRefreshedAfterABurst()
+    {
+        const QString file = tmp.path("watched");
+        QVERIFY(shOk("touch " + quoted(file)));
+        MGAclPlugin::Pointer plugin = openWindow(file);
+        QSignalSpy access(plugin.get(), &MGAclPlugin::accessChanged);
+        plugin->tabViewController()->setSelectedTabViewItemIndex(1);
+        QVERIFY(access.wait(10000));
+        QVERIFY(!plugin->access().isEmpty());
+        QTRY_VERIFY(plugin->fileEventer());
+
+        // Ten events 0.1 s apart: one refresh, 0.5 s after the last.
+        QElapsedTimer clock;
+        for (int i = 0; i < 10; ++i) {
+            plugin->fileSystemEventHappenedAtPaths({file});
+            QTest::qWait(100);
+        }
+        clock.start();
+        QVERIFY(access.wait(3000));
+        QVERIFY2(clock.elapsed() >= 350, qPrintable(QString::number(clock.elapsed())));
+        QVERIFY(!access.wait(1000));
+        QCOMPARE(access.count(), 2);
+
+        // A real change of the file is noticed.
+        QVERIFY(shOk("chmod 600 " + quoted(file)));
+        QVERIFY(access.wait(5000));
+
+        // Leaving the tab stops the watching.
+        plugin->tabViewController()->setSelectedTabViewItemIndex(0);
+        QTRY_VERIFY(!plugin->fileEventer());
+        plugin->window()->close();
+    }
+
+    void afterAnAccessFailureReenteringTheTabFetchesAgain()
+    {
+        const QString file = tmp.path("vanishing");
+        QVERIFY(shOk("touch " + quoted(file)));
+        MGAclPlugin::Pointer plugin = openWindow(file);
+        QVERIFY(shOk("rm " + quoted(file)));
+        plugin->tabViewController()->setSelectedTabViewItemIndex(1);
+        QMessageBox *error = waitForAlert();
+        QVERIFY(error && error->text().contains("No such file"));
+        error->accept();
+        QTRY_VERIFY(!plugin->canUpdateAccess() && plugin->fileEventer());
+        QVERIFY(shOk("touch " + quoted(file)));
+        QSignalSpy access(plugin.get(), &MGAclPlugin::accessChanged);
+        plugin->fileSystemEventHappenedAtPaths({file}); // the gate is closed: no fetch
+        QVERIFY(!access.wait(1000));
+        plugin->tabViewController()->setSelectedTabViewItemIndex(0);
+        plugin->tabViewController()->setSelectedTabViewItemIndex(1);
+        QVERIFY(access.wait(10000));
+        plugin->window()->close();
+    }
+};
+
+QTEST_MAIN(tst_MGAclPluginWindow)
+#include "tst_MGAclPluginWindow.moc"
