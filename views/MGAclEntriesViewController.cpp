@@ -121,6 +121,7 @@ void MGAclEntriesViewController::showGroupRows()
         m_tableView->setSpan(row, 0, 1, MGAclEntriesTableModel::ColumnCount);
         // The row view covers the row, so a click on a title leaves the selection alone.
         auto *rowView = new MGAclTableRowView;
+        rowView->setAttribute(Qt::WA_NoMousePropagation);
         rowView->textField()->setText(m_model->data(m_model->index(row, 0), MGAclEntriesTableModel::TitleRole).toString());
         m_tableView->setIndexWidget(m_model->index(row, 0), rowView);
     }
