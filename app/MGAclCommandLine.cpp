@@ -1,6 +1,7 @@
 #include "MGAclCommandLine.h"
 
 #include "CBIdentityAuthority.h"
+#include "MGAclEntriesTableModel.h"
 #include "MGAclPlugin.h"
 #include "MGAclValueTransformers.h"
 #include "MGValueTransformer.h"
@@ -18,21 +19,6 @@ enum Status { Success = 0, Failure = 1, Dismissed = 2, Usage = 64 };
 QString transformed(const char *name, const QVariant &value)
 {
     return MGValueTransformer::valueTransformerForName(QString::fromLatin1(name))->transformedValue(value).toString();
-}
-
-QString identityText(const MGAclEntry &entry)
-{
-    const QString acl = QStringLiteral("ACL");
-    switch (entry.kind()) {
-    case MGAclEntry::Kind::Owner:
-        return NTLocalizedString::localize(QStringLiteral("Owner"), acl) + QStringLiteral(": ")
-            + entry.identity().displayName();
-    case MGAclEntry::Kind::OwningGroup:
-        return NTLocalizedString::localize(QStringLiteral("Group"), acl) + QStringLiteral(": ")
-            + entry.identity().displayName();
-    default:
-        return entry.identity().displayName();
-    }
 }
 
 void printError(const MGError &error)
@@ -95,7 +81,7 @@ QString MGAclCommandLine::formatList(const MGAclList &list)
         }
         out += QStringLiteral("%1\t%2\t%3\t%4\t%5\t%6\n")
                    .arg(index)
-                   .arg(transformed("MGAclTagValueTransformer", entry->tag()), identityText(*entry),
+                   .arg(transformed("MGAclTagValueTransformer", entry->tag()), MGAclEntriesTableModel::identityText(*entry),
                         transformed("MGAclPermGroupValueTransformer", entry->permissionGroup()),
                         transformed("MGAclInheritedValueTransformer", entry->inherited()), permissionText(*entry));
     }

@@ -80,10 +80,6 @@
         <translation>Erweiterte Attribute schreiben</translation>
     </message>
     <message>
-        <source>Execute</source>
-        <translation>Ausführen</translation>
-    </message>
-    <message>
         <source>Traverse Folder</source>
         <translation>Ordner durchsuchen</translation>
     </message>
@@ -218,6 +214,22 @@
     <message>
         <source>Remove Entry</source>
         <translation>Eintrag entfernen</translation>
+    </message>
+    <message>
+        <source>(new items only)</source>
+        <translation>(nur neue Objekte)</translation>
+    </message>
+    <message>
+        <source>ACL…</source>
+        <translation>ACL…</translation>
+    </message>
+    <message>
+        <source>Administration</source>
+        <translation>Verwaltung</translation>
+    </message>
+    <message>
+        <source>Execute</source>
+        <translation>Ausführen</translation>
     </message>
     <message>
         <source>Actions</source>

@@ -70,6 +70,10 @@ QVariant MGAclEntriesTableModel::data(const QModelIndex &index, int role) const
     case TagColumn:
         return transformed("MGAclTagValueTransformer", entry->tag());
     case IdentityColumn:
+        // What only passes to new items does not apply to this folder itself.
+        if (entry->flags() & MGAclFlag::OnlyInherit)
+            return identityText(*entry) + QStringLiteral(" ")
+                + NTLocalizedString::localize(QStringLiteral("(new items only)"), QStringLiteral("ACL"));
         return identityText(*entry);
     case PermissionGroupColumn:
         return transformed("MGAclPermGroupValueTransformer", entry->permissionGroup());
