@@ -35,6 +35,20 @@ MGResult<QByteArray> readAttribute(const QByteArray &path, const char *name)
     }
 }
 
+// The ACL an attribute holds, or `fallback` when the item has none.
+MGResult<MGPosixAcl> readAcl(const QByteArray &path, const char *name, const MGPosixAcl &fallback)
+{
+    const MGResult<QByteArray> value = readAttribute(path, name);
+    if (!value)
+        return value.error();
+    if (value->isEmpty())
+        return fallback;
+    const auto acl = MGPosixAcl::fromXattr(*value);
+    if (!acl)
+        return MGError::posixError(EILSEQ, ReadFailure, QString::fromUtf8(path));
+    return *acl;
+}
+
 CBIdentity userIdentity(quint32 uid)
 {
     return CBIdentityAuthority::defaultIdentityAuthority().identityForId(CBIdentity::Class::User, uid);
@@ -125,25 +139,15 @@ MGResult<MGPosixItemState> MGPosixAclStore::readState(const QString &path)
     if (stat(native.constData(), &st) != 0)
         return MGError::posixError(errno, ReadFailure, path);
     MGPosixItemState state{st.st_uid, st.st_gid, st.st_mode, MGPosixAcl::fromMode(st.st_mode), {}};
-    const MGResult<QByteArray> access = readAttribute(native, MGPosixAcl::AccessAttribute);
+    const MGResult<MGPosixAcl> access = readAcl(native, MGPosixAcl::AccessAttribute, state.access);
     if (!access)
         return access.error();
-    if (!access->isEmpty()) {
-        const auto acl = MGPosixAcl::fromXattr(*access);
-        if (!acl)
-            return MGError::posixError(EILSEQ, ReadFailure, path);
-        state.access = *acl;
-    }
+    state.access = *access;
     if (state.isDirectory()) {
-        const MGResult<QByteArray> defaults = readAttribute(native, MGPosixAcl::DefaultAttribute);
+        const MGResult<MGPosixAcl> defaults = readAcl(native, MGPosixAcl::DefaultAttribute, MGPosixAcl());
         if (!defaults)
             return defaults.error();
-        if (!defaults->isEmpty()) {
-            const auto acl = MGPosixAcl::fromXattr(*defaults);
-            if (!acl)
-                return MGError::posixError(EILSEQ, ReadFailure, path);
-            state.defaultAcl = *acl;
-        }
+        state.defaultAcl = *defaults;
     }
     return state;
 }
