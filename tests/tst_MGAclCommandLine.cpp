@@ -1,6 +1,10 @@
 #include "MGAclCommandLine.h"
 #include "ShellHelpers.h"
 
+#include <QDir>
+#include <QElapsedTimer>
+#include <QImage>
+
 namespace {
 struct Run
 {
@@ -14,6 +18,8 @@ Run acl(const QStringList &arguments, const QString &launcher = QString())
     QProcess process;
     QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
     env.insert("LANG", "C.UTF-8");
+    env.insert("QT_QPA_PLATFORM", "offscreen");
+    env.insert("XDG_CONFIG_HOME", QDir::tempPath() + "/marrowgate-cli-test-config");
     env.remove("LANGUAGE");
     if (!launcher.isEmpty())
         env.insert("MARROWGATE_SERVICE_LAUNCHER", launcher);
@@ -83,6 +89,31 @@ private slots:
         QCOMPARE(unknown.status, 1);
         QVERIFY(unknown.err.contains("no-such-account-here"));
         QCOMPARE(acl({"list"}).status, 64);
+    }
+
+    void theHostOpensNothingForZeroOrSeveralItems()
+    {
+        for (const QStringList &paths : {QStringList(), QStringList{tmp.path(), tmp.path()}}) {
+            QElapsedTimer clock;
+            clock.start();
+            const Run run = acl(paths);
+            QCOMPARE(run.status, 0);
+            QVERIFY(clock.elapsed() < 20000);
+        }
+    }
+
+    void screenshotsShowTheWindow()
+    {
+        const QString out = tmp.path("window.png");
+        for (const QString &tab : {QStringLiteral("0"), QStringLiteral("1")}) {
+            QFile::remove(out);
+            const Run run = acl({"screenshot", tmp.path(), out, "--tab", tab});
+            QCOMPARE(run.status, 0);
+            const QImage image(out);
+            QVERIFY(!image.isNull());
+            QVERIFY(image.width() >= 300 && image.height() >= 180);
+        }
+        QCOMPARE(acl({"screenshot", tmp.path("missing"), out}).status, 1);
     }
 
     void aReadThatNeedsPrivilegeSaysSoWithoutThePrivilegedService()
