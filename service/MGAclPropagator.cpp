@@ -43,7 +43,7 @@ struct LinuxDirent64
 // descriptor, which opens no device or FIFO either.
 int setAttributeAt(int dirFd, const char *name, const char *attribute, const QByteArray &value)
 {
-    static bool haveSetxattrat = true;
+    static std::atomic<bool> haveSetxattrat = true; // the walking threads share it
     if (haveSetxattrat) {
         XattrArgs args{reinterpret_cast<__u64>(value.constData()), __u32(value.size()), 0};
         if (syscall(SYS_setxattrat, dirFd, name, AT_SYMLINK_NOFOLLOW, attribute, &args, sizeof args) == 0)
