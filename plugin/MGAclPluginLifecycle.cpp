@@ -12,6 +12,7 @@
 #include "NTLocalizedString.h"
 
 #include <QAction>
+#include <QKeySequence>
 #include <QCoreApplication>
 #include <QGuiApplication>
 #include <QScreen>
@@ -84,6 +85,20 @@ void MGAclPlugin::initialize()
     }
     m_windowController->setWindowFrameAutosaveName(QString::fromLatin1(AutosaveName));
     MGWindow::cascade(window);
+
+    // Save and Revert belong to a host's menu bar; without one, the window takes the usual
+    // keys for them, validated like menu items.
+    for (const auto &[action, key] : {std::pair{"saveEntries:", QKeySequence::Save}, std::pair{"revertEntries:", QKeySequence::Refresh}}) {
+        auto *item = new QAction(window);
+        item->setObjectName(QString::fromLatin1(action));
+        item->setShortcut(key);
+        item->setShortcutContext(Qt::WindowShortcut);
+        window->addAction(item);
+        connect(item, &QAction::triggered, this, [this, item] {
+            if (validateMenuItem(item))
+                this->window()->tryToPerform(item->objectName(), QVariant::fromValue<QObject *>(item));
+        });
+    }
 
     connect(m_tabViewController, &MGTabViewController::selectedTabViewItemIndexChanged, this,
             [this] { observeValueForKeyPath(QStringLiteral("selectedTabViewItemIndex"), m_tabViewController); });

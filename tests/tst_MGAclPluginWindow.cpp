@@ -103,6 +103,26 @@ private slots:
         plugin->window()->close();
     }
 
+    void theSaveAndRevertKeysWorkOnlyWithChanges()
+    {
+        const QString file = tmp.path("keys");
+        QVERIFY(shOk("touch " + quoted(file) + " && chmod 644 " + quoted(file)));
+        MGAclPlugin::Pointer plugin = openWindow(file);
+        QSignalSpy reloaded(plugin.get(), &MGAclPlugin::entriesChanged);
+        QTest::keyClick(plugin->window(), Qt::Key_S, Qt::ControlModifier); // nothing to save
+        QVERIFY(!reloaded.wait(300));
+        otherEntry(plugin->entries())->setPermissions(Set::fromPosixBits(0, false));
+        QTest::keyClick(plugin->window(), Qt::Key_F5); // revert: back to what is on disk
+        QVERIFY(reloaded.wait(10000));
+        QVERIFY(!plugin->canRevertEntries());
+        otherEntry(plugin->entries())->setPermissions(Set::fromPosixBits(0, false));
+        QTest::keyClick(plugin->window(), Qt::Key_S, Qt::ControlModifier);
+        QVERIFY(reloaded.wait(10000)); // saved, then reloaded
+        QCOMPARE(otherBits(file), QStringLiteral("---"));
+        QVERIFY(plugin->window()->isVisible());
+        plugin->window()->close();
+    }
+
     void theClosePromptsThreeEndings()
     {
         const QString file = tmp.path("prompted");
