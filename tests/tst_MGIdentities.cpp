@@ -1,6 +1,7 @@
 #include "CBIdentityAuthority.h"
 #include "MGIdentities.h"
 
+#include <QProcess>
 #include <QSignalSpy>
 #include <QtTest>
 #include <unistd.h>
@@ -45,6 +46,30 @@ private slots:
         QCOMPARE(list[separator + 1].metaType(), QMetaType::fromType<QString>());
         for (qsizetype i = separator + 2; i < list.size(); ++i)
             QVERIFY(list[i].value<CBIdentity>().isGroup());
+    }
+
+    void aChangedGroupDatabaseIsAnnounced()
+    {
+        if (geteuid() != 0)
+            QSKIP("needs root to add a group");
+        MGIdentities *identities = MGIdentities::sharedIdentities();
+        QTRY_VERIFY(identities->fullNamedIdentities().size() > 0);
+        QTest::qWait(100); // the watch is set up on the event loop
+        QSignalSpy spy(identities, &MGIdentities::identitiesUpdated);
+        const QString name = QStringLiteral("mgtest%1").arg(getpid());
+        if (QProcess::execute("groupadd", {name}) != 0)
+            QSKIP("groupadd is not available");
+        const bool announced = spy.wait(5000);
+        const bool listed = [&] {
+            for (const QVariant &item : identities->fullNamedIdentities()) {
+                if (item.value<CBIdentity>().posixName() == name)
+                    return true;
+            }
+            return false;
+        }();
+        QProcess::execute("groupdel", {name});
+        QVERIFY(announced);
+        QVERIFY(listed);
     }
 
     void reloadAnnouncesTheChange()
