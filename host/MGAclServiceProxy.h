@@ -8,6 +8,20 @@
 #include <QUuid>
 #include <functional>
 
+// The ACL service's remote methods, named by their selectors, each with the
+// authorisation right that covers it on the privileged service. The order is that of
+// MGAclPlugin::Operation.
+struct MGAclRemoteMethod
+{
+    const char *selector;
+    const char *right;
+};
+inline constexpr MGAclRemoteMethod MGAclRemoteMethods[] = {
+    {"getAclEntriesWithUrl:reply:", "com.quillwork.Marrowgate.GetFileAcl"},
+    {"setAclEntries:url:reply:", "com.quillwork.Marrowgate.SetFileAcl"},
+    {"propagateAclEntries:url:reply:", "com.quillwork.Marrowgate.PropagateFileAcl"},
+    {"getAclAccessWithUrl:uuid:reply:", "com.quillwork.Marrowgate.GetFileAccess"},
+};
 // The ACL service's remote methods. Every reply (and, instead of it, the proxy's error
 // handler when the connection fails) runs on the connection's own thread.
 class MGAclServiceProxy

@@ -5,10 +5,10 @@
 #include <QCborArray>
 
 namespace {
-const QString GetEntries = QStringLiteral("getAclEntriesWithUrl:reply:");
-const QString SetEntries = QStringLiteral("setAclEntries:url:reply:");
-const QString PropagateEntries = QStringLiteral("propagateAclEntries:url:reply:");
-const QString GetAccess = QStringLiteral("getAclAccessWithUrl:uuid:reply:");
+const QString GetEntries = QString::fromLatin1(MGAclRemoteMethods[0].selector);
+const QString SetEntries = QString::fromLatin1(MGAclRemoteMethods[1].selector);
+const QString PropagateEntries = QString::fromLatin1(MGAclRemoteMethods[2].selector);
+const QString GetAccess = QString::fromLatin1(MGAclRemoteMethods[3].selector);
 
 class RemoteProxy : public MGAclServiceProxy
 {
@@ -35,15 +35,12 @@ public:
 
     void setAclEntries(const MGAclList &entries, const QUrl &url, ErrorReply reply) override
     {
-        call(SetEntries, {{QStringLiteral("url"), url.toLocalFile()}, {QStringLiteral("entries"), MGAclLists::toCbor(entries)}},
-             errorOnly(reply));
+        sendList(SetEntries, entries, url, std::move(reply));
     }
 
     void propagateAclEntries(const MGAclList &entries, const QUrl &url, ErrorReply reply) override
     {
-        call(PropagateEntries,
-             {{QStringLiteral("url"), url.toLocalFile()}, {QStringLiteral("entries"), MGAclLists::toCbor(entries)}},
-             errorOnly(reply));
+        sendList(PropagateEntries, entries, url, std::move(reply));
     }
 
     void getAclAccessWithUrl(const QUrl &url, const QUuid &uuid, AccessReply reply) override
@@ -74,15 +71,17 @@ private:
         return error->has_value();
     }
 
-    static Decoder errorOnly(ErrorReply reply)
+    // A list and an item in, only an error back.
+    void sendList(const QString &method, const MGAclList &entries, const QUrl &url, ErrorReply reply)
     {
-        return [reply](const QCborMap &map, QString *why) {
-            MGResultError error;
-            if (!decodeError(map, &error, why))
-                return false;
-            reply(error);
-            return true;
-        };
+        call(method, {{QStringLiteral("url"), url.toLocalFile()}, {QStringLiteral("entries"), MGAclLists::toCbor(entries)}},
+             [reply](const QCborMap &map, QString *why) {
+                 MGResultError error;
+                 if (!decodeError(map, &error, why))
+                     return false;
+                 reply(error);
+                 return true;
+             });
     }
 
     void call(const QString &method, const QCborMap &arguments, Decoder decode)

@@ -38,7 +38,7 @@ void MGSystemBusServiceConnection::send(const QString &method, const QCborMap &a
                                         ErrorHandler onError)
 {
     const QByteArray payload = request(m_nextId++, method, arguments).toCborValue().toCbor();
-    const int timeout = method == QLatin1String("propagateAclEntries:url:reply:") ? PropagationTimeout : CallTimeout;
+    const int timeout = method == QLatin1String(MGAclRemoteMethods[2].selector) ? PropagationTimeout : CallTimeout;
     // The call is made from the reply thread so that its answer arrives there.
     replyQueue().async([this, payload, timeout, onReply, onError] {
         QDBusMessage call = QDBusMessage::createMethodCall(QString::fromLatin1(ServiceName), QString::fromLatin1(ObjectPath),

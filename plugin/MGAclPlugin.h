@@ -37,7 +37,8 @@ class MGAclPlugin : public MGConnector,
 public:
     using Pointer = std::shared_ptr<MGAclPlugin>;
 
-    // The four operations of the ACL service, each with its right and its error description.
+    // The four operations of the ACL service, each with its right and its error description,
+    // in the order of MGAclRemoteMethods.
     enum class Operation { ReadEntries, WriteEntries, Propagate, ReadAccess };
     static const char *rightFor(Operation operation);
     static QString descriptionFor(Operation operation);

@@ -2,23 +2,13 @@
 
 
 namespace {
-const QString GetEntries = QStringLiteral("getAclEntriesWithUrl:reply:");
-const QString GetAccess = QStringLiteral("getAclAccessWithUrl:uuid:reply:");
+const QString GetEntries = QString::fromLatin1(MGAclRemoteMethods[0].selector);
+const QString GetAccess = QString::fromLatin1(MGAclRemoteMethods[3].selector);
 }
 
 const char *MGAclPlugin::rightFor(Operation operation)
 {
-    switch (operation) {
-    case Operation::ReadEntries:
-        return "com.quillwork.Marrowgate.GetFileAcl";
-    case Operation::WriteEntries:
-        return "com.quillwork.Marrowgate.SetFileAcl";
-    case Operation::Propagate:
-        return "com.quillwork.Marrowgate.PropagateFileAcl";
-    case Operation::ReadAccess:
-        return "com.quillwork.Marrowgate.GetFileAccess";
-    }
-    return "";
+    return MGAclRemoteMethods[int(operation)].right;
 }
 
 QString MGAclPlugin::descriptionFor(Operation operation)

@@ -59,14 +59,10 @@ std::optional<QString> pathArgument(const QCborMap &args, QString *why)
 
 QString MGAclServiceDispatcher::rightForMethod(const QString &method)
 {
-    if (method == QLatin1String(GetEntries))
-        return QStringLiteral("com.quillwork.Marrowgate.GetFileAcl");
-    if (method == QLatin1String(SetEntries))
-        return QStringLiteral("com.quillwork.Marrowgate.SetFileAcl");
-    if (method == QLatin1String(PropagateEntries))
-        return QStringLiteral("com.quillwork.Marrowgate.PropagateFileAcl");
-    if (method == QLatin1String(GetAccess))
-        return QStringLiteral("com.quillwork.Marrowgate.GetFileAccess");
+    for (const MGAclRemoteMethod &remote : MGAclRemoteMethods) {
+        if (method == QLatin1String(remote.selector))
+            return QString::fromLatin1(remote.right);
+    }
     return QString();
 }
 

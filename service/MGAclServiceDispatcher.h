@@ -1,5 +1,6 @@
 #pragma once
 
+#include "MGAclServiceProxy.h"
 #include "MGError.h"
 
 #include <QCborMap>
@@ -12,10 +13,10 @@
 class MGAclServiceDispatcher
 {
 public:
-    static constexpr const char *GetEntries = "getAclEntriesWithUrl:reply:";
-    static constexpr const char *SetEntries = "setAclEntries:url:reply:";
-    static constexpr const char *PropagateEntries = "propagateAclEntries:url:reply:";
-    static constexpr const char *GetAccess = "getAclAccessWithUrl:uuid:reply:";
+    static constexpr const char *GetEntries = MGAclRemoteMethods[0].selector;
+    static constexpr const char *SetEntries = MGAclRemoteMethods[1].selector;
+    static constexpr const char *PropagateEntries = MGAclRemoteMethods[2].selector;
+    static constexpr const char *GetAccess = MGAclRemoteMethods[3].selector;
 
     // The authorisation right a method needs on the privileged service.
     static QString rightForMethod(const QString &method);
