@@ -229,12 +229,9 @@ MGResultError MGAclPropagator::run()
                                m_failures > m_failedPaths.size() ? QStringLiteral(", \u2026") : QString()));
 }
 
-void MGAclPropagator::applyToFolder(int fd, const QByteArray &shownPath)
+void MGAclPropagator::applyToFolder(int fd, const struct stat &status, const QByteArray &shownPath)
 {
-    struct stat st;
-    if (fstat(fd, &st) != 0)
-        return fail(shownPath, errno);
-    if ((st.st_uid != m_owner || st.st_gid != m_group) && fchown(fd, m_owner, m_group) != 0)
+    if ((status.st_uid != m_owner || status.st_gid != m_group) && fchown(fd, m_owner, m_group) != 0)
         return fail(shownPath, errno);
     if (fsetxattr(fd, MGPosixAcl::AccessAttribute, m_folder.access.constData(), size_t(m_folder.access.size()), 0) != 0)
         return fail(shownPath, errno);
@@ -328,32 +325,35 @@ private:
 void MGAclPropagator::walk(int rootFd, dev_t device)
 {
     Walk walk;
+    // What each walking thread asks file status with.
+    struct Scratch
+    {
+        StatusBatch batch;
+        std::vector<struct statx> status;
+        std::vector<int> errors;
+    };
     // Changes a folder's files and hands out its subfolders.
-    auto visit = [&](std::shared_ptr<Descriptor> folder, const QByteArray &path, StatusBatch &batch,
-                     std::vector<struct statx> &status, std::vector<int> &errors) {
+    auto visit = [&](std::shared_ptr<Descriptor> folder, const QByteArray &path, Scratch &scratch) {
         QList<QByteArray> subfolders;
         QList<Item> files;
         if (!readFolder(folder->fd, path, subfolders, files))
             return;
-        batch.run(folder->fd, files, status, errors);
+        scratch.batch.run(folder->fd, files, scratch.status, scratch.errors);
         for (qsizetype i = 0; i < files.size(); ++i) {
             const QByteArray shown = path + '/' + files[i].name;
-            if (errors[i] != 0)
-                fail(shown, errors[i]);
-            else if (S_ISDIR(status[i].stx_mode)) // a folder whose type the listing did not give
+            if (scratch.errors[i] != 0)
+                fail(shown, scratch.errors[i]);
+            else if (S_ISDIR(scratch.status[i].stx_mode)) // a folder whose type the listing did not give
                 subfolders << files[i].name;
             else
-                applyToFile(folder->fd, files[i], status[i], device, shown);
+                applyToFile(folder->fd, files[i], scratch.status[i], device, shown);
         }
         QList<Task> tasks;
         for (const QByteArray &name : std::as_const(subfolders))
             tasks << Task{folder, name, path + '/' + name};
         walk.add(std::move(tasks));
     };
-    auto work = [&] {
-        StatusBatch batch;
-        std::vector<struct statx> status;
-        std::vector<int> errors;
+    auto work = [&](Scratch &scratch) {
         while (std::optional<Task> task = walk.take()) {
             const int fd = openat(task->parent->fd, task->name.constData(),
                                   O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC | O_NONBLOCK);
@@ -366,26 +366,25 @@ void MGAclPropagator::walk(int rootFd, dev_t device)
             } else if (fstat(fd, &st) != 0 || st.st_dev != device) {
                 close(fd); // another file system is mounted here: leave it alone
             } else {
-                applyToFolder(fd, task->path);
-                visit(std::make_shared<Descriptor>(fd), task->path, batch, status, errors);
+                applyToFolder(fd, st, task->path);
+                visit(std::make_shared<Descriptor>(fd), task->path, scratch);
             }
             walk.done();
         }
     };
-    {
-        StatusBatch batch;
-        std::vector<struct statx> status;
-        std::vector<int> errors;
-        visit(std::make_shared<Descriptor>(dup(rootFd)), m_path.toUtf8(), batch, status, errors);
-    }
+    Scratch mine;
+    visit(std::make_shared<Descriptor>(dup(rootFd)), m_path.toUtf8(), mine);
     // Changing an inode often waits for it to be read or for the journal, so twice as
     // many threads as processors keep the processors busy (measured: 4 threads on 2 cores
     // propagate 2.7 times as fast as 1).
     const unsigned threads = std::clamp(2 * std::thread::hardware_concurrency(), 2u, 8u);
     std::vector<std::thread> helpers;
     for (unsigned i = 1; i < threads; ++i)
-        helpers.emplace_back(work);
-    work();
+        helpers.emplace_back([&work] {
+            Scratch scratch;
+            work(scratch);
+        });
+    work(mine);
     for (std::thread &helper : helpers)
         helper.join();
     close(rootFd);

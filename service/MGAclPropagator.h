@@ -5,6 +5,7 @@
 #include "MGPosixAcl.h"
 
 #include <QMutex>
+#include <sys/stat.h>
 #include <QStringList>
 #include <atomic>
 
@@ -50,7 +51,7 @@ private:
     MGResultError prepare(mode_t folderMode);
     void walk(int rootFd, dev_t device);
     bool readFolder(int fd, const QByteArray &path, QList<QByteArray> &subfolders, QList<Item> &files);
-    void applyToFolder(int fd, const QByteArray &shownPath);
+    void applyToFolder(int fd, const struct stat &status, const QByteArray &shownPath);
     void applyToFile(int dirFd, const Item &item, const struct statx &status, dev_t device, const QByteArray &shownPath);
     void fail(const QByteArray &path, int error);
 
