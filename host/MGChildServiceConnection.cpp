@@ -14,6 +14,10 @@
 
 extern char **environ;
 
+namespace {
+const QString InterruptedText = QStringLiteral("The connection to the ACL service was interrupted.");
+}
+
 struct MGChildServiceConnection::Session
 {
     struct Call
@@ -143,7 +147,7 @@ std::shared_ptr<MGChildServiceConnection::Session> MGChildServiceConnection::sta
 
 void MGChildServiceConnection::readReplies(std::shared_ptr<Session> session)
 {
-    QString failure = QStringLiteral("The connection to the ACL service was interrupted.");
+    QString failure = InterruptedText;
     ErrorCode code = Interrupted;
     for (;;) {
         QByteArray frame;
@@ -188,13 +192,12 @@ void MGChildServiceConnection::send(const QString &method, const QCborMap &argum
             m_session = startSession(&startError);
         session = m_session;
     }
-    const MGError interrupted = connectionError(Interrupted, QStringLiteral("The connection to the ACL service was interrupted."));
     if (!session) {
         replyQueue().async([onError, startError] { onError(startError); });
         return;
     }
     if (!session->add(id, {std::move(onReply), onError})) {
-        replyQueue().async([onError, interrupted] { onError(interrupted); });
+        replyQueue().async([onError] { onError(connectionError(Interrupted, InterruptedText)); });
         return;
     }
     const QByteArray bytes = request(id, method, arguments).toCborValue().toCbor();

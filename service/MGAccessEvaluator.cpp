@@ -11,11 +11,8 @@ MGResult<MGAccessSubject> MGAccessSubject::forIdentity(const QUuid &uuid)
     const auto [identityClass, id] = CBIdentity::decodeUuid(uuid);
     if (identityClass == CBIdentity::Class::Group)
         return MGAccessSubject{std::nullopt, {gid_t(id)}};
-    if (identityClass == CBIdentity::Class::User) {
-        const CBIdentity user = authority.identityForId(identityClass, id);
-        QList<gid_t> groups = authority.groupIdsOfUser(user);
-        return MGAccessSubject{uid_t(id), groups};
-    }
+    if (identityClass == CBIdentity::Class::User)
+        return MGAccessSubject{uid_t(id), authority.groupIdsOfUser(CBIdentity::user(id))};
     return MGError::posixError(EINVAL, QStringLiteral("No user or group has the identifier %1")
                                            .arg(uuid.toString(QUuid::WithoutBraces)));
 }
