@@ -71,3 +71,41 @@ inline void useTestSettings()
     QCoreApplication::setOrganizationName(QStringLiteral("MarrowgateTests"));
     QSettings().clear();
 }
+
+// The last answer of an operation, whatever thread it came on.
+struct OperationResult
+{
+    QMutex lock;
+    int answers = 0;
+    bool hasValue = false;
+    MGResultError error;
+    int kind = -1;
+    bool fromPrivilegedReply = false;
+    int count()
+    {
+        QMutexLocker locker(&lock);
+        return answers;
+    }
+    void set(bool value, MGResultError e, int k = -1, bool privileged = false)
+    {
+        QMutexLocker locker(&lock);
+        ++answers;
+        hasValue = value;
+        error = e;
+        kind = k;
+        fromPrivilegedReply = privileged;
+    }
+};
+
+// A list holding only the item's POSIX section as it is, with nothing for others: writing
+// it is a real change to an item that others may read.
+inline MGAclList posixListFor(const QString &path)
+{
+    const QStringList parts = sh("stat -c '%u %g %a' " + quoted(path)).trimmed().split(' ');
+    const int mode = parts.value(2).toInt(nullptr, 8);
+    const bool dir = QFileInfo(path).isDir();
+    return {QStringLiteral("t"),
+            MGAclEntry::posixEntry(MGAclEntry::Kind::Owner, CBIdentity::user(parts.value(0).toUInt()), mode >> 6 & 7, dir),
+            MGAclEntry::posixEntry(MGAclEntry::Kind::OwningGroup, CBIdentity::group(parts.value(1).toUInt()), mode >> 3 & 7, dir),
+            MGAclEntry::posixEntry(MGAclEntry::Kind::Other, CBIdentity::special(CBIdentity::Class::EveryoneSpecial), 0, dir)};
+}

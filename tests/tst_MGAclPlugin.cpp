@@ -1,6 +1,6 @@
 #include "MGAclPlugin.h"
 #include "MGChildServiceConnection.h"
-#include "ShellHelpers.h"
+#include "PluginHelpers.h"
 
 #include <csignal>
 
@@ -29,30 +29,6 @@ public:
     }
 };
 
-// The last answer of an operation, whatever thread it came on.
-struct Result
-{
-    QMutex lock;
-    int answers = 0;
-    bool hasValue = false;
-    MGResultError error;
-    int kind = -1;
-    bool fromPrivilegedReply = false;
-    int count()
-    {
-        QMutexLocker locker(&lock);
-        return answers;
-    }
-    void set(bool value, MGResultError e, int k = -1, bool privileged = false)
-    {
-        QMutexLocker locker(&lock);
-        ++answers;
-        hasValue = value;
-        error = e;
-        kind = k;
-        fromPrivilegedReply = privileged;
-    }
-};
 }
 
 class tst_MGAclPlugin : public QObject
@@ -75,9 +51,9 @@ class tst_MGAclPlugin : public QObject
         return p;
     }
 
-    static std::shared_ptr<Result> readEntries(const std::shared_ptr<ScriptedPlugin> &p, const QString &path)
+    static std::shared_ptr<OperationResult> readEntries(const std::shared_ptr<ScriptedPlugin> &p, const QString &path)
     {
-        auto result = std::make_shared<Result>();
+        auto result = std::make_shared<OperationResult>();
         p->queue()->async([p, path, result] {
             p->getEntriesWithUrl(QUrl::fromLocalFile(path),
                                  [result](auto entries, MGResultError error) { result->set(bool(entries), error); });
@@ -85,9 +61,9 @@ class tst_MGAclPlugin : public QObject
         return result;
     }
 
-    static std::shared_ptr<Result> readAccess(const std::shared_ptr<ScriptedPlugin> &p, const QString &path)
+    static std::shared_ptr<OperationResult> readAccess(const std::shared_ptr<ScriptedPlugin> &p, const QString &path)
     {
-        auto result = std::make_shared<Result>();
+        auto result = std::make_shared<OperationResult>();
         p->queue()->async([p, path, result] {
             p->getAccessWithUrl(QUrl::fromLocalFile(path), CBIdentity::user(0).uniqueIdentifier(),
                                 [result](auto tree, MGResultError error) { result->set(bool(tree), error); });
@@ -96,11 +72,11 @@ class tst_MGAclPlugin : public QObject
     }
 
     // Writes (or propagates) the item's list with its "other" permissions cleared.
-    static std::shared_ptr<Result> send(const std::shared_ptr<ScriptedPlugin> &p, MGAclPlugin::Operation operation,
+    static std::shared_ptr<OperationResult> send(const std::shared_ptr<ScriptedPlugin> &p, MGAclPlugin::Operation operation,
                                         const QString &path)
     {
-        auto list = MGPosixListFor(path);
-        auto result = std::make_shared<Result>();
+        auto list = posixListFor(path);
+        auto result = std::make_shared<OperationResult>();
         p->queue()->async([p, operation, path, list, result] {
             p->sendEntries(operation, list, QUrl::fromLocalFile(path), [result](auto outcome) {
                 result->set(outcome.kind == outcome.Succeeded, outcome.error, outcome.kind, outcome.fromPrivilegedReply);
@@ -109,18 +85,6 @@ class tst_MGAclPlugin : public QObject
         return result;
     }
 
-    static MGAclList MGPosixListFor(const QString &path)
-    {
-        const QString text = sh("stat -c '%u %g %a' " + quoted(path));
-        const QStringList parts = text.split(' ');
-        const int mode = parts.value(2).trimmed().toInt(nullptr, 8);
-        const bool dir = QFileInfo(path).isDir();
-        return {QStringLiteral("t"),
-                MGAclEntry::posixEntry(MGAclEntry::Kind::Owner, CBIdentity::user(parts[0].toUInt()), mode >> 6 & 7, dir),
-                MGAclEntry::posixEntry(MGAclEntry::Kind::OwningGroup, CBIdentity::group(parts[1].toUInt()), mode >> 3 & 7, dir),
-                MGAclEntry::posixEntry(MGAclEntry::Kind::Other, CBIdentity::special(CBIdentity::Class::EveryoneSpecial), 0,
-                                       dir)};
-    }
 
 private slots:
     void initTestCase()

@@ -1,7 +1,7 @@
 #include "MGAclPlugin.h"
 #include "MGPrivateSystemBus.h"
 #include "MGSystemBusServiceConnection.h"
-#include "ShellHelpers.h"
+#include "PluginHelpers.h"
 
 #include <QDBusArgument>
 
@@ -10,25 +10,6 @@ const QString AsNobody = QStringLiteral("setpriv --reuid=65534 --regid=65534 --c
 const QStringList AllActions = {"com.quillwork.marrowgate.getfileacl", "com.quillwork.marrowgate.setfileacl",
                                 "com.quillwork.marrowgate.propagatefileacl", "com.quillwork.marrowgate.getfileaccess"};
 
-struct Result
-{
-    QMutex lock;
-    int answers = 0;
-    bool hasValue = false;
-    MGResultError error;
-    int count()
-    {
-        QMutexLocker locker(&lock);
-        return answers;
-    }
-    void set(bool value, MGResultError e)
-    {
-        QMutexLocker locker(&lock);
-        ++answers;
-        hasValue = value;
-        error = e;
-    }
-};
 using Op = MGAclPlugin::Operation;
 }
 
@@ -42,12 +23,12 @@ class tst_MGAclPrivilegedService : public QObject
 
     // Runs one of the four operations on a new plug-in object whose ordinary service runs as
     // nobody, so that each needs the privileged service.
-    std::shared_ptr<Result> run(Op operation, MGAclPlugin::Pointer *keep = nullptr)
+    std::shared_ptr<OperationResult> run(Op operation, MGAclPlugin::Pointer *keep = nullptr)
     {
         auto plugin = MGAclPlugin::plugin();
         if (keep)
             *keep = plugin;
-        auto result = std::make_shared<Result>();
+        auto result = std::make_shared<OperationResult>();
         const QUrl secretUrl = QUrl::fromLocalFile(secret);
         const QString folder = privateFolder, file = rootFile;
         plugin->queue()->async([=] {
@@ -60,14 +41,7 @@ class tst_MGAclPrivilegedService : public QObject
             case Op::WriteEntries:
             case Op::Propagate: {
                 const QString path = operation == Op::WriteEntries ? file : folder;
-                const QString text = sh("stat -c '%u %g' " + quoted(path)).trimmed();
-                const bool dir = operation == Op::Propagate;
-                const MGAclList list = {
-                    QStringLiteral("t"),
-                    MGAclEntry::posixEntry(MGAclEntry::Kind::Owner, CBIdentity::user(text.section(' ', 0, 0).toUInt()), 6, dir),
-                    MGAclEntry::posixEntry(MGAclEntry::Kind::OwningGroup, CBIdentity::group(text.section(' ', 1, 1).toUInt()), 4, dir),
-                    MGAclEntry::posixEntry(MGAclEntry::Kind::Other, CBIdentity::special(CBIdentity::Class::EveryoneSpecial), 0, dir)};
-                return plugin->sendEntries(operation, list, QUrl::fromLocalFile(path), [result](auto outcome) {
+                return plugin->sendEntries(operation, posixListFor(path), QUrl::fromLocalFile(path), [result](auto outcome) {
                     result->set(outcome.kind == outcome.Succeeded, outcome.error);
                 });
             }
@@ -180,7 +154,7 @@ private slots:
         // Past its own check, the caller writes straight to the privileged connection.
         MGServiceConnection *privileged = plugin->authConnection();
         QVERIFY(privileged);
-        Result write;
+        OperationResult write;
         const MGAclList list = {QStringLiteral("t"),
                                 MGAclEntry::posixEntry(MGAclEntry::Kind::Owner, CBIdentity::user(0), 0, false),
                                 MGAclEntry::posixEntry(MGAclEntry::Kind::OwningGroup, CBIdentity::group(0), 0, false),
