@@ -1,10 +1,8 @@
 #include "MGAclCommandLine.h"
 
 #include "CBIdentityAuthority.h"
-#include "MGAclEntriesTableModel.h"
-#include "MGAclPlugin.h"
-#include "MGAclValueTransformers.h"
-#include "MGValueTransformer.h"
+#include "MGAclServiceClient.h"
+#include "MGAclTexts.h"
 #include "MGWorkQueue.h"
 #include "NTLocalizedString.h"
 
@@ -16,9 +14,9 @@
 namespace {
 enum Status { Success = 0, Failure = 1, Dismissed = 2, Usage = 64 };
 
-QString transformed(const char *name, const QVariant &value)
+QString text(std::span<const MGAclTexts::Row> table, qint64 code)
 {
-    return MGValueTransformer::valueTransformerForName(QString::fromLatin1(name))->transformedValue(value).toString();
+    return NTLocalizedString::localize(QString::fromUtf8(MGAclTexts::key(table, code)), QStringLiteral("ACL"));
 }
 
 void printError(const MGError &error)
@@ -26,10 +24,10 @@ void printError(const MGError &error)
     std::fprintf(stderr, "%s\n", qPrintable(error.fullDescription()));
 }
 
-// Runs `start` on the plug-in's work queue and waits for it to call `finish` with a status.
-int runOnQueue(const std::function<void(MGAclPlugin::Pointer, std::function<void(int)>)> &start)
+// Runs `start` on a client's work queue and waits for it to call `finish` with a status.
+int runOnQueue(const std::function<void(std::shared_ptr<MGAclServiceClient>, std::function<void(int)>)> &start)
 {
-    const MGAclPlugin::Pointer plugin = MGAclPlugin::plugin();
+    const auto client = MGAclServiceClient::client(QStringLiteral("com.quillwork.Marrowgate.CommandLine"));
     QEventLoop loop;
     int status = Failure;
     auto finish = [&loop, &status](int result) {
@@ -38,7 +36,7 @@ int runOnQueue(const std::function<void(MGAclPlugin::Pointer, std::function<void
             loop.quit();
         });
     };
-    plugin->queue()->async([plugin, start, finish] { start(plugin, finish); });
+    client->queue()->async([client, start, finish] { start(client, finish); });
     loop.exec();
     return status;
 }
@@ -81,9 +79,10 @@ QString MGAclCommandLine::formatList(const MGAclList &list)
         }
         out += QStringLiteral("%1\t%2\t%3\t%4\t%5\t%6\n")
                    .arg(index)
-                   .arg(transformed("MGAclTagValueTransformer", entry->tag()), MGAclEntriesTableModel::identityText(*entry),
-                        transformed("MGAclPermGroupValueTransformer", entry->permissionGroup()),
-                        transformed("MGAclInheritedValueTransformer", entry->inherited()), permissionText(*entry));
+                   .arg(text(MGAclTexts::Tags, entry->tag()), entry->identityText(),
+                        text(MGAclTexts::PermissionGroups, entry->permissionGroup()),
+                        NTLocalizedString::localize(entry->inherited() ? QStringLiteral("Yes") : QStringLiteral("No")),
+                        permissionText(*entry));
     }
     return out;
 }
@@ -106,12 +105,11 @@ QString MGAclCommandLine::formatTree(const QList<MGTreeNode::Pointer> &tree)
 
 int MGAclCommandLine::run(const QStringList &arguments)
 {
-    MGAclValueTransformers::loadTransformers();
     const QString command = arguments.value(0);
     if (command == QLatin1String("list") && arguments.size() == 2) {
         const QUrl url = urlFor(arguments[1]);
-        return runOnQueue([url](MGAclPlugin::Pointer plugin, std::function<void(int)> finish) {
-            plugin->getEntriesWithUrl(url, [finish](std::optional<MGAclList> list, MGResultError error) {
+        return runOnQueue([url](std::shared_ptr<MGAclServiceClient> client, std::function<void(int)> finish) {
+            client->getEntriesWithUrl(url, [finish](std::optional<MGAclList> list, MGResultError error) {
                 if (list)
                     std::fputs(qPrintable(formatList(*list)), stdout);
                 else if (error)
@@ -128,8 +126,8 @@ int MGAclCommandLine::run(const QStringList &arguments)
         }
         const QUrl url = urlFor(arguments[2]);
         const QUuid uuid = identity->uniqueIdentifier();
-        return runOnQueue([url, uuid](MGAclPlugin::Pointer plugin, std::function<void(int)> finish) {
-            plugin->getAccessWithUrl(url, uuid, [finish](auto tree, MGResultError error) {
+        return runOnQueue([url, uuid](std::shared_ptr<MGAclServiceClient> client, std::function<void(int)> finish) {
+            client->getAccessWithUrl(url, uuid, [finish](auto tree, MGResultError error) {
                 if (tree)
                     std::fputs(qPrintable(formatTree(*tree)), stdout);
                 else if (error)

@@ -5,6 +5,7 @@
 #include "MGWindowController.h"
 
 #include <QApplication>
+#include <QDir>
 #include <QElapsedTimer>
 #include <QEventLoop>
 #include <QFileInfo>
@@ -13,11 +14,8 @@
 
 QString MGAclHost::modulePath()
 {
-    const QString configured = qEnvironmentVariable("MARROWGATE_PLUGIN");
-    if (!configured.isEmpty())
-        return configured;
-    const QString built = QStringLiteral(MARROWGATE_PLUGIN_BUILD_PATH);
-    return QFileInfo::exists(built) ? built : QStringLiteral(MARROWGATE_PLUGIN_INSTALL_PATH);
+    // Fixed relative to this program's own place, so nothing is looked up anywhere else.
+    return QDir::cleanPath(QCoreApplication::applicationDirPath() + QStringLiteral("/" MARROWGATE_PLUGIN_FROM_LIBEXECDIR));
 }
 
 MGMenuPluginFactory *MGAclHost::loadModule(QString *error)

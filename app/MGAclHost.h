@@ -12,7 +12,7 @@ class MGAclPlugin;
 class MGAclHost
 {
 public:
-    // The module's path: MARROWGATE_PLUGIN, else the build's, else the installed one.
+    // The module installed (or built) beside this program.
     static QString modulePath();
 
     // Answers the module's factory, or nothing with `error` saying why.

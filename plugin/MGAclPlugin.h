@@ -2,12 +2,13 @@
 
 #include "CBIdentity.h"
 #include "MGAclList.h"
-#include "MGAclServiceProxy.h"
-#include "MGConnector.h"
+#include "MGAclDocument.h"
+#include "MGAclServiceClient.h"
 #include "MGFileEventer.h"
 #include "MGMenuPlugin.h"
 #include "MGWindow.h"
 
+#include <QCoreApplication>
 #include <QPointer>
 #include <QUrl>
 #include <QVariantList>
@@ -27,35 +28,15 @@ class QTimer;
 // Threads: the host's calls, views, alerts, installing lists and access run on the main
 // thread; remote calls and the copy-and-change step of every edit run on the serial work
 // queue (queue()); replies arrive on the connections' threads.
-class MGAclPlugin : public MGConnector,
+class MGAclPlugin : public MGAclDocument,
+                    public MGAclServiceClient,
                     public MGMenuPlugin,
                     public MGWindowDelegate,
-                    public MGFileEventerDelegate,
-                    public std::enable_shared_from_this<MGAclPlugin>
+                    public MGFileEventerDelegate
 {
     Q_OBJECT
 public:
     using Pointer = std::shared_ptr<MGAclPlugin>;
-
-    // The four operations of the ACL service, each with its right and its error description,
-    // in the order of MGAclRemoteMethods.
-    enum class Operation { ReadEntries, WriteEntries, Propagate, ReadAccess };
-    static const char *rightFor(Operation operation);
-    static QString descriptionFor(Operation operation);
-
-    // How one operation ended after the ordinary attempt and, where needed, the one
-    // privileged retry.
-    template <typename Result>
-    struct Outcome
-    {
-        enum Kind { Succeeded, Failed, Cancelled } kind;
-        std::optional<Result> result;
-        MGResultError error; // Failed: what to show (may be empty)
-        bool fromPrivilegedReply = false; // Failed: the privileged call itself answered the error
-    };
-    template <typename Result>
-    using Invoke = std::function<void(MGAclServiceProxy &proxy,
-                                      std::function<void(std::optional<Result>, MGResultError)> reply)>;
 
     static constexpr const char *QueueLabel = "com.quillwork.Marrowgate.Acl.UpdateQueue";
     static constexpr const char *AutosaveName = "MGAclWindow";
@@ -63,18 +44,23 @@ public:
     // A new plug-in object with its window built (not shown), holding itself.
     static Pointer plugin();
     ~MGAclPlugin() override;
+    Pointer shared_from_this() { return std::static_pointer_cast<MGAclPlugin>(MGAclServiceClient::shared_from_this()); }
 
     // The host's side.
     void processItems(const QList<MGHostItem> &items) override;
     QObject *pluginObject() override { return this; }
-    bool validateMenuItem(QAction *item);
+    bool validateMenuItem(QAction *item) override;
 
     // The item and its lists.
-    QUrl url() const;
+    QUrl url() const override;
     void setUrl(const QUrl &url);
-    MGAclList entries() const;
+    // The list as shown; main thread only (the views edit its entries in place there).
+    MGAclList entries() const override;
     void setEntries(const MGAclList &entries); // main thread
-    QList<MGAclEntry::Pointer> aclEntries();
+    // A copy of the list as last installed or edited, whose entries nobody else holds: what
+    // the work queue and the reply threads work on.
+    MGAclList entriesSnapshot() const;
+    QList<MGAclEntry::Pointer> aclEntries(); // main thread
     void setAclEntries(std::optional<QList<MGAclEntry::Pointer>> entries);
     MGAclList revertedEntries() const;
     void setRevertedEntries(const MGAclList &entries);
@@ -83,17 +69,16 @@ public:
     void updateEntries(); // work queue
 
     // Effective access.
-    QList<MGTreeNode::Pointer> access() const;
+    QList<MGTreeNode::Pointer> access() const override;
     void setAccess(const QList<MGTreeNode::Pointer> &access); // main thread
-    CBIdentity identity() const;
-    void setIdentity(const CBIdentity &identity);
-    QVariantList identities() const;
+    CBIdentity identity() const override;
+    void setIdentity(const CBIdentity &identity) override;
+    QVariantList identities() const override;
     bool canUpdateAccess() const { return m_canUpdateAccess; }
     void setCanUpdateAccess(bool open) { m_canUpdateAccess = open; }
     void updateAccess(); // work queue
     void fileSystemEventHappenedAtPaths(const QStringList &paths) override;
     MGFileEventer *fileEventer() const { return m_fileEventer; }
-    QTimer *timer() const { return m_timer; }
 
     // The window.
     MGWindowController *windowController() const { return m_windowController.get(); }
@@ -109,16 +94,6 @@ public:
     void moveEntryAtIndex(qsizetype from, qsizetype toIndex);
     bool hasInheritedEntries() const;
     bool isCanonical();
-
-    // Remote calls with the retry pattern.
-    QHash<QString, MGRemoteClasses::Classes> remoteEncodableClasses() const override;
-    std::optional<QHash<QString, MGRemoteClasses::Classes>> exportedEncodableClasses() const override;
-    void getEntriesWithUrl(const QUrl &url, MGAclServiceProxy::EntriesReply reply);
-    void getAccessWithUrl(const QUrl &url, const QUuid &uuid, MGAclServiceProxy::AccessReply reply);
-    void sendEntries(Operation operation, const MGAclList &entries, const QUrl &url,
-                     std::function<void(Outcome<std::monostate>)> done);
-    template <typename Result>
-    void performRemote(Operation operation, Invoke<Result> invoke, std::function<void(Outcome<Result>)> done);
 
 public slots:
     // Actions, sent through the window (the name is the action without its colon).
@@ -136,12 +111,6 @@ public slots:
     void tabViewIndexDidChange(int index);
     void identitiesUpdated();
 
-signals:
-    void entriesChanged();
-    void accessChanged();
-    void identitiesChanged();
-    void identityChanged();
-
 protected:
     MGAclPlugin();
     // Builds the window and the rest, in order; needs the object's shared pointer.
@@ -150,16 +119,17 @@ protected:
     static std::shared_ptr<T> adopt(T *object);
 
 private:
-    static void destroy(QObject *object);
     void reactToSelectedTab(int index);
     void installOnMainQueue(MGAclList list);
+    void publishSnapshot();
     void showError(const MGError &error);
     void reload();
 
     mutable QMutex m_stateLock; // guards what the work queue and reply threads also read
     QUrl m_url;
-    MGAclList m_entries;
-    std::optional<QList<MGAclEntry::Pointer>> m_aclEntries;
+    MGAclList m_entries; // main thread
+    MGAclList m_snapshot; // a deep copy of m_entries, replaced (never edited) on every change
+    std::optional<QList<MGAclEntry::Pointer>> m_aclEntries; // main thread
     MGAclList m_revertedEntries;
     QList<MGTreeNode::Pointer> m_access;
     CBIdentity m_identity;
@@ -175,7 +145,14 @@ private:
 template <typename T>
 std::shared_ptr<T> MGAclPlugin::adopt(T *object)
 {
-    std::shared_ptr<T> pointer(object, [](T *o) { destroy(o); });
+    // The object goes when its thread's event loop next turns, never inside a caller (a
+    // host call, a window notice, a reply).
+    std::shared_ptr<T> pointer(object, [](T *o) {
+        if (QCoreApplication::instance())
+            o->deleteLater();
+        else
+            delete o;
+    });
     pointer->initialize();
     return pointer;
 }

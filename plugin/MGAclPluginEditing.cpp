@@ -14,7 +14,7 @@ void MGAclPlugin::moveEntryAtIndex(qsizetype from, qsizetype toIndex)
     queue()->async([self, from, toIndex] {
         if (toIndex == from)
             return;
-        MGAclList copy = self->entries();
+        MGAclList copy = self->entriesSnapshot();
         const MGAclItem item = copy.takeAt(from);
         // The drop row counts in the list before the removal.
         copy.insert(quint64(toIndex) < quint64(from) ? toIndex : toIndex - 1, item);
@@ -27,7 +27,7 @@ void MGAclPlugin::addEntry(const QVariant &row)
     const Pointer self = shared_from_this();
     const qint64 index = row.toLongLong() + 1;
     queue()->async([self, index] {
-        MGAclList copy = self->entries();
+        MGAclList copy = self->entriesSnapshot();
         const bool directory = resourceForKey(self->url(), NSURLIsDirectoryKey).toBool();
         copy.insert(index == 0 ? 1 : index, MGAclEntry::newEntryForDirectory(directory));
         self->installOnMainQueue(copy);
@@ -39,7 +39,7 @@ void MGAclPlugin::removeEntry(const QVariant &row)
     const Pointer self = shared_from_this();
     const quint64 index = row.toULongLong();
     queue()->async([self, index] {
-        MGAclList copy = self->entries();
+        MGAclList copy = self->entriesSnapshot();
         copy.removeAt(qsizetype(index));
         self->installOnMainQueue(copy);
     });
@@ -96,12 +96,13 @@ void MGAclPlugin::sortEntriesCanonically(QObject *)
 {
     const Pointer self = shared_from_this();
     queue()->async([self] {
-        const QList<MGAclEntry::Pointer> acl = self->aclEntries();
+        const MGAclList list = self->entriesSnapshot();
+        const QList<MGAclEntry::Pointer> acl = MGAclLists::aclEntries(list);
         QList<MGAclEntry::Pointer> sorted = acl;
         std::stable_sort(sorted.begin(), sorted.end(), [](const MGAclEntry::Pointer &a, const MGAclEntry::Pointer &b) {
             return a->canonicalScore() > b->canonicalScore();
         });
-        self->installOnMainQueue(withAclEntries(self->entries(), acl, sorted));
+        self->installOnMainQueue(withAclEntries(list, acl, sorted));
     });
 }
 
@@ -109,8 +110,8 @@ void MGAclPlugin::removeInheritedEntries(QObject *)
 {
     const Pointer self = shared_from_this();
     queue()->async([self] {
-        MGAclList copy = self->entries();
-        for (const MGAclEntry::Pointer &entry : self->aclEntries()) {
+        MGAclList copy = self->entriesSnapshot();
+        for (const MGAclEntry::Pointer &entry : MGAclLists::aclEntries(copy)) {
             if (entry->inherited())
                 copy.removeIf([&](const MGAclItem &item) { return MGAclLists::itemsEqual(item, entry); });
         }
@@ -134,7 +135,8 @@ void MGAclPlugin::inheritEntriesFromParent(QObject *)
         const QUrl parent = resourceForKey(self->url(), NSURLParentDirectoryURLKey).toUrl();
         if (!parent.isValid()) {
             // The root has no parent: its ACL is replaced by nothing.
-            self->installOnMainQueue(withAclEntries(self->entries(), self->aclEntries(), {}));
+            const MGAclList list = self->entriesSnapshot();
+            self->installOnMainQueue(withAclEntries(list, MGAclLists::aclEntries(list), {}));
             return;
         }
         self->getEntriesWithUrl(parent, [self](std::optional<MGAclList> list, MGResultError error) {
@@ -146,7 +148,8 @@ void MGAclPlugin::inheritEntriesFromParent(QObject *)
                 if (directory ? entry->convertInheritedToDirectoryEntry() : entry->convertInheritedToFileEntry())
                     inherited << entry;
             }
-            self->installOnMainQueue(withAclEntries(self->entries(), self->aclEntries(), inherited));
+            const MGAclList own = self->entriesSnapshot();
+            self->installOnMainQueue(withAclEntries(own, MGAclLists::aclEntries(own), inherited));
         });
     });
 }

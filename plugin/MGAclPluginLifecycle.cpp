@@ -20,23 +20,13 @@
 #include <QThread>
 #include <QTimer>
 
-MGAclPlugin::MGAclPlugin() : MGConnector(QString::fromLatin1(QueueLabel))
+MGAclPlugin::MGAclPlugin() : MGAclServiceClient(QString::fromLatin1(QueueLabel))
 {
 }
 
 MGAclPlugin::Pointer MGAclPlugin::plugin()
 {
     return adopt(new MGAclPlugin);
-}
-
-void MGAclPlugin::destroy(QObject *object)
-{
-    // Never inside the caller (a host call, a window notice, a reply): the object goes
-    // when its thread's event loop next turns.
-    if (QCoreApplication::instance())
-        object->deleteLater();
-    else
-        delete object;
 }
 
 void MGAclPlugin::initialize()
@@ -46,7 +36,7 @@ void MGAclPlugin::initialize()
 
     // The refresh timer lives on the work queue and fires there; it is armed only by
     // file-system events, never on its own.
-    const std::weak_ptr<MGAclPlugin> weak = weak_from_this();
+    const std::weak_ptr<MGAclPlugin> weak = shared_from_this();
     QMetaObject::invokeMethod(
         queue()->context(),
         [this, weak] {

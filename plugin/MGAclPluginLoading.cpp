@@ -1,12 +1,15 @@
 #include "MGAclPlugin.h"
 
+#include "MGErrorAlert.h"
 #include "MGIdentities.h"
 #include "MGTabViewController.h"
 #include "MGUrlResources.h"
 #include "MGWindowController.h"
 
 #include <QFileIconProvider>
+#include <QCoreApplication>
 #include <QFileInfo>
+#include <QThread>
 #include <QTimer>
 
 QUrl MGAclPlugin::url() const
@@ -51,8 +54,21 @@ void MGAclPlugin::updateEntries()
 
 MGAclList MGAclPlugin::entries() const
 {
-    QMutexLocker locker(&m_stateLock);
+    Q_ASSERT(!QCoreApplication::instance() || QThread::currentThread() == QCoreApplication::instance()->thread());
     return m_entries;
+}
+
+MGAclList MGAclPlugin::entriesSnapshot() const
+{
+    QMutexLocker locker(&m_stateLock);
+    return MGAclLists::deepCopy(m_snapshot);
+}
+
+void MGAclPlugin::publishSnapshot()
+{
+    MGAclList snapshot = MGAclLists::deepCopy(m_entries);
+    QMutexLocker locker(&m_stateLock);
+    m_snapshot = std::move(snapshot);
 }
 
 void MGAclPlugin::setEntries(const MGAclList &entries)
@@ -61,14 +77,12 @@ void MGAclPlugin::setEntries(const MGAclList &entries)
         if (MGAclEntry *entry = MGAclLists::entryOf(item))
             entry->removeObserver(this);
     }
-    {
-        QMutexLocker locker(&m_stateLock);
-        m_entries = entries;
-    }
+    m_entries = entries;
     for (const MGAclItem &item : entries) {
         if (MGAclEntry *entry = MGAclLists::entryOf(item))
             entry->addObserver(this);
     }
+    publishSnapshot();
     setAclEntries(std::nullopt);
     setCanRevertEntries(!MGAclLists::isEqualToList(entries, revertedEntries()));
     emit entriesChanged();
@@ -76,7 +90,6 @@ void MGAclPlugin::setEntries(const MGAclList &entries)
 
 QList<MGAclEntry::Pointer> MGAclPlugin::aclEntries()
 {
-    QMutexLocker locker(&m_stateLock);
     if (!m_aclEntries)
         m_aclEntries = MGAclLists::aclEntries(m_entries);
     return *m_aclEntries;
@@ -84,7 +97,6 @@ QList<MGAclEntry::Pointer> MGAclPlugin::aclEntries()
 
 void MGAclPlugin::setAclEntries(std::optional<QList<MGAclEntry::Pointer>> entries)
 {
-    QMutexLocker locker(&m_stateLock);
     m_aclEntries = std::move(entries);
 }
 
@@ -114,6 +126,7 @@ void MGAclPlugin::observeValueForKeyPath(const QString &keyPath, QObject *object
         return;
     }
     // An entry of the list changed in place.
+    publishSnapshot();
     setCanRevertEntries(!MGAclLists::isEqualToList(entries(), revertedEntries()));
 }
 
@@ -209,5 +222,5 @@ void MGAclPlugin::updateAccess()
 void MGAclPlugin::showError(const MGError &error)
 {
     const Pointer self = shared_from_this();
-    MGMainQueue::async([self, error] { error.showWithWindow(self->window()); });
+    MGMainQueue::async([self, error] { MGErrorAlert::showWithWindow(error, self->window()); });
 }

@@ -7,11 +7,12 @@
 void MGAclPlugin::saveEntries(QObject *sender)
 {
     const Pointer self = shared_from_this();
-    MGAclList copy = entries();
+    // Taken here, on the main thread: the work queue gets entries nobody edits meanwhile.
+    MGAclList copy = MGAclLists::deepCopy(entries());
     const bool closeWhenSaved = sender == nullptr;
     // Sends the list; a failure, or a dismissed authorisation, ends in a reload.
     auto save = [self, closeWhenSaved](MGAclList list) {
-        self->sendEntries(Operation::WriteEntries, list, self->url(), [self, closeWhenSaved](auto outcome) {
+        self->sendEntries(MGAclRemoteMethod::SetEntries, list, self->url(), [self, closeWhenSaved](auto outcome) {
             if (outcome.kind == outcome.Succeeded && closeWhenSaved) {
                 MGMainQueue::async([self] {
                     if (MGWindow *window = self->window())
@@ -27,7 +28,7 @@ void MGAclPlugin::saveEntries(QObject *sender)
     queue()->async([self, copy, save]() mutable {
         // Entries without any permission are left out, once the user agrees.
         QList<qsizetype> positions;
-        const QList<MGAclEntry::Pointer> acl = self->aclEntries();
+        const QList<MGAclEntry::Pointer> acl = MGAclLists::aclEntries(copy);
         for (qsizetype i = 0; i < acl.size(); ++i) {
             if (acl[i]->isShallow())
                 positions << i + 1;
@@ -71,7 +72,7 @@ void MGAclPlugin::propagateEntries(QObject *)
         if (response != MGAlert::FirstButtonReturn)
             return;
         self->queue()->async([self] {
-            self->sendEntries(Operation::Propagate, self->entries(), self->url(), [self](auto outcome) {
+            self->sendEntries(MGAclRemoteMethod::PropagateEntries, self->entriesSnapshot(), self->url(), [self](auto outcome) {
                 if (outcome.kind == outcome.Failed && outcome.error)
                     self->showError(*outcome.error);
             });

@@ -61,27 +61,24 @@ QList<MGTreeNode::Pointer> MGAccessEvaluator::accessTree(const MGPosixItemState 
     const bool r = bits & 4, w = bits & 2, x = bits & 1;
     const bool root = subject.uid == 0u;
     const bool owner = root || (subject.uid && *subject.uid == item.owner);
-    auto t = [](const char *key) { return NTLocalizedString::localize(QString::fromUtf8(key), QStringLiteral("ACL")); };
-    auto section = [&](const char *key, std::initializer_list<std::pair<const char *, bool>> rows) {
-        MGTreeNode::Pointer node = MGTreeNode::treeNodeWithRepresentedObject(t(key), -1);
-        for (const auto &[rowKey, granted] : rows)
-            node->addChild(MGTreeNode::treeNodeWithRepresentedObject(t(rowKey), granted ? 1 : 0));
+    auto t = [](const QString &key) { return NTLocalizedString::localize(key, QStringLiteral("ACL")); };
+    using namespace MGAclPermission;
+    auto section = [&](const char *key, std::initializer_list<std::pair<quint32, bool>> rows) {
+        MGTreeNode::Pointer node = MGTreeNode::treeNodeWithRepresentedObject(t(QString::fromLatin1(key)), -1);
+        for (const auto &[bit, granted] : rows)
+            node->addChild(MGTreeNode::treeNodeWithRepresentedObject(t(MGAclPermissionSet::permissionKey(bit, dir)),
+                                                                     granted ? 1 : 0));
         return node;
     };
     QList<MGTreeNode::Pointer> tree;
-    if (dir) {
-        tree << section("Read", {{"List Folder", r}, {"Read Extended Attributes", r}, {"Read Attributes", true},
-                                 {"Read Permissions", true}});
-        tree << section("Write", {{"Create Files", w && x}, {"Create Folders", w && x},
-                                  {"Delete Subfolders and Files", w && x}, {"Write Extended Attributes", w}});
-        tree << section("Execute", {{"Traverse Folder", x}});
-    } else {
-        tree << section("Read", {{"Read Data", r}, {"Read Extended Attributes", r}, {"Read Attributes", true},
-                                 {"Read Permissions", true}});
-        tree << section("Write", {{"Write Data", w}, {"Append Data", w}, {"Write Extended Attributes", w}});
-        tree << section("Execute", {{"Execute", x}});
-    }
-    tree << section("Administration", {{"Change Permissions", owner}, {"Take Ownership", root}});
+    tree << section("Read", {{ReadData, r}, {ReadNamedAttributes, r}, {ReadAttributes, true}, {ReadAcl, true}});
+    if (dir) // adding to or removing from a folder needs traversing it as well
+        tree << section("Write", {{WriteData, w && x}, {AppendData, w && x}, {DeleteChild, w && x},
+                                  {WriteNamedAttributes, w}});
+    else
+        tree << section("Write", {{WriteData, w}, {AppendData, w}, {WriteNamedAttributes, w}});
+    tree << section("Execute", {{Execute, x}});
+    tree << section("Administration", {{WriteAcl, owner}, {WriteOwner, root}});
     return tree;
 }
 

@@ -1,7 +1,7 @@
 #include "MGAclBusService.h"
 
 #include "MGPolkit.h"
-#include "MGSystemBusServiceConnection.h"
+#include "MGAclProtocol.h"
 
 #include <QCborValue>
 #include <QCoreApplication>
@@ -26,10 +26,10 @@ MGResultError MGAclBusService::registerOnBus()
     QDBusConnection bus = QDBusConnection::systemBus();
     if (!bus.isConnected())
         return MGError::posixError(ENOTCONN, QStringLiteral("No system bus: %1").arg(bus.lastError().message()));
-    if (!bus.registerObject(QString::fromLatin1(MGSystemBusServiceConnection::ObjectPath), this,
+    if (!bus.registerObject(QString::fromLatin1(MGAclProtocol::ObjectPath), this,
                             QDBusConnection::ExportAllSlots))
         return MGError::posixError(EEXIST, QStringLiteral("Cannot publish the service object"));
-    if (!bus.registerService(QString::fromLatin1(MGSystemBusServiceConnection::ServiceName)))
+    if (!bus.registerService(QString::fromLatin1(MGAclProtocol::ServiceName)))
         return MGError::posixError(EEXIST, QStringLiteral("Cannot claim the bus name: %1").arg(bus.lastError().message()));
     return std::nullopt;
 }
@@ -61,15 +61,14 @@ void MGAclBusService::answer(const QDBusMessage &message, const QByteArray &requ
     const QCborMap map = value.toMap();
     const QCborValue id = map.value(QStringLiteral("id"));
     QCborMap reply;
-    const QString right =
-        MGAclServiceDispatcher::rightForMethod(map.value(QStringLiteral("method")).toString());
+    const auto method = MGAclProtocol::methodForSelector(map.value(QStringLiteral("method")).toString());
     if (parseError.error != QCborError::NoError || !value.isMap()) {
         reply = MGAclServiceDispatcher::malformedReply(QStringLiteral("the request is not a CBOR map"));
-    } else if (right.isEmpty()) {
+    } else if (!method) {
         reply = MGAclServiceDispatcher::malformedReply(QStringLiteral("unknown method"), id);
     } else {
         // The caller is who sent the message on the bus; a polkit failure of any kind denies.
-        const QString action = MGPolkit::actionForRight(right);
+        const QString action = MGPolkit::actionForRight(QString::fromLatin1(MGAclProtocol::right(*method)));
         const MGResult<MGPolkit::Answer> answer = MGPolkit::checkAuthorization(bus, message.service(), action, false);
         if (answer && answer->authorized)
             reply = m_dispatcher.handle(map);

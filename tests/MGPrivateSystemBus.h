@@ -25,6 +25,8 @@ public:
 
     bool start(QString *why)
     {
+        // Programs running as other users connect to the bus too.
+        QFile::setPermissions(m_dir.path(), QFileDevice::Permissions(0x7755));
         const QString config = m_dir.filePath("bus.conf");
         QFile file(config);
         if (!file.open(QIODevice::WriteOnly))
@@ -61,7 +63,7 @@ public:
         env.insert("MARROWGATE_SERVICE_IDLE_SECONDS", QString::number(idleSeconds));
         m_service.setProcessEnvironment(env);
         m_service.setProcessChannelMode(QProcess::ForwardedChannels);
-        m_service.start(QStringLiteral(MARROWGATE_BUILD_DIR "/marrowgate-aclservice"), {"--system-bus"});
+        m_service.start(QStringLiteral(MARROWGATE_SERVICE_PATH), {"--system-bus"});
         if (!waitForName("com.quillwork.Marrowgate.AclService"))
             return fail(why, "the privileged service did not start");
         return true;

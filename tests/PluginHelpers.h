@@ -2,6 +2,7 @@
 
 #include "MGAclPlugin.h"
 #include "MGTabViewController.h"
+#include "QueueHelpers.h"
 #include "MGWindowController.h"
 #include "ShellHelpers.h"
 
@@ -21,6 +22,21 @@ inline MGAclPlugin::Pointer openWindow(const QString &path)
     if (!loaded.wait(10000))
         qWarning() << "the entries of" << path << "never arrived";
     return plugin;
+}
+
+// Waits until everything the plug-in object had posted to its work queue has reached the
+// service and been answered: the ordinary service answers one request at a time, in order,
+// so a read made after them comes back after them.
+inline bool syncWithService(const MGAclPlugin::Pointer &plugin)
+{
+    if (!flushQueue(*plugin->queue()))
+        return false;
+    auto answered = std::make_shared<std::atomic<bool>>(false);
+    plugin->queue()->async([plugin, answered] {
+        plugin->connection()->remoteObjectProxyWithErrorHandler([answered](const MGError &) { *answered = true; })
+            ->getAclEntriesWithUrl(plugin->url(), [answered](auto, MGResultError) { *answered = true; });
+    });
+    return QTest::qWaitFor([&] { return answered->load(); }, 10000);
 }
 
 // The alert or error message shown on a window, once it is there.

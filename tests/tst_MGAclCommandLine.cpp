@@ -1,5 +1,5 @@
 #include "MGAclCommandLine.h"
-#include "ShellHelpers.h"
+#include "StagedBuild.h"
 
 #include <QDir>
 #include <QElapsedTimer>
@@ -13,7 +13,8 @@ struct Run
     QString err;
 };
 
-Run acl(const QStringList &arguments, const QString &launcher = QString())
+// Runs marrowgate-acl; with `as` (a launcher such as AsNobody), runs the staged copy under it.
+Run acl(const QStringList &arguments, const QStringList &as = {}, const StagedBuild *staged = nullptr)
 {
     QProcess process;
     QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
@@ -21,10 +22,11 @@ Run acl(const QStringList &arguments, const QString &launcher = QString())
     env.insert("QT_QPA_PLATFORM", "offscreen");
     env.insert("XDG_CONFIG_HOME", QDir::tempPath() + "/marrowgate-cli-test-config");
     env.remove("LANGUAGE");
-    if (!launcher.isEmpty())
-        env.insert("MARROWGATE_SERVICE_LAUNCHER", launcher);
     process.setProcessEnvironment(env);
-    process.start(QStringLiteral(MARROWGATE_BUILD_DIR "/marrowgate-acl"), arguments);
+    if (as.isEmpty())
+        process.start(QStringLiteral(MARROWGATE_ACL_PATH), arguments);
+    else
+        process.start(as.first(), as.mid(1) + QStringList{staged->commandLine()} + arguments);
     process.waitForFinished(30000);
     return {process.exitCode(), QString::fromUtf8(process.readAllStandardOutput()),
             QString::fromUtf8(process.readAllStandardError())};
@@ -120,7 +122,9 @@ private slots:
     {
         REQUIRE_ROOT();
         QVERIFY(shOk(QStringLiteral("mkdir -m 700 %1 && touch %1/secret").arg(quoted(tmp.path("private")))));
-        const Run run = acl({"list", tmp.path("private/secret")}, "setpriv --reuid=65534 --regid=65534 --clear-groups");
+        StagedBuild staged;
+        QVERIFY(staged.ok());
+        const Run run = acl({"list", tmp.path("private/secret")}, AsNobody, &staged);
         QCOMPARE(run.status, 1);
         QVERIFY2(run.err.startsWith("Error retrieving Acces Control List entries\n") && run.err.contains("privileged ACL service"),
                  qPrintable(run.err));

@@ -1,16 +1,18 @@
 #include "MGAclPlugin.h"
+#include "MGChildServiceConnection.h"
 #include "MGPrivateSystemBus.h"
 #include "MGSystemBusServiceConnection.h"
 #include "PluginHelpers.h"
+#include "QueueHelpers.h"
+#include "StagedBuild.h"
 
 #include <QDBusArgument>
 
 namespace {
-const QString AsNobody = QStringLiteral("setpriv --reuid=65534 --regid=65534 --clear-groups");
 const QStringList AllActions = {"com.quillwork.marrowgate.getfileacl", "com.quillwork.marrowgate.setfileacl",
                                 "com.quillwork.marrowgate.propagatefileacl", "com.quillwork.marrowgate.getfileaccess"};
 
-using Op = MGAclPlugin::Operation;
+using Op = MGAclRemoteMethod;
 }
 
 class tst_MGAclPrivilegedService : public QObject
@@ -18,6 +20,7 @@ class tst_MGAclPrivilegedService : public QObject
     Q_OBJECT
 
     SharedTemporaryDir tmp;
+    StagedBuild staged;
     MGPrivateSystemBus bus;
     QString privateFolder, secret, rootFile;
 
@@ -33,14 +36,14 @@ class tst_MGAclPrivilegedService : public QObject
         const QString folder = privateFolder, file = rootFile;
         plugin->queue()->async([=] {
             switch (operation) {
-            case Op::ReadEntries:
+            case Op::GetEntries:
                 return plugin->getEntriesWithUrl(secretUrl, [result](auto e, MGResultError error) { result->set(bool(e), error); });
-            case Op::ReadAccess:
+            case Op::GetAccess:
                 return plugin->getAccessWithUrl(secretUrl, CBIdentity::user(65534).uniqueIdentifier(),
                                                 [result](auto t, MGResultError error) { result->set(bool(t), error); });
-            case Op::WriteEntries:
-            case Op::Propagate: {
-                const QString path = operation == Op::WriteEntries ? file : folder;
+            case Op::SetEntries:
+            case Op::PropagateEntries: {
+                const QString path = operation == Op::SetEntries ? file : folder;
                 return plugin->sendEntries(operation, posixListFor(path), QUrl::fromLocalFile(path), [result](auto outcome) {
                     result->set(outcome.kind == outcome.Succeeded, outcome.error);
                 });
@@ -73,8 +76,9 @@ private slots:
         REQUIRE_ROOT();
         QString why;
         QVERIFY2(bus.start(&why), qPrintable(why));
-        qputenv("MARROWGATE_SERVICE_LAUNCHER", AsNobody.toUtf8());
-        qputenv("MARROWGATE_SERVICE", MARROWGATE_BUILD_DIR "/marrowgate-aclservice");
+        QVERIFY(staged.ok());
+        // The ordinary service runs as nobody, so that every operation needs the privileged one.
+        MGChildServiceConnection::setDefaultCommand(AsNobody + QStringList{staged.service(), "--stdio"});
         privateFolder = tmp.path("private");
         secret = privateFolder + "/secret";
         rootFile = tmp.path("rootfile");
@@ -94,7 +98,7 @@ private slots:
     void grantedOperationsSucceedAndEveryCallIsChecked()
     {
         bus.allow(AllActions);
-        for (Op operation : {Op::ReadEntries, Op::WriteEntries, Op::Propagate, Op::ReadAccess}) {
+        for (Op operation : {Op::GetEntries, Op::SetEntries, Op::PropagateEntries, Op::GetAccess}) {
             auto result = run(operation);
             QTRY_COMPARE_WITH_TIMEOUT(result->count(), 1, 15000);
             QVERIFY2(result->hasValue && !result->error,
@@ -119,10 +123,10 @@ private slots:
     void refusedOperationsShowTheirWrappedError()
     {
         const QMap<Op, QString> descriptions = {
-            {Op::ReadEntries, "Error retrieving Acces Control List entries"},
-            {Op::WriteEntries, "Error saving Acces Control List entries"},
-            {Op::Propagate, "Error propagating file Access Control List, POSIX permissions, owner and group"},
-            {Op::ReadAccess, "Error retrieving effective file access permissions"}};
+            {Op::GetEntries, "Error retrieving Acces Control List entries"},
+            {Op::SetEntries, "Error saving Acces Control List entries"},
+            {Op::PropagateEntries, "Error propagating file Access Control List, POSIX permissions, owner and group"},
+            {Op::GetAccess, "Error retrieving effective file access permissions"}};
         for (auto it = descriptions.begin(); it != descriptions.end(); ++it) {
             auto result = run(it.key());
             QTRY_COMPARE_WITH_TIMEOUT(result->count(), 1, 15000);
@@ -136,7 +140,7 @@ private slots:
     void dismissedDialogsAreSilent()
     {
         bus.polkit("SetDismissed", {true});
-        for (Op operation : {Op::ReadEntries, Op::WriteEntries, Op::Propagate, Op::ReadAccess}) {
+        for (Op operation : {Op::GetEntries, Op::SetEntries, Op::PropagateEntries, Op::GetAccess}) {
             auto result = run(operation);
             QTRY_COMPARE_WITH_TIMEOUT(result->count(), 1, 15000);
             QVERIFY(!result->hasValue);
@@ -148,7 +152,7 @@ private slots:
     {
         bus.allow({"com.quillwork.marrowgate.getfileacl"});
         MGAclPlugin::Pointer plugin;
-        auto read = run(Op::ReadEntries, &plugin);
+        auto read = run(Op::GetEntries, &plugin);
         QTRY_COMPARE_WITH_TIMEOUT(read->count(), 1, 15000);
         QVERIFY(read->hasValue);
         // Past its own check, the caller writes straight to the privileged connection.
@@ -169,19 +173,25 @@ private slots:
 
     void theCommandLineWorksEndToEnd()
     {
+        // The command line runs as nobody and reaches the privileged service on the bus.
         bus.allow(AllActions);
         QProcess cli;
-        cli.start(QStringLiteral(MARROWGATE_BUILD_DIR "/marrowgate-acl"), {"list", secret});
+        cli.setProgram(AsNobody.first());
+        auto start = [&](const QStringList &arguments) {
+            cli.setArguments(AsNobody.mid(1) + QStringList{staged.commandLine()} + arguments);
+            cli.start();
+        };
+        start({"list", secret});
         QVERIFY(cli.waitForFinished(20000));
         QCOMPARE(cli.exitCode(), 0);
         QVERIFY(cli.readAllStandardOutput().contains("## POSIX Permissions"));
-        cli.start(QStringLiteral(MARROWGATE_BUILD_DIR "/marrowgate-acl"), {"access", "nobody", secret});
+        start({"access", "nobody", secret});
         QVERIFY(cli.waitForFinished(20000));
         QCOMPARE(cli.exitCode(), 0);
         QVERIFY(cli.readAllStandardOutput().contains("  Read Data\tno\n"));
         bus.allow({});
         bus.polkit("SetDismissed", {true});
-        cli.start(QStringLiteral(MARROWGATE_BUILD_DIR "/marrowgate-acl"), {"list", secret});
+        start({"list", secret});
         QVERIFY(cli.waitForFinished(20000));
         QCOMPARE(cli.exitCode(), 2);
         QVERIFY(cli.readAllStandardOutput().isEmpty() && cli.readAllStandardError().isEmpty());
@@ -191,16 +201,17 @@ private slots:
     {
         bus.allow(AllActions);
         bus.polkit("SetHangService", {true});
-        auto result = run(Op::ReadEntries);
+        MGAclPlugin::Pointer plugin;
+        auto result = run(Op::GetEntries, &plugin);
         QTRY_VERIFY_WITH_TIMEOUT(bus.polkit("HangingCount").arguments().value(0).toUInt() == 1, 15000);
         bus.stopService();
         QTRY_COMPARE_WITH_TIMEOUT(result->count(), 1, 15000);
         QCOMPARE(result->error->localizedDescription(), QStringLiteral("Error retrieving Acces Control List entries"));
-        QTest::qWait(200);
+        QVERIFY(flushQueue(plugin->authConnection()->replyQueue())); // nothing more is on its way
         QCOMPARE(result->count(), 1);
         // Without the service (and nothing to start it), the editor says so before asking anyone.
         bus.polkit("SetHangService", {false});
-        auto missing = run(Op::ReadEntries);
+        auto missing = run(Op::GetEntries);
         QTRY_COMPARE_WITH_TIMEOUT(missing->count(), 1, 15000);
         QVERIFY(missing->error->fullDescription().contains("not installed"));
         QVERIFY(bus.startService());

@@ -1,10 +1,15 @@
 #include "MGAclServiceDispatcher.h"
+#include "MGAclProtocol.h"
 #include "ShellHelpers.h"
 
 #include <QCborArray>
 #include <QtEndian>
 
 namespace {
+const QString GetEntries = MGAclProtocol::selector(MGAclRemoteMethod::GetEntries);
+const QString SetEntries = MGAclProtocol::selector(MGAclRemoteMethod::SetEntries);
+const QString GetAccess = MGAclProtocol::selector(MGAclRemoteMethod::GetAccess);
+
 QCborMap request(const QString &method, const QCborMap &args, const QCborValue &id = 7)
 {
     return QCborMap{{"id", id}, {"method", method}, {"locale", "C"}, {"args", args}};
@@ -32,7 +37,7 @@ private slots:
     {
         QTest::addColumn<QCborMap>("request");
         QTest::addColumn<QString>("why");
-        const QString get = MGAclServiceDispatcher::GetEntries;
+        const QString get = GetEntries;
         QTest::newRow("no id") << QCborMap{{"method", get}} << "no request number";
         QTest::newRow("unknown method") << request("rm -rf", QCborMap{{"url", "/"}}) << "unknown method";
         QTest::newRow("extra field") << QCborMap{{"id", 1}, {"method", get}, {"args", QCborMap{{"url", "/"}}}, {"x", 1}}
@@ -42,11 +47,11 @@ private slots:
         QTest::newRow("path with NUL") << request(get, {{"url", QString::fromLatin1("/tmp\0x", 6)}}) << "absolute";
         QTest::newRow("path not text") << request(get, {{"url", 5}}) << "not a path";
         QTest::newRow("path too long") << request(get, {{"url", "/" + QString(5000, 'a')}}) << "absolute";
-        QTest::newRow("missing argument") << request(MGAclServiceDispatcher::SetEntries, {{"url", "/tmp"}}) << "missing";
-        QTest::newRow("unexpected argument") << request(get, {{"url", "/"}, {"uuid", "x"}}) << "unexpected";
-        QTest::newRow("bad list") << request(MGAclServiceDispatcher::SetEntries, {{"url", "/tmp"}, {"entries", QCborArray{1}}})
+        QTest::newRow("missing argument") << request(SetEntries, {{"url", "/tmp"}}) << "has no field";
+        QTest::newRow("unexpected argument") << request(get, {{"url", "/"}, {"uuid", "x"}}) << "unknown field";
+        QTest::newRow("bad list") << request(SetEntries, {{"url", "/tmp"}, {"entries", QCborArray{1}}})
                                   << "entry";
-        QTest::newRow("bad uuid") << request(MGAclServiceDispatcher::GetAccess, {{"url", "/tmp"}, {"uuid", "nope"}})
+        QTest::newRow("bad uuid") << request(GetAccess, {{"url", "/tmp"}, {"uuid", "nope"}})
                                   << "UUID";
     }
     void malformedRequestsAreAnsweredWithErrors()
@@ -58,14 +63,14 @@ private slots:
         QVERIFY2(errorOf(reply).contains("malformed request") && errorOf(reply).contains(why), qPrintable(errorOf(reply)));
         QVERIFY(!reply.contains(QStringLiteral("entries")));
         // The dispatcher goes on answering.
-        QVERIFY(dispatcher.handle(::request(MGAclServiceDispatcher::GetEntries, {{"url", "/"}}))
+        QVERIFY(dispatcher.handle(::request(GetEntries, {{"url", "/"}}))
                     .contains(QStringLiteral("entries")));
     }
 
     void theProcessSurvivesGarbage()
     {
         QProcess service;
-        service.start(QStringLiteral(MARROWGATE_BUILD_DIR "/marrowgate-aclservice"), {"--stdio"});
+        service.start(QStringLiteral(MARROWGATE_SERVICE_PATH), {"--stdio"});
         QVERIFY(service.waitForStarted());
         // Not CBOR, then a request too large to take, then a good request.
         service.write(frame("\xff\xfe garbage"));
@@ -74,7 +79,7 @@ private slots:
         qToBigEndian<quint32>(65u * 1024 * 1024, oversized.data());
         service.write(QByteArray(2, '\0')); // completes the frame of two bytes started above
         service.write(oversized + QByteArray(65 * 1024 * 1024, 'x'));
-        service.write(frame(request(MGAclServiceDispatcher::GetEntries, {{"url", "/"}}).toCborValue().toCbor()));
+        service.write(frame(request(GetEntries, {{"url", "/"}}).toCborValue().toCbor()));
         QList<QCborMap> replies;
         QByteArray buffer;
         while (replies.size() < 4 && service.waitForReadyRead(20000)) {

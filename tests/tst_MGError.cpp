@@ -1,8 +1,6 @@
 #include "MGError.h"
 
-#include <QApplication>
 #include <QCborMap>
-#include <QMessageBox>
 #include <QtTest>
 #include <cerrno>
 
@@ -45,23 +43,7 @@ private slots:
             deep = QCborMap{{"domain", "d"}, {"code", 1}, {"description", "x"}, {"underlying", deep}};
         QVERIFY(!MGError::fromCbor(deep, &problem));
     }
-
-    void showsAWindowModalMessage()
-    {
-        QWidget window;
-        window.show();
-        MGError::errorWithError(MGError::posixError(EACCES, "cause text"), "Error saving Acces Control List entries")
-            .showWithWindow(&window);
-        QTRY_VERIFY(QApplication::activeModalWidget());
-        auto *box = qobject_cast<QMessageBox *>(QApplication::activeModalWidget());
-        QVERIFY(box);
-        QCOMPARE(box->windowModality(), Qt::WindowModal);
-        QCOMPARE(box->parentWidget(), &window);
-        QCOMPARE(box->text(), QStringLiteral("Error saving Acces Control List entries"));
-        QCOMPARE(box->informativeText(), QStringLiteral("cause text"));
-        box->accept();
-    }
 };
 
-QTEST_MAIN(tst_MGError)
+QTEST_GUILESS_MAIN(tst_MGError)
 #include "tst_MGError.moc"

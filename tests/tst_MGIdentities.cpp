@@ -1,5 +1,6 @@
 #include "CBIdentityAuthority.h"
 #include "MGIdentities.h"
+#include "QueueHelpers.h"
 
 #include <QProcess>
 #include <QSignalSpy>
@@ -54,7 +55,7 @@ private slots:
             QSKIP("needs root to add a group");
         MGIdentities *identities = MGIdentities::sharedIdentities();
         QTRY_VERIFY(identities->fullNamedIdentities().size() > 0);
-        QTest::qWait(100); // the watch is set up on the event loop
+        QVERIFY(flushMainQueue()); // the watch is set up on the event loop
         QSignalSpy spy(identities, &MGIdentities::identitiesUpdated);
         const QString name = QStringLiteral("mgtest%1").arg(getpid());
         if (QProcess::execute("groupadd", {name}) != 0)

@@ -47,13 +47,13 @@ private slots:
             first << MGValueTransformer::valueTransformerForName(name).get();
         }
         QVERIFY(!MGValueTransformer::valueTransformerForName("MGAclTagsValueTransformer"));
-        const QString allow = MGAclValueTransformers::texts().allow;
+        const QString allow = MGAclValueTransformers::text(MGAclTexts::Tags, 1);
         NTLocalizedString::installTranslation("C");
         MGAclValueTransformers::loadTransformers();
         // New instances, but the texts were translated once and stay.
         for (qsizetype i = 0; i < names.size(); ++i)
             QVERIFY(MGValueTransformer::valueTransformerForName(names[i]).get() != first[i]);
-        QCOMPARE(MGAclValueTransformers::texts().allow, allow);
+        QCOMPARE(MGAclValueTransformers::text(MGAclTexts::Tags, 1), allow);
         NTLocalizedString::installTranslation("de");
         QCOMPARE(named("MGAclTagValueTransformer")->transformedValueClass(), QMetaType::fromType<QString>());
         QCOMPARE(named("MGFclTagsValueTransformer")->transformedValueClass(), QMetaType::fromType<QStringList>());

@@ -1,9 +1,5 @@
 #include "NTLocalizedString.h"
 
-#include <QLabel>
-#include <QPushButton>
-#include <QTabWidget>
-#include <QVBoxLayout>
 #include <QtTest>
 
 class tst_NTLocalizedString : public QObject
@@ -36,29 +32,7 @@ private slots:
         QVERIFY(!text.contains("<translation></translation>"));
         QVERIFY(text.count("<message>") > 40);
     }
-
-    void viewsAreTranslatedAndCanBeTranslatedAgain()
-    {
-        QWidget view;
-        auto *label = new QLabel("Effective Permissions", &view);
-        auto *button = new QPushButton("Done", &view);
-        auto *empty = new QLabel(&view);
-        auto *tabs = new QTabWidget(&view);
-        tabs->addTab(new QWidget, "Set of Permissions");
-        button->setToolTip("Add Entry");
-        QVERIFY(NTLocalizedString::installTranslation("de"));
-        NTLocalizedString::localizeView(&view, "ACL");
-        QCOMPARE(label->text(), QStringLiteral("Effektive Berechtigungen"));
-        QCOMPARE(button->text(), QStringLiteral("Fertig"));
-        QCOMPARE(button->toolTip(), QStringLiteral("Eintrag hinzufügen"));
-        QCOMPARE(tabs->tabText(0), QStringLiteral("Berechtigungen"));
-        QVERIFY(empty->text().isEmpty());
-        NTLocalizedString::installTranslation("C");
-        NTLocalizedString::localizeView(&view, "ACL");
-        QCOMPARE(label->text(), QStringLiteral("Effective Permissions"));
-        QCOMPARE(tabs->tabText(0), QStringLiteral("Set of Permissions"));
-    }
 };
 
-QTEST_MAIN(tst_NTLocalizedString)
+QTEST_GUILESS_MAIN(tst_NTLocalizedString)
 #include "tst_NTLocalizedString.moc"

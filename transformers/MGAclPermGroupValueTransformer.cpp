@@ -6,19 +6,12 @@ QVariant MGAclPermGroupValueTransformer::transformedValue(const QVariant &value)
 {
     if (!isNumber(value))
         return {};
-    return MGAclValueTransformers::permissionGroupText(integerValue(value));
+    return MGAclValueTransformers::text(MGAclTexts::PermissionGroups, integerValue(value));
 }
 
 QVariant MGAclPermGroupValueTransformer::reverseTransformedValue(const QVariant &value) const
 {
     if (value.metaType().id() != QMetaType::QString)
         return {};
-    const QString text = value.toString();
-    const auto &t = MGAclValueTransformers::texts();
-    const QString inOrder[] = {t.fullControl, t.readWrite, t.read, t.write, t.noAccess, t.custom};
-    for (int code = 1; code <= 6; ++code) {
-        if (text == inOrder[code - 1])
-            return code;
-    }
-    return 0;
+    return int(MGAclValueTransformers::code(MGAclTexts::PermissionGroups, value.toString()).value_or(0));
 }

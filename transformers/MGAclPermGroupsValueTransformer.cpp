@@ -5,6 +5,6 @@
 QVariant MGAclPermGroupsValueTransformer::transformedValue(const QVariant &value) const
 {
     return mapNumberList(value, [](const QVariant &group) {
-        return MGAclValueTransformers::permissionGroupText(integerValue(group));
+        return MGAclValueTransformers::text(MGAclTexts::PermissionGroups, integerValue(group));
     });
 }

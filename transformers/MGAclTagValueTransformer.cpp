@@ -6,18 +6,12 @@ QVariant MGAclTagValueTransformer::transformedValue(const QVariant &value) const
 {
     if (!isNumber(value))
         return {};
-    return MGAclValueTransformers::tagText(intValue(value));
+    return MGAclValueTransformers::text(MGAclTexts::Tags, intValue(value));
 }
 
 QVariant MGAclTagValueTransformer::reverseTransformedValue(const QVariant &value) const
 {
     if (value.metaType().id() != QMetaType::QString)
         return {};
-    const QString text = value.toString();
-    const auto &texts = MGAclValueTransformers::texts();
-    if (text == texts.allow)
-        return 1;
-    if (text == texts.deny)
-        return 2;
-    return 0;
+    return int(MGAclValueTransformers::code(MGAclTexts::Tags, value.toString()).value_or(0));
 }

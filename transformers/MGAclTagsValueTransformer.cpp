@@ -4,5 +4,5 @@
 
 QVariant MGAclTagsValueTransformer::transformedValue(const QVariant &value) const
 {
-    return mapNumberList(value, [](const QVariant &tag) { return MGAclValueTransformers::tagText(intValue(tag)); });
+    return mapNumberList(value, [](const QVariant &tag) { return MGAclValueTransformers::text(MGAclTexts::Tags, intValue(tag)); });
 }

@@ -8,30 +8,28 @@
 #include "MGAclTagsValueTransformer.h"
 #include "NTLocalizedString.h"
 
+#include <QHash>
 #include <mutex>
 
 namespace {
-MGAclValueTransformers::Texts sharedTexts;
+// Translated once per process, keyed by the text's key; only read afterwards.
+QHash<QByteArray, QString> sharedTexts;
 std::once_flag textsOnce;
 
-QString acl(const char *key)
+void translate(const char *key)
 {
-    return NTLocalizedString::localize(QString::fromUtf8(key), QStringLiteral("ACL"));
+    sharedTexts.insert(QByteArray(key), NTLocalizedString::localize(QString::fromUtf8(key), QStringLiteral("ACL")));
 }
 }
 
 void MGAclValueTransformers::loadTransformers()
 {
     std::call_once(textsOnce, [] {
-        sharedTexts.allow = acl("Allow");
-        sharedTexts.deny = acl("Deny");
-        sharedTexts.undefined = acl("Undefined");
-        sharedTexts.fullControl = acl("Full Control");
-        sharedTexts.read = acl("Read");
-        sharedTexts.write = acl("Write");
-        sharedTexts.readWrite = acl("Read & Write");
-        sharedTexts.noAccess = acl("No Access");
-        sharedTexts.custom = acl("Custom\u2026");
+        for (const MGAclTexts::Row &row : MGAclTexts::Tags)
+            translate(row.key);
+        translate(MGAclTexts::UndefinedKey);
+        for (const MGAclTexts::Row &row : MGAclTexts::PermissionGroups)
+            translate(row.key);
     });
     MGValueTransformer::setValueTransformer(std::make_shared<MGAclTagValueTransformer>(),
                                             QStringLiteral("MGAclTagValueTransformer"));
@@ -47,39 +45,16 @@ void MGAclValueTransformers::loadTransformers()
                                             QStringLiteral("MGAclAccessValueTransformer"));
 }
 
-const MGAclValueTransformers::Texts &MGAclValueTransformers::texts()
+QString MGAclValueTransformers::text(std::span<const MGAclTexts::Row> table, qint64 code)
 {
-    return sharedTexts;
+    return sharedTexts.value(QByteArray(MGAclTexts::key(table, code)));
 }
 
-QString MGAclValueTransformers::tagText(qint32 tag)
+std::optional<qint64> MGAclValueTransformers::code(std::span<const MGAclTexts::Row> table, const QString &text)
 {
-    switch (tag) {
-    case 1:
-        return sharedTexts.allow;
-    case 2:
-        return sharedTexts.deny;
-    default:
-        return sharedTexts.undefined;
+    for (const MGAclTexts::Row &row : table) {
+        if (text == sharedTexts.value(QByteArray(row.key)))
+            return row.code;
     }
-}
-
-QString MGAclValueTransformers::permissionGroupText(qint64 group)
-{
-    switch (group) {
-    case 1:
-        return sharedTexts.fullControl;
-    case 2:
-        return sharedTexts.readWrite;
-    case 3:
-        return sharedTexts.read;
-    case 4:
-        return sharedTexts.write;
-    case 5:
-        return sharedTexts.noAccess;
-    case 6:
-        return sharedTexts.custom;
-    default:
-        return sharedTexts.undefined;
-    }
+    return std::nullopt;
 }

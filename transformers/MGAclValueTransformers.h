@@ -1,6 +1,9 @@
 #pragma once
 
+#include "MGAclTexts.h"
+
 #include <QString>
+#include <optional>
 
 // Registers the editor's value transformers and holds the display texts they share.
 class MGAclValueTransformers
@@ -10,13 +13,8 @@ public:
     // texts are translated on the first call only.
     static void loadTransformers();
 
-    struct Texts
-    {
-        QString allow, deny, undefined, fullControl, read, write, readWrite, noAccess, custom;
-    };
-    // The shared texts; only valid after loadTransformers().
-    static const Texts &texts();
-
-    static QString tagText(qint32 tag);
-    static QString permissionGroupText(qint64 group);
+    // The shared text of a code of one of the code tables ("Undefined" for a code the table
+    // lacks), and the code whose shared text `text` is exactly. Valid after loadTransformers().
+    static QString text(std::span<const MGAclTexts::Row> table, qint64 code);
+    static std::optional<qint64> code(std::span<const MGAclTexts::Row> table, const QString &text);
 };

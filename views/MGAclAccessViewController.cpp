@@ -2,9 +2,10 @@
 
 #include "CBIdentity.h"
 #include "MGAclAccessTreeModel.h"
-#include "MGAclPlugin.h"
+#include "MGAclDocument.h"
 #include "MGIdentities.h"
 #include "NTLocalizedString.h"
+#include "NTLocalizedView.h"
 #include "ui_MGAclAccessView.h"
 
 #include <QComboBox>
@@ -12,13 +13,13 @@
 #include <QStandardItemModel>
 #include <QTreeView>
 
-MGAclAccessViewController::MGAclAccessViewController(MGAclPlugin *acl) : m_acl(acl)
+MGAclAccessViewController::MGAclAccessViewController(MGAclDocument *acl) : m_acl(acl)
 {
     setTitle(NTLocalizedString::localize(QStringLiteral("Effective Permissions"), QStringLiteral("ACL")));
     m_model = new MGAclAccessTreeModel(this);
     if (acl) {
-        connect(acl, &MGAclPlugin::accessChanged, this, &MGAclAccessViewController::accessChanged);
-        connect(acl, &MGAclPlugin::identitiesChanged, this, &MGAclAccessViewController::fillIdentities);
+        connect(acl, &MGAclDocument::accessChanged, this, &MGAclAccessViewController::accessChanged);
+        connect(acl, &MGAclDocument::identitiesChanged, this, &MGAclAccessViewController::fillIdentities);
     }
 }
 
@@ -40,7 +41,7 @@ QWidget *MGAclAccessViewController::loadView()
 
 void MGAclAccessViewController::viewDidLoad()
 {
-    NTLocalizedString::localizeView(view(), QStringLiteral("ACL"));
+    NTLocalizedView::localizeView(view(), QStringLiteral("ACL"));
     m_outlineView->setModel(m_model);
     m_outlineView->header()->setStretchLastSection(false);
     m_outlineView->header()->setSectionResizeMode(MGAclAccessTreeModel::TitleColumn, QHeaderView::Stretch);

@@ -7,7 +7,7 @@
 #include <QTreeView>
 
 class MGAclAccessTreeModel;
-class MGAclPlugin;
+class MGAclDocument;
 
 // The "Effective Permissions" tab: an identity chooser and the always-expanded tree of
 // what the chosen user or group may do, keeping the selected row across refreshes.
@@ -15,7 +15,7 @@ class MGAclAccessViewController : public MGViewController
 {
     Q_OBJECT
 public:
-    explicit MGAclAccessViewController(MGAclPlugin *acl = nullptr);
+    explicit MGAclAccessViewController(MGAclDocument *acl = nullptr);
     ~MGAclAccessViewController() override;
 
     QTreeView *outlineView() const { return m_outlineView; }
@@ -38,7 +38,7 @@ private:
     void accessChanged();
     void fillIdentities();
 
-    QPointer<MGAclPlugin> m_acl;
+    QPointer<MGAclDocument> m_acl;
     MGAclAccessTreeModel *m_model = nullptr;
     QPointer<QTreeView> m_outlineView;
     QPointer<QComboBox> m_identityPopUpButton;

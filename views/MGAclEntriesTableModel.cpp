@@ -1,6 +1,5 @@
 #include "MGAclEntriesTableModel.h"
 
-#include "MGAclPlugin.h"
 #include "MGValueTransformer.h"
 #include "NTLocalizedString.h"
 
@@ -10,39 +9,134 @@ QVariant transformed(const char *name, const QVariant &value)
     const auto transformer = MGValueTransformer::valueTransformerForName(QString::fromLatin1(name));
     return transformer ? transformer->transformedValue(value) : QVariant();
 }
+
+bool same(const MGAclList &a, qsizetype i, const MGAclList &b, qsizetype j)
+{
+    return MGAclLists::itemsEqual(a.at(i), b.at(j));
+}
 }
 
-MGAclEntriesTableModel::MGAclEntriesTableModel(MGAclPlugin *acl, QObject *parent)
-    : QAbstractTableModel(parent), m_acl(acl)
+MGAclEntriesTableModel::~MGAclEntriesTableModel()
 {
-    m_rows = acl ? int(acl->entries().size()) : 0;
+    observe(m_list, false);
 }
 
-QString MGAclEntriesTableModel::identityText(const MGAclEntry &entry)
+void MGAclEntriesTableModel::observe(const MGAclList &list, bool on)
 {
-    const QString acl = QStringLiteral("ACL");
-    switch (entry.kind()) {
-    case MGAclEntry::Kind::Owner:
-        return NTLocalizedString::localize(QStringLiteral("Owner"), acl) + QStringLiteral(": ")
-            + entry.identity().displayName();
-    case MGAclEntry::Kind::OwningGroup:
-        return NTLocalizedString::localize(QStringLiteral("Group"), acl) + QStringLiteral(": ")
-            + entry.identity().displayName();
-    default:
-        return entry.identity().displayName();
+    for (const MGAclItem &item : list) {
+        if (MGAclEntry *entry = MGAclLists::entryOf(item))
+            on ? entry->addObserver(this) : entry->removeObserver(this);
     }
 }
 
-void MGAclEntriesTableModel::reload()
+void MGAclEntriesTableModel::setList(const MGAclList &list)
 {
-    beginResetModel();
-    m_rows = m_acl ? int(m_acl->entries().size()) : 0;
-    endResetModel();
+    observe(m_list, false);
+    observe(list, true);
+    const MGAclList old = m_list;
+    // What stayed the same at both ends is left alone; the part between is what changed.
+    qsizetype prefix = 0;
+    const qsizetype shorter = std::min(old.size(), list.size());
+    while (prefix < shorter && same(old, prefix, list, prefix))
+        ++prefix;
+    qsizetype suffix = 0;
+    while (suffix < shorter - prefix && same(old, old.size() - 1 - suffix, list, list.size() - 1 - suffix))
+        ++suffix;
+    const int first = int(prefix);
+    const int oldCount = int(old.size() - prefix - suffix);
+    const int newCount = int(list.size() - prefix - suffix);
+
+    if (oldCount == 0 && newCount == 0) {
+        m_list = list; // equal items, perhaps other objects
+    } else if (oldCount == 0) {
+        beginInsertRows({}, first, first + newCount - 1);
+        m_list = list;
+        endInsertRows();
+    } else if (newCount == 0) {
+        beginRemoveRows({}, first, first + oldCount - 1);
+        m_list = list;
+        endRemoveRows();
+    } else if (oldCount == newCount && oldCount > 1 && same(old, first, list, first + newCount - 1)
+               && std::equal(old.begin() + first + 1, old.begin() + first + oldCount, list.begin() + first,
+                             MGAclLists::itemsEqual)) {
+        // One row moved down to the end of the changed part.
+        beginMoveRows({}, first, first, {}, first + oldCount);
+        m_list = list;
+        endMoveRows();
+    } else if (oldCount == newCount && oldCount > 1 && same(old, first + oldCount - 1, list, first)
+               && std::equal(old.begin() + first, old.begin() + first + oldCount - 1, list.begin() + first + 1,
+                             MGAclLists::itemsEqual)) {
+        // One row moved up to the start of the changed part.
+        beginMoveRows({}, first + oldCount - 1, first + oldCount - 1, {}, first);
+        m_list = list;
+        endMoveRows();
+    } else if (oldCount == newCount) {
+        rearrangeRows(list);
+    } else {
+        replaceRows(first, oldCount, list);
+    }
+}
+
+void MGAclEntriesTableModel::replaceRows(int first, int oldCount, const MGAclList &list)
+{
+    beginRemoveRows({}, first, first + oldCount - 1);
+    m_list.remove(first, oldCount);
+    endRemoveRows();
+    const int newCount = int(list.size() - m_list.size());
+    beginInsertRows({}, first, first + newCount - 1);
+    m_list = list;
+    endInsertRows();
+}
+
+void MGAclEntriesTableModel::rearrangeRows(const MGAclList &list)
+{
+    // The same number of rows in another order, or with other content: each old row
+    // follows the first equal row of the new list not yet taken, so a selected entry stays
+    // selected where it went; rows that found none are changed in place.
+    emit layoutAboutToBeChanged({}, QAbstractItemModel::VerticalSortHint);
+    QList<int> target(m_list.size(), -1);
+    QList<bool> taken(list.size(), false);
+    for (qsizetype from = 0; from < m_list.size(); ++from) {
+        for (qsizetype to = 0; to < list.size(); ++to) {
+            if (!taken[to] && same(m_list, from, list, to)) {
+                taken[to] = true;
+                target[from] = int(to);
+                break;
+            }
+        }
+    }
+    for (qsizetype from = 0; from < m_list.size(); ++from) {
+        if (target[from] >= 0)
+            continue;
+        for (qsizetype to = 0; to < list.size(); ++to) {
+            if (!taken[to]) {
+                taken[to] = true;
+                target[from] = int(to);
+                break;
+            }
+        }
+    }
+    const QModelIndexList before = persistentIndexList();
+    QModelIndexList after;
+    for (const QModelIndex &index : before)
+        after << createIndex(target.value(index.row(), index.row()), index.column());
+    changePersistentIndexList(before, after);
+    m_list = list;
+    emit layoutChanged({}, QAbstractItemModel::VerticalSortHint);
+    emit dataChanged(index(0, 0), index(rowCount() - 1, ColumnCount - 1));
+}
+
+void MGAclEntriesTableModel::observeValueForKeyPath(const QString &, QObject *object)
+{
+    for (qsizetype row = 0; row < m_list.size(); ++row) {
+        if (MGAclLists::entryOf(m_list.at(row)) == object)
+            emit dataChanged(index(int(row), 0), index(int(row), ColumnCount - 1));
+    }
 }
 
 int MGAclEntriesTableModel::rowCount(const QModelIndex &parent) const
 {
-    return parent.isValid() ? 0 : m_rows;
+    return parent.isValid() ? 0 : int(m_list.size());
 }
 
 int MGAclEntriesTableModel::columnCount(const QModelIndex &parent) const
@@ -52,18 +146,17 @@ int MGAclEntriesTableModel::columnCount(const QModelIndex &parent) const
 
 bool MGAclEntriesTableModel::isGroupRow(int row) const
 {
-    const MGAclList list = m_acl ? m_acl->entries() : MGAclList();
-    return row >= 0 && row < list.size() && !MGAclLists::entryOf(list[row]);
+    return row >= 0 && row < m_list.size() && !MGAclLists::entryOf(m_list.at(row));
 }
 
 QVariant MGAclEntriesTableModel::data(const QModelIndex &index, int role) const
 {
-    const MGAclList list = m_acl ? m_acl->entries() : MGAclList();
-    if (!index.isValid() || index.row() >= list.size())
+    if (!index.isValid() || index.row() >= m_list.size())
         return {};
-    const MGAclEntry *entry = MGAclLists::entryOf(list[index.row()]);
+    const MGAclItem &item = m_list.at(index.row());
+    const MGAclEntry *entry = MGAclLists::entryOf(item);
     if (!entry)
-        return role == TitleRole && index.column() == 0 ? QVariant(std::get<QString>(list[index.row()])) : QVariant();
+        return role == TitleRole && index.column() == 0 ? QVariant(std::get<QString>(item)) : QVariant();
     if (role != Qt::DisplayRole && role != Qt::ToolTipRole)
         return {};
     switch (index.column()) {
@@ -72,9 +165,9 @@ QVariant MGAclEntriesTableModel::data(const QModelIndex &index, int role) const
     case IdentityColumn:
         // What only passes to new items does not apply to this folder itself.
         if (entry->flags() & MGAclFlag::OnlyInherit)
-            return identityText(*entry) + QStringLiteral(" ")
+            return entry->identityText() + QStringLiteral(" ")
                 + NTLocalizedString::localize(QStringLiteral("(new items only)"), QStringLiteral("ACL"));
-        return identityText(*entry);
+        return entry->identityText();
     case PermissionGroupColumn:
         return transformed("MGAclPermGroupValueTransformer", entry->permissionGroup());
     case InheritedColumn:

@@ -1,15 +1,14 @@
 #pragma once
 
-#include "MGAclEntry.h"
+#include "MGAclList.h"
 
 #include <QAbstractTableModel>
-#include <QPointer>
 
-class MGAclPlugin;
-
-// The rows of the entries table: the plug-in object's entry list, read afresh on every
-// question, one row per item. Section titles are group rows that cannot be selected;
-// values are shown through the registered value transformers.
+// The rows of the entries table: one row per item of an entry list, which the model holds
+// as a value. A new list is taken over as the row changes that lead to it (inserted,
+// removed and moved rows, changed cells), so the table keeps its selection and scroll
+// position; an entry changed in place updates its row. Section titles are group rows that
+// cannot be selected; values are shown through the registered value transformers.
 class MGAclEntriesTableModel : public QAbstractTableModel
 {
     Q_OBJECT
@@ -18,7 +17,11 @@ public:
     // A section title's text; group rows draw it themselves, so it is no display text.
     static constexpr int TitleRole = Qt::UserRole + 1;
 
-    explicit MGAclEntriesTableModel(MGAclPlugin *acl, QObject *parent = nullptr);
+    using QAbstractTableModel::QAbstractTableModel;
+    ~MGAclEntriesTableModel() override;
+
+    const MGAclList &list() const { return m_list; }
+    void setList(const MGAclList &list);
 
     int rowCount(const QModelIndex &parent = QModelIndex()) const override;
     int columnCount(const QModelIndex &parent = QModelIndex()) const override;
@@ -27,12 +30,15 @@ public:
     Qt::ItemFlags flags(const QModelIndex &index) const override;
 
     bool isGroupRow(int row) const;
-    void reload();
 
-    // "Owner: alice" for the POSIX owner and owning group, the name for everyone else.
-    static QString identityText(const MGAclEntry &entry);
+public slots:
+    // An entry of the list changed in place.
+    void observeValueForKeyPath(const QString &keyPath, QObject *object);
 
 private:
-    QPointer<MGAclPlugin> m_acl;
-    int m_rows = 0;
+    void observe(const MGAclList &list, bool on);
+    void replaceRows(int first, int oldCount, const MGAclList &list);
+    void rearrangeRows(const MGAclList &list);
+
+    MGAclList m_list;
 };

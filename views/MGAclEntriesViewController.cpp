@@ -1,12 +1,13 @@
 #include "MGAclEntriesViewController.h"
 
 #include "MGAclEntriesTableModel.h"
-#include "MGAclPlugin.h"
+#include "MGAclDocument.h"
 #include "MGAclTableRowView.h"
 #include "MGImage.h"
 #include "MGUrlResources.h"
 #include "MGWindow.h"
 #include "NTLocalizedString.h"
+#include "NTLocalizedView.h"
 #include "ui_MGAclEntriesView.h"
 
 #include <QHeaderView>
@@ -18,12 +19,14 @@ namespace {
 const QString ACL = QStringLiteral("ACL");
 }
 
-MGAclEntriesViewController::MGAclEntriesViewController(MGAclPlugin *acl) : m_acl(acl)
+MGAclEntriesViewController::MGAclEntriesViewController(MGAclDocument *acl) : m_acl(acl)
 {
     setTitle(NTLocalizedString::localize(QStringLiteral("Set of Permissions"), ACL));
-    m_model = new MGAclEntriesTableModel(acl, this);
-    if (acl)
-        connect(acl, &MGAclPlugin::entriesChanged, this, &MGAclEntriesViewController::entriesChanged);
+    m_model = new MGAclEntriesTableModel(this);
+    if (acl) {
+        m_model->setList(acl->entries());
+        connect(acl, &MGAclDocument::entriesChanged, this, &MGAclEntriesViewController::entriesChanged);
+    }
 }
 
 MGAclEntriesViewController::~MGAclEntriesViewController()
@@ -64,7 +67,7 @@ QAction *MGAclEntriesViewController::addMenuItem(const QString &title, const cha
 
 void MGAclEntriesViewController::viewDidLoad()
 {
-    NTLocalizedString::localizeView(view(), ACL);
+    NTLocalizedView::localizeView(view(), ACL);
     m_tableView->setModel(m_model);
     m_tableView->horizontalHeader()->setSectionResizeMode(MGAclEntriesTableModel::IdentityColumn, QHeaderView::Stretch);
     connect(m_tableView->selectionModel(), &QItemSelectionModel::selectionChanged, this,
@@ -106,24 +109,34 @@ void MGAclEntriesViewController::viewDidLoad()
 void MGAclEntriesViewController::viewDidAppear()
 {
     const bool folder = m_acl && resourceForKey(m_acl->url(), NSURLIsDirectoryKey).toBool();
-    if (folder && actionMenu()->actions().size() <= 5)
-        addMenuItem(NTLocalizedString::localize(QStringLiteral("Propagate Permissions\u2026"), ACL), "propagateEntries:");
+    if (folder && !m_propagateItem)
+        m_propagateItem = addMenuItem(NTLocalizedString::localize(QStringLiteral("Propagate Permissions\u2026"), ACL),
+                                      "propagateEntries:");
 }
 
 void MGAclEntriesViewController::showGroupRows()
 {
     if (!m_tableView)
         return;
-    m_tableView->clearSpans();
     for (int row = 0; row < m_model->rowCount(); ++row) {
-        if (!m_model->isGroupRow(row))
+        const QModelIndex index = m_model->index(row, 0);
+        auto *rowView = qobject_cast<MGAclTableRowView *>(m_tableView->indexWidget(index));
+        if (!m_model->isGroupRow(row)) {
+            if (m_tableView->columnSpan(row, 0) > 1)
+                m_tableView->setSpan(row, 0, 1, 1);
+            if (rowView)
+                m_tableView->setIndexWidget(index, nullptr);
             continue;
-        m_tableView->setSpan(row, 0, 1, MGAclEntriesTableModel::ColumnCount);
-        // The row view covers the row, so a click on a title leaves the selection alone.
-        auto *rowView = new MGAclTableRowView;
-        rowView->setAttribute(Qt::WA_NoMousePropagation);
-        rowView->textField()->setText(m_model->data(m_model->index(row, 0), MGAclEntriesTableModel::TitleRole).toString());
-        m_tableView->setIndexWidget(m_model->index(row, 0), rowView);
+        }
+        if (m_tableView->columnSpan(row, 0) != MGAclEntriesTableModel::ColumnCount)
+            m_tableView->setSpan(row, 0, 1, MGAclEntriesTableModel::ColumnCount);
+        if (!rowView) {
+            // The row view covers the row, so a click on a title leaves the selection alone.
+            rowView = new MGAclTableRowView;
+            rowView->setAttribute(Qt::WA_NoMousePropagation);
+            m_tableView->setIndexWidget(index, rowView);
+        }
+        rowView->textField()->setText(m_model->data(index, MGAclEntriesTableModel::TitleRole).toString());
     }
 }
 
@@ -159,10 +172,8 @@ void MGAclEntriesViewController::tableViewSelectionDidChange()
 {
     const int row = selectedRow();
     MGAclEntry::Pointer entry;
-    if (row >= 0 && m_acl) {
-        const MGAclList list = m_acl->entries();
-        entry = row < list.size() ? MGAclLists::entryPointerOf(list[row]) : nullptr;
-    }
+    if (row >= 0 && row < m_model->list().size())
+        entry = MGAclLists::entryPointerOf(m_model->list().at(row));
     m_canAddEntry = !entry || entry->isAcl();
     m_canRemoveEntry = entry && entry->isAcl() && !entry->inherited();
     m_selectedEntry = entry;
@@ -172,16 +183,11 @@ void MGAclEntriesViewController::tableViewSelectionDidChange()
 void MGAclEntriesViewController::entriesChanged()
 {
     const MGAclEntry::Pointer previousEntry = m_selectedEntry;
-    const int previousRow = selectedRow();
-    m_model->reload();
+    m_model->setList(m_acl ? m_acl->entries() : MGAclList());
     if (m_tableView) {
         showGroupRows();
-        // A reload keeps the selected row where it is still a selectable row.
-        if (previousRow >= 0 && previousRow < m_model->rowCount() && !m_model->isGroupRow(previousRow))
-            selectRow(previousRow);
-        const MGAclList list = m_acl ? m_acl->entries() : MGAclList();
         if (previousEntry) {
-            const qsizetype index = MGAclLists::indexOfItem(list, previousEntry);
+            const qsizetype index = MGAclLists::indexOfItem(m_model->list(), previousEntry);
             if (index >= 0)
                 selectRow(int(m_entryAdded ? index + 1 : index));
         } else if (m_entryAdded) {

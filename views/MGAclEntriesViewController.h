@@ -8,7 +8,7 @@
 #include <QToolButton>
 
 class MGAclEntriesTableModel;
-class MGAclPlugin;
+class MGAclDocument;
 class QMenu;
 
 // The "Set of Permissions" tab: the entry list as a table with section-title rows, the add
@@ -19,7 +19,7 @@ class MGAclEntriesViewController : public MGViewController
     Q_PROPERTY(bool canAddEntry READ canAddEntry NOTIFY selectionStateChanged)
     Q_PROPERTY(bool canRemoveEntry READ canRemoveEntry NOTIFY selectionStateChanged)
 public:
-    explicit MGAclEntriesViewController(MGAclPlugin *acl = nullptr);
+    explicit MGAclEntriesViewController(MGAclDocument *acl = nullptr);
     ~MGAclEntriesViewController() override;
 
     QTableView *tableView() const { return m_tableView; }
@@ -56,12 +56,13 @@ private:
     void showGroupRows();
     QAction *addMenuItem(const QString &title, const char *action);
 
-    QPointer<MGAclPlugin> m_acl;
+    QPointer<MGAclDocument> m_acl;
     MGAclEntriesTableModel *m_model = nullptr;
     QPointer<QTableView> m_tableView;
     QPointer<QToolButton> m_addButton;
     QPointer<QToolButton> m_removeButton;
     QPointer<QToolButton> m_actionPopUpButton;
+    QPointer<QAction> m_propagateItem; // folders only, added when the tab first appears
     MGAclEntry::Pointer m_selectedEntry;
     bool m_canAddEntry = true;
     bool m_canRemoveEntry = false;

@@ -1,0 +1,116 @@
+#include "MGAclServiceClient.h"
+
+#include <QCoreApplication>
+#include <QThread>
+
+MGAclServiceClient::MGAclServiceClient(const QString &queueLabel) : MGConnector(queueLabel)
+{
+}
+
+MGAclServiceClient::~MGAclServiceClient() = default;
+
+std::shared_ptr<MGAclServiceClient> MGAclServiceClient::client(const QString &queueLabel)
+{
+    return std::shared_ptr<MGAclServiceClient>(new MGAclServiceClient(queueLabel), &release);
+}
+
+void MGAclServiceClient::release(MGAclServiceClient *client)
+{
+    const QCoreApplication *app = QCoreApplication::instance();
+    if (!app || QThread::currentThread() == app->thread())
+        delete client;
+    else
+        MGMainQueue::async([client] { delete client; });
+}
+
+QHash<QString, MGRemoteClasses::Classes> MGAclServiceClient::remoteEncodableClasses() const
+{
+    using namespace MGRemoteClasses;
+    static const QHash<QString, Classes> classes = {
+        {QString::fromLatin1(MGAclProtocol::selector(MGAclRemoteMethod::GetEntries)),
+         Classes(Array) | String | TreeNode | AclEntry},
+        {QString::fromLatin1(MGAclProtocol::selector(MGAclRemoteMethod::GetAccess)), Classes(Array) | TreeNode},
+    };
+    return classes;
+}
+
+template <typename Result>
+void MGAclServiceClient::performRemote(MGAclRemoteMethod method, Invoke<Result> invoke,
+                                       std::function<void(Outcome<Result>)> done)
+{
+    using Done = Outcome<Result>;
+    // The client lives as long as any of its calls.
+    const std::shared_ptr<MGAclServiceClient> self = shared_from_this();
+    const QString description = MGAclProtocol::description(method);
+    auto connectionFailed = [done, description](const MGError &error) {
+        done(Done{Done::Failed, std::nullopt, MGError::errorWithError(error, description)});
+    };
+    auto proxy = connection()->remoteObjectProxyWithErrorHandler(connectionFailed);
+    invoke(*proxy, [self, method, invoke, done, description, connectionFailed](std::optional<Result> result,
+                                                                                 MGResultError error) {
+        if (result)
+            return done(Done{Done::Succeeded, std::move(result), std::nullopt});
+        if (!error || !error->isPermissionError())
+            return done(Done{Done::Failed, std::nullopt, error});
+        self->getAuthConnectionForRight(MGAclProtocol::right(method), [self, invoke, done, description,
+                                                                       connectionFailed](MGResultError authError) {
+            if (authError && authError->isAuthorizationCanceled())
+                return done(Done{Done::Cancelled, std::nullopt, std::nullopt});
+            MGServiceConnection *privileged = self->authConnection();
+            if (authError || !privileged) {
+                const MGError cause = authError.value_or(MGServiceConnection::connectionError(
+                    MGServiceConnection::Invalid, QStringLiteral("No privileged connection is available.")));
+                return done(Done{Done::Failed, std::nullopt, MGError::errorWithError(cause, description)});
+            }
+            auto retry = privileged->remoteObjectProxyWithErrorHandler(connectionFailed);
+            invoke(*retry, [done](std::optional<Result> result, MGResultError error) {
+                if (result)
+                    return done(Done{Done::Succeeded, std::move(result), std::nullopt});
+                done(Done{Done::Failed, std::nullopt, error, true});
+            });
+        });
+    });
+}
+
+template void MGAclServiceClient::performRemote<MGAclList>(MGAclRemoteMethod, Invoke<MGAclList>,
+                                                           std::function<void(Outcome<MGAclList>)>);
+template void MGAclServiceClient::performRemote<QList<MGTreeNode::Pointer>>(
+    MGAclRemoteMethod, Invoke<QList<MGTreeNode::Pointer>>, std::function<void(Outcome<QList<MGTreeNode::Pointer>>)>);
+template void MGAclServiceClient::performRemote<std::monostate>(MGAclRemoteMethod, Invoke<std::monostate>,
+                                                                std::function<void(Outcome<std::monostate>)>);
+
+void MGAclServiceClient::getEntriesWithUrl(const QUrl &url, MGAclServiceProxy::EntriesReply reply)
+{
+    performRemote<MGAclList>(
+        MGAclRemoteMethod::GetEntries,
+        [url](MGAclServiceProxy &proxy, auto answer) { proxy.getAclEntriesWithUrl(url, answer); },
+        [reply](Outcome<MGAclList> outcome) { reply(outcome.result, outcome.error); });
+}
+
+void MGAclServiceClient::getAccessWithUrl(const QUrl &url, const QUuid &uuid, MGAclServiceProxy::AccessReply reply)
+{
+    performRemote<QList<MGTreeNode::Pointer>>(
+        MGAclRemoteMethod::GetAccess,
+        [url, uuid](MGAclServiceProxy &proxy, auto answer) { proxy.getAclAccessWithUrl(url, uuid, answer); },
+        [reply](Outcome<QList<MGTreeNode::Pointer>> outcome) {
+            reply(outcome.result, outcome.fromPrivilegedReply ? MGResultError() : outcome.error);
+        });
+}
+
+void MGAclServiceClient::sendEntries(MGAclRemoteMethod method, const MGAclList &entries, const QUrl &url,
+                                     std::function<void(Outcome<std::monostate>)> done)
+{
+    const bool propagate = method == MGAclRemoteMethod::PropagateEntries;
+    performRemote<std::monostate>(
+        method,
+        [entries, url, propagate](MGAclServiceProxy &proxy, auto answer) {
+            auto reply = [answer](MGResultError error) {
+                answer(error ? std::nullopt : std::optional<std::monostate>(std::monostate()), error);
+            };
+            if (propagate)
+                proxy.propagateAclEntries(entries, url, reply);
+            else
+                proxy.setAclEntries(entries, url, reply);
+        },
+        std::move(done));
+}

@@ -1,0 +1,59 @@
+#pragma once
+
+#include "MGAclProtocol.h"
+#include "MGConnector.h"
+
+#include <memory>
+#include <variant>
+
+// The editor's side of the ACL service: the four operations, each made first over the
+// ordinary connection and, when the service answers with a permission error, once more
+// over the privileged connection after the operation's right has been obtained. Connection
+// and authorisation failures are wrapped in the operation's description; errors the
+// service answers are passed on as they came; a dismissed authorisation is silent.
+//
+// Calls are made on the work queue (queue()); every answer arrives on a connection's
+// reply thread.
+class MGAclServiceClient : public MGConnector, public std::enable_shared_from_this<MGAclServiceClient>
+{
+public:
+    // How one operation ended after the ordinary attempt and, where needed, the one
+    // privileged retry.
+    template <typename Result>
+    struct Outcome
+    {
+        enum Kind { Succeeded, Failed, Cancelled } kind;
+        std::optional<Result> result;
+        MGResultError error; // Failed: what to show (may be empty)
+        bool fromPrivilegedReply = false; // Failed: the privileged call itself answered the error
+    };
+    template <typename Result>
+    using Invoke = std::function<void(MGAclServiceProxy &proxy,
+                                      std::function<void(std::optional<Result>, MGResultError)> reply)>;
+
+    // A client owned by shared pointers; calls in flight hold it until they have answered.
+    static std::shared_ptr<MGAclServiceClient> client(const QString &queueLabel);
+    ~MGAclServiceClient() override;
+    // Destroys a client whose last holder let go on any thread: a client ends its work
+    // queue, which must not happen on that queue or a reply thread, so it is destroyed on
+    // the main thread (at once when it is let go there).
+    static void release(MGAclServiceClient *client);
+
+    // What the replies of the two reading methods may hold.
+    QHash<QString, MGRemoteClasses::Classes> remoteEncodableClasses() const override;
+
+    // The entries of an item; a dismissed authorisation answers neither entries nor error.
+    void getEntriesWithUrl(const QUrl &url, MGAclServiceProxy::EntriesReply reply);
+    // The effective-access tree; after a privileged retry the retry's own error is not
+    // passed on.
+    void getAccessWithUrl(const QUrl &url, const QUuid &uuid, MGAclServiceProxy::AccessReply reply);
+    // Writes (SetEntries) or propagates (PropagateEntries) a list.
+    void sendEntries(MGAclRemoteMethod method, const MGAclList &entries, const QUrl &url,
+                     std::function<void(Outcome<std::monostate>)> done);
+
+    template <typename Result>
+    void performRemote(MGAclRemoteMethod method, Invoke<Result> invoke, std::function<void(Outcome<Result>)> done);
+
+protected:
+    explicit MGAclServiceClient(const QString &queueLabel);
+};

@@ -1,0 +1,237 @@
+#include "MGChildServiceConnection.h"
+
+#include "MGFrames.h"
+
+#include <QDir>
+#include <QFileInfo>
+#include <QHash>
+#include <cerrno>
+#include <csignal>
+#include <dlfcn.h>
+#include <spawn.h>
+#include <sys/socket.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+extern char **environ;
+
+namespace {
+const QString InterruptedText = QStringLiteral("The connection to the ACL service was interrupted.");
+}
+
+struct MGChildServiceConnection::Session
+{
+    struct Call
+    {
+        ReplyHandler onReply;
+        ErrorHandler onError;
+    };
+
+    pid_t pid = 0;
+    int fd = -1;
+    QMutex lock;
+    QMutex writeLock;
+    QHash<quint64, Call> calls;
+    bool dead = false;
+
+    bool add(quint64 id, Call call)
+    {
+        QMutexLocker locker(&lock);
+        if (dead)
+            return false;
+        calls.insert(id, std::move(call));
+        return true;
+    }
+    std::optional<Call> take(quint64 id)
+    {
+        QMutexLocker locker(&lock);
+        const auto it = calls.find(id);
+        if (it == calls.end())
+            return std::nullopt;
+        Call call = *it;
+        calls.erase(it);
+        return call;
+    }
+    // Marks the session over and answers the calls still waiting; each is taken once.
+    QList<Call> end()
+    {
+        QMutexLocker locker(&lock);
+        dead = true;
+        QList<Call> waiting = calls.values();
+        calls.clear();
+        return waiting;
+    }
+};
+
+MGChildServiceConnection::MGChildServiceConnection(QStringList command)
+    : MGServiceConnection(QStringLiteral("com.quillwork.Marrowgate.Service.Replies")),
+      m_command(command.isEmpty() ? defaultCommand() : std::move(command))
+{
+}
+
+MGChildServiceConnection::~MGChildServiceConnection()
+{
+    std::shared_ptr<Session> session;
+    std::vector<std::thread> readers;
+    {
+        QMutexLocker locker(&m_lock);
+        session = m_session;
+        readers.swap(m_readers);
+    }
+    if (session && session->pid > 0) {
+        shutdown(session->fd, SHUT_RDWR);
+        kill(session->pid, SIGKILL);
+    }
+    for (std::thread &reader : readers)
+        reader.join();
+}
+
+namespace {
+QMutex defaultCommandLock;
+QStringList configuredCommand;
+
+// The service executable installed (or built) beside this library: its place is fixed
+// relative to the library's own, so nothing is looked up anywhere else.
+QString serviceBesideThisLibrary()
+{
+    Dl_info info{};
+    if (dladdr(reinterpret_cast<void *>(&serviceBesideThisLibrary), &info) == 0 || !info.dli_fname)
+        return QString();
+    const QString library = QFileInfo(QFile::decodeName(info.dli_fname)).canonicalFilePath();
+    return QDir::cleanPath(QFileInfo(library).absolutePath() + QStringLiteral("/" MARROWGATE_SERVICE_FROM_LIBDIR));
+}
+}
+
+QStringList MGChildServiceConnection::defaultCommand()
+{
+    {
+        QMutexLocker locker(&defaultCommandLock);
+        if (!configuredCommand.isEmpty())
+            return configuredCommand;
+    }
+    return {serviceBesideThisLibrary(), QStringLiteral("--stdio")};
+}
+
+void MGChildServiceConnection::setDefaultCommand(const QStringList &command)
+{
+    QMutexLocker locker(&defaultCommandLock);
+    configuredCommand = command;
+}
+
+pid_t MGChildServiceConnection::processId() const
+{
+    QMutexLocker locker(&m_lock);
+    return m_session && !m_session->dead ? m_session->pid : 0;
+}
+
+std::shared_ptr<MGChildServiceConnection::Session> MGChildServiceConnection::startSession(MGError *error)
+{
+    int sockets[2];
+    if (socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, sockets) != 0) {
+        *error = connectionError(Invalid, QStringLiteral("The ACL service could not be started: %1")
+                                              .arg(QString::fromLocal8Bit(strerror(errno))));
+        return nullptr;
+    }
+    QList<QByteArray> arguments;
+    for (const QString &part : std::as_const(m_command))
+        arguments << part.toLocal8Bit();
+    std::vector<char *> argv;
+    for (QByteArray &argument : arguments)
+        argv.push_back(argument.data());
+    argv.push_back(nullptr);
+
+    posix_spawn_file_actions_t actions;
+    posix_spawn_file_actions_init(&actions);
+    posix_spawn_file_actions_adddup2(&actions, sockets[1], STDIN_FILENO);
+    posix_spawn_file_actions_adddup2(&actions, sockets[1], STDOUT_FILENO);
+    pid_t pid = 0;
+    const int rc = posix_spawnp(&pid, argv[0], &actions, nullptr, argv.data(), environ);
+    posix_spawn_file_actions_destroy(&actions);
+    close(sockets[1]);
+    if (rc != 0) {
+        close(sockets[0]);
+        *error = connectionError(Invalid, QStringLiteral("The ACL service \u201c%1\u201d could not be started: %2")
+                                              .arg(m_command.join(QLatin1Char(' ')), QString::fromLocal8Bit(strerror(rc))));
+        return nullptr;
+    }
+    // Earlier sessions have ended (a new one starts only then); their readers finish at once.
+    for (std::thread &reader : m_readers)
+        reader.join();
+    m_readers.clear();
+    auto session = std::make_shared<Session>();
+    session->pid = pid;
+    session->fd = sockets[0];
+    m_readers.emplace_back([this, session] { readReplies(session); });
+    return session;
+}
+
+void MGChildServiceConnection::readReplies(std::shared_ptr<Session> session)
+{
+    QString failure = InterruptedText;
+    ErrorCode code = Interrupted;
+    for (;;) {
+        QByteArray frame;
+        const MGFrames::ReadStatus status = MGFrames::readFrame(session->fd, &frame);
+        if (status == MGFrames::ReadStatus::Closed || status == MGFrames::ReadStatus::Error)
+            break;
+        QCborParserError parseError;
+        const QCborValue reply = QCborValue::fromCbor(frame, &parseError);
+        const QCborValue id = reply.toMap().value(QStringLiteral("id"));
+        std::optional<Session::Call> call;
+        if (status == MGFrames::ReadStatus::Ok && parseError.error == QCborError::NoError && reply.isMap()
+            && id.isInteger())
+            call = session->take(quint64(id.toInteger()));
+        if (!call) {
+            // Nothing the service says can be trusted after a reply that is not one.
+            failure = QStringLiteral("The ACL service sent a malformed reply.");
+            code = MalformedReply;
+            kill(session->pid, SIGKILL);
+            break;
+        }
+        replyQueue().async([onReply = call->onReply, map = reply.toMap()] { onReply(map); });
+    }
+    const MGError error = connectionError(code, failure);
+    for (const Session::Call &call : session->end())
+        replyQueue().async([onError = call.onError, error] { onError(error); });
+    close(session->fd);
+    int status = 0;
+    while (waitpid(session->pid, &status, 0) < 0 && errno == EINTR) {
+    }
+}
+
+void MGChildServiceConnection::send(MGAclRemoteMethod method, const QCborMap &arguments, ReplyHandler onReply,
+                                    ErrorHandler onError)
+{
+    std::shared_ptr<Session> session;
+    quint64 id = 0;
+    MGError startError;
+    {
+        QMutexLocker locker(&m_lock);
+        id = m_nextId++;
+        if (!m_session || m_session->dead)
+            m_session = startSession(&startError);
+        session = m_session;
+    }
+    if (!session) {
+        replyQueue().async([onError, startError] { onError(startError); });
+        return;
+    }
+    if (!session->add(id, {std::move(onReply), onError})) {
+        replyQueue().async([onError] { onError(connectionError(Interrupted, InterruptedText)); });
+        return;
+    }
+    const QByteArray bytes = request(id, method, arguments).toCborValue().toCbor();
+    int rc = 0;
+    {
+        QMutexLocker locker(&session->writeLock);
+        rc = MGFrames::writeFrame(session->fd, bytes);
+    }
+    // A write into a closed connection is answered by the reader, which fails every
+    // waiting call; a request too large to send fails on its own.
+    if (rc == EMSGSIZE) {
+        if (const auto call = session->take(id)) {
+            const MGError tooLarge = connectionError(Invalid, QStringLiteral("The request is too large for the ACL service."));
+            replyQueue().async([onError = call->onError, tooLarge] { onError(tooLarge); });
+        }
+    }
+}

@@ -1,0 +1,297 @@
+#include "MGAclEntry.h"
+
+#include "CBIdentityAuthority.h"
+#include "MGCborReader.h"
+#include "NTLocalizedString.h"
+
+#include <QCborMap>
+
+namespace {
+constexpr qsizetype MaximumNameLength = 1024;
+}
+
+MGAclEntry::Pointer MGAclEntry::newEntryForDirectory(bool directory)
+{
+    // A folder's new entry applies to the folder and is passed on to everything created in
+    // it, which is what people expect when they grant someone access to a folder.
+    const quint32 flags = directory ? MGAclFlag::FileInherit | MGAclFlag::DirectoryInherit : 0;
+    const CBIdentity user = CBIdentityAuthority::defaultIdentityAuthority().currentUser();
+    return aclEntry(Allow, user, MGAclPermissionSet::groupPermissions(MGAclPermissionSet::Read, directory), flags,
+                    directory, true);
+}
+
+MGAclEntry::Pointer MGAclEntry::aclEntry(int tag, const CBIdentity &identity, quint32 permissions, quint32 flags,
+                                         bool directory, bool posix)
+{
+    Pointer entry(new MGAclEntry);
+    entry->m_tag = tag;
+    entry->m_identity = identity;
+    entry->m_permissions = permissions;
+    entry->m_flags = flags;
+    entry->m_directory = directory;
+    entry->m_posix = posix;
+    return entry;
+}
+
+MGAclEntry::Pointer MGAclEntry::posixEntry(Kind kind, const CBIdentity &identity, int rwx, bool directory)
+{
+    Pointer entry = aclEntry(Allow, identity, MGAclPermissionSet::fromPosixBits(rwx, directory), 0, directory, true);
+    entry->m_kind = kind;
+    return entry;
+}
+
+qint64 MGAclEntry::permissionGroup() const
+{
+    if (m_customPicked)
+        return MGAclPermissionSet::Custom;
+    return MGAclPermissionSet::groupForPermissions(m_permissions, m_directory, m_posix);
+}
+
+qint64 MGAclEntry::canonicalScore() const
+{
+    // Explicit entries before inherited ones, and within each, deny before allow.
+    return (inherited() ? 0 : 2) + (m_tag == Deny ? 1 : 0);
+}
+
+QString MGAclEntry::identityText() const
+{
+    const QString acl = QStringLiteral("ACL");
+    switch (m_kind) {
+    case Kind::Owner:
+        return NTLocalizedString::localize(QStringLiteral("Owner"), acl) + QStringLiteral(": ") + m_identity.displayName();
+    case Kind::OwningGroup:
+        return NTLocalizedString::localize(QStringLiteral("Group"), acl) + QStringLiteral(": ") + m_identity.displayName();
+    default:
+        return m_identity.displayName();
+    }
+}
+
+void MGAclEntry::announce(std::initializer_list<const char *> keys)
+{
+    for (const char *key : keys)
+        emit changed(QString::fromLatin1(key));
+}
+
+void MGAclEntry::setTag(int tag)
+{
+    if (tag == m_tag)
+        return;
+    m_tag = tag;
+    announce({"tag", "canonicalScore"});
+}
+
+void MGAclEntry::setIdentity(const CBIdentity &identity)
+{
+    if (identity == m_identity && identity.posixName() == m_identity.posixName())
+        return;
+    m_identity = identity;
+    announce({"identity"});
+}
+
+void MGAclEntry::setPermissions(quint32 permissions)
+{
+    const bool wasCustom = m_customPicked;
+    m_customPicked = false;
+    if (permissions == m_permissions) {
+        if (wasCustom)
+            announce({"permissionGroup"});
+        return;
+    }
+    m_permissions = permissions;
+    announce({"permissions", "permissionGroup", "isShallow"});
+}
+
+void MGAclEntry::setFlags(quint32 flags)
+{
+    if (flags == m_flags)
+        return;
+    const bool inheritedChanged = (flags ^ m_flags) & MGAclFlag::Inherited;
+    m_flags = flags;
+    if (inheritedChanged)
+        announce({"flags", "inherited", "canonicalScore"});
+    else
+        announce({"flags"});
+}
+
+void MGAclEntry::setInherited(bool inherited)
+{
+    setFlags(inherited ? m_flags | MGAclFlag::Inherited : m_flags & ~quint32(MGAclFlag::Inherited));
+}
+
+void MGAclEntry::setPermissionGroup(qint64 group)
+{
+    if (group == MGAclPermissionSet::Custom) {
+        if (!m_customPicked) {
+            m_customPicked = true;
+            announce({"permissionGroup"});
+        }
+        return;
+    }
+    if (!availablePermissionGroups().contains(int(group)))
+        return;
+    setPermissions(MGAclPermissionSet::groupPermissions(int(group), m_directory));
+}
+
+int MGAclEntry::permissionState(quint32 mask) const
+{
+    const quint32 held = m_permissions & mask;
+    if (held == mask)
+        return 1;
+    return held == 0 ? 0 : -1;
+}
+
+void MGAclEntry::setPermission(quint32 mask, bool on)
+{
+    setPermissions(on ? m_permissions | mask : m_permissions & ~mask);
+}
+
+QList<int> MGAclEntry::availablePermissionGroups() const
+{
+    return MGAclPermissionSet::availableGroups(m_directory, m_posix);
+}
+
+QList<MGAclPermissionSet::Item> MGAclEntry::editablePermissions() const
+{
+    return MGAclPermissionSet::editableItems(m_directory, m_posix);
+}
+
+bool MGAclEntry::convertInheritedToDirectoryEntry()
+{
+    using namespace MGAclFlag;
+    if (!isAcl())
+        return false;
+    quint32 flags = m_flags;
+    if (flags & DirectoryInherit) {
+        // A limited entry stops at the child: it applies there and passes on no further.
+        flags &= (flags & LimitInherit) ? ~quint32(Inheritance) : ~quint32(OnlyInherit);
+    } else if ((flags & FileInherit) && !(flags & LimitInherit)) {
+        // Meant for files only: the child folder carries it on to the files below it
+        // without being governed by it itself.
+        flags |= OnlyInherit;
+    } else {
+        return false;
+    }
+    setFlags(flags | Inherited);
+    return true;
+}
+
+bool MGAclEntry::convertInheritedToFileEntry()
+{
+    using namespace MGAclFlag;
+    if (!isAcl() || !(m_flags & FileInherit))
+        return false;
+    // A file has no children, so its copy keeps no inheritance flags.
+    setFlags((m_flags & ~quint32(Inheritance)) | Inherited);
+    return true;
+}
+
+QString MGAclEntry::posixProblem() const
+{
+    using namespace MGAclFlag;
+    if (!isAcl())
+        return MGAclPermissionSet::isPosixRepresentable(m_permissions, m_directory)
+            ? QString()
+            : QStringLiteral("permissions other than read, write and execute");
+    if (m_tag != Allow)
+        return m_tag == Deny ? QStringLiteral("a Deny entry") : QStringLiteral("an entry of undefined kind");
+    if (!m_identity.isValid())
+        return QStringLiteral("an entry without a user or group");
+    if (!MGAclPermissionSet::isPosixRepresentable(m_permissions, m_directory))
+        return QStringLiteral("permissions other than read, write and execute");
+    const quint32 inheritance = m_flags & Inheritance;
+    // The owner, group, everyone and mask principals exist in a POSIX ACL only as what a
+    // folder passes on; for the item itself they are its POSIX settings.
+    if (m_identity.isSpecial() && (!m_directory || inheritance != (FileInherit | DirectoryInherit | OnlyInherit)))
+        return QStringLiteral("an owner, group, everyone or mask entry that applies to the item itself");
+    if (!m_directory && inheritance)
+        return QStringLiteral("inheritance flags on a file");
+    if (m_directory && inheritance && inheritance != (FileInherit | DirectoryInherit)
+        && inheritance != (FileInherit | DirectoryInherit | OnlyInherit))
+        return QStringLiteral("inheritance to only files, only folders or one level");
+    return QString();
+}
+
+void MGAclEntry::addObserver(QObject *observer)
+{
+    if (!observer || m_observers.contains(observer))
+        return;
+    m_observers.insert(observer, connect(this, &MGAclEntry::changed, observer, [this, observer](const QString &key) {
+        QMetaObject::invokeMethod(observer, "observeValueForKeyPath", Qt::DirectConnection,
+                                  Q_ARG(QString, key), Q_ARG(QObject *, this));
+    }));
+}
+
+void MGAclEntry::removeObserver(QObject *observer)
+{
+    const auto it = m_observers.find(observer);
+    if (it == m_observers.end())
+        return;
+    disconnect(*it);
+    m_observers.erase(it);
+}
+
+bool MGAclEntry::isEqual(const MGAclEntry &other) const
+{
+    return m_kind == other.m_kind && m_tag == other.m_tag && m_identity == other.m_identity
+        && m_permissions == other.m_permissions && m_flags == other.m_flags;
+}
+
+MGAclEntry::Pointer MGAclEntry::copy() const
+{
+    Pointer entry = aclEntry(m_tag, m_identity, m_permissions, m_flags, m_directory, m_posix);
+    entry->m_kind = m_kind;
+    return entry;
+}
+
+QCborValue MGAclEntry::toCbor() const
+{
+    QCborMap identity;
+    identity.insert(QStringLiteral("class"), int(m_identity.identityClass()));
+    identity.insert(QStringLiteral("id"), qint64(m_identity.posixID()));
+    identity.insert(QStringLiteral("name"), m_identity.posixName());
+    identity.insert(QStringLiteral("fullName"), m_identity.fullName());
+    QCborMap map;
+    map.insert(QStringLiteral("kind"), int(m_kind));
+    map.insert(QStringLiteral("tag"), m_tag);
+    map.insert(QStringLiteral("identity"), identity);
+    map.insert(QStringLiteral("permissions"), qint64(m_permissions));
+    map.insert(QStringLiteral("flags"), qint64(m_flags));
+    map.insert(QStringLiteral("directory"), m_directory);
+    map.insert(QStringLiteral("posix"), m_posix);
+    return map;
+}
+
+MGAclEntry::Pointer MGAclEntry::fromCbor(const QCborValue &value, QString *problem)
+{
+    MGCborReader read(problem);
+    const QString what = QStringLiteral("entry");
+    const auto map = read.map(value, what,
+                              {QStringLiteral("kind"), QStringLiteral("tag"), QStringLiteral("identity"),
+                               QStringLiteral("permissions"), QStringLiteral("flags"), QStringLiteral("directory"),
+                               QStringLiteral("posix")});
+    if (!map)
+        return nullptr;
+    const auto kind = read.integer(*map, what, QStringLiteral("kind"), 0, int(Kind::Mask));
+    const auto tag = read.integer(*map, what, QStringLiteral("tag"), INT32_MIN, INT32_MAX);
+    const auto permissions = read.bits(*map, what, QStringLiteral("permissions"), MGAclPermission::All);
+    const auto flags = read.bits(*map, what, QStringLiteral("flags"), MGAclFlag::All);
+    const auto directory = read.boolean(*map, what, QStringLiteral("directory"));
+    const auto posix = read.boolean(*map, what, QStringLiteral("posix"));
+    const QString whose = QStringLiteral("entry identity");
+    const auto identity = read.map(map->value(QStringLiteral("identity")), whose,
+                                   {QStringLiteral("class"), QStringLiteral("id"), QStringLiteral("name"),
+                                    QStringLiteral("fullName")});
+    if (!identity)
+        return nullptr;
+    const auto identityClass = read.integer(*identity, whose, QStringLiteral("class"), 0, CBIdentity::LastClass);
+    const auto id = read.integer(*identity, whose, QStringLiteral("id"), 0, UINT32_MAX);
+    const auto name = read.text(*identity, whose, QStringLiteral("name"), MaximumNameLength);
+    const auto fullName = read.text(*identity, whose, QStringLiteral("fullName"), MaximumNameLength);
+    if (!read.ok())
+        return nullptr;
+    const CBIdentity who(CBIdentity::Class(*identityClass), quint32(*id), *name,
+                         *fullName == *name ? QString() : *fullName);
+    Pointer entry = aclEntry(int(*tag), who, *permissions, *flags, *directory, *posix);
+    entry->m_kind = Kind(*kind);
+    return entry;
+}

@@ -1,0 +1,111 @@
+#pragma once
+
+#include "CBIdentity.h"
+#include "MGAclPermissionSet.h"
+
+#include <QCborValue>
+#include <QHash>
+#include <QObject>
+#include <memory>
+
+// One entry of an item's permission list: an ACL rule (allow or deny, for a user or group,
+// with permissions and inheritance flags), or one of the item's POSIX settings (owner,
+// owning group, other, mask), which are not part of the ACL.
+//
+// Every change of a user-editable property is announced with changed(key) for that key and
+// for each key derived from it; addObserver() forwards these to an observer's
+// observeValueForKeyPath(QString, QObject*) slot.
+class MGAclEntry : public QObject, public std::enable_shared_from_this<MGAclEntry>
+{
+    Q_OBJECT
+    Q_PROPERTY(int tag READ tag WRITE setTag)
+    Q_PROPERTY(CBIdentity identity READ identity WRITE setIdentity)
+    Q_PROPERTY(quint32 permissions READ permissions WRITE setPermissions)
+    Q_PROPERTY(quint32 flags READ flags WRITE setFlags)
+    Q_PROPERTY(bool inherited READ inherited WRITE setInherited)
+    Q_PROPERTY(qint64 permissionGroup READ permissionGroup WRITE setPermissionGroup)
+    Q_PROPERTY(bool isAcl READ isAcl)
+    Q_PROPERTY(bool isShallow READ isShallow)
+    Q_PROPERTY(qint64 canonicalScore READ canonicalScore)
+
+public:
+    using Pointer = std::shared_ptr<MGAclEntry>;
+
+    enum Tag : int { UndefinedTag = 0, Allow = 1, Deny = 2 };
+    enum class Kind { Acl = 0, Owner = 1, OwningGroup = 2, Other = 3, Mask = 4 };
+
+    // A new explicit entry to be added to a folder's list (true) or a file's (false).
+    static Pointer newEntryForDirectory(bool directory);
+    static Pointer aclEntry(int tag, const CBIdentity &identity, quint32 permissions, quint32 flags,
+                            bool directory, bool posix);
+    // An entry of the POSIX section with r/w/x bits (4, 2, 1).
+    static Pointer posixEntry(Kind kind, const CBIdentity &identity, int rwx, bool directory);
+
+    Kind kind() const { return m_kind; }
+    bool isAcl() const { return m_kind == Kind::Acl; }
+    int tag() const { return m_tag; }
+    const CBIdentity &identity() const { return m_identity; }
+    quint32 permissions() const { return m_permissions; }
+    quint32 flags() const { return m_flags; }
+    bool inherited() const { return m_flags & MGAclFlag::Inherited; }
+    bool isDirectory() const { return m_directory; }
+    // Stored in a POSIX ACL: only the r/w/x sets and the flags such an ACL can hold are offered.
+    bool isPosix() const { return m_posix; }
+    bool isShallow() const { return m_permissions == 0; }
+    qint64 permissionGroup() const;
+    qint64 canonicalScore() const;
+    // Who the entry is for, as shown: "Owner: alice" and "Group: staff" for the item's owner
+    // and owning group, the user's or group's name otherwise.
+    QString identityText() const;
+
+    void setTag(int tag);
+    void setIdentity(const CBIdentity &identity);
+    void setPermissions(quint32 permissions);
+    void setFlags(quint32 flags);
+    void setInherited(bool inherited);
+    // 1 to 5 take that group's permissions; 6 (custom) keeps the permissions and makes
+    // permissionGroup read 6 until the permissions change; other codes are ignored.
+    void setPermissionGroup(qint64 group);
+
+    // Permission rows for the editor: on when every bit of `mask` is set, off when none is,
+    // -1 (mixed) otherwise.
+    int permissionState(quint32 mask) const;
+    void setPermission(quint32 mask, bool on);
+    QList<int> availablePermissionGroups() const;
+    QList<MGAclPermissionSet::Item> editablePermissions() const;
+
+    // Turns this entry of a folder's ACL into the copy that a new child folder (or file)
+    // inherits, answering whether it passes to such a child at all. Nothing changes when
+    // the answer is false.
+    bool convertInheritedToDirectoryEntry();
+    bool convertInheritedToFileEntry();
+
+    // What a POSIX ACL cannot hold of this entry; empty when it can hold all of it.
+    QString posixProblem() const;
+
+    void addObserver(QObject *observer);
+    void removeObserver(QObject *observer);
+
+    bool isEqual(const MGAclEntry &other) const;
+    Pointer copy() const;
+
+    QCborValue toCbor() const;
+    static Pointer fromCbor(const QCborValue &value, QString *problem);
+
+signals:
+    void changed(const QString &keyPath);
+
+private:
+    MGAclEntry() = default;
+    void announce(std::initializer_list<const char *> keys);
+
+    Kind m_kind = Kind::Acl;
+    int m_tag = Allow;
+    CBIdentity m_identity;
+    quint32 m_permissions = 0;
+    quint32 m_flags = 0;
+    bool m_directory = false;
+    bool m_posix = true;
+    bool m_customPicked = false;
+    QHash<QObject *, QMetaObject::Connection> m_observers;
+};

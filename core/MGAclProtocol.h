@@ -1,0 +1,38 @@
+#pragma once
+
+#include <QCborMap>
+#include <QString>
+#include <optional>
+
+// The ACL service's remote methods, one per operation of the editor.
+enum class MGAclRemoteMethod { GetEntries, SetEntries, PropagateEntries, GetAccess };
+
+// What the editor and the ACL service agree on, in one place: the remote methods with the
+// authorisation right that covers each on the privileged service and the description a
+// failed call is reported under, the privileged service's names on the system bus, and
+// the shape of requests.
+//
+// A request is the CBOR map {"id": n, "method": selector, "locale": "de_DE", "args": {...}};
+// its reply is {"id": n} and the method's result ("entries", "access") or an "error".
+namespace MGAclProtocol {
+
+inline constexpr MGAclRemoteMethod Methods[] = {MGAclRemoteMethod::GetEntries, MGAclRemoteMethod::SetEntries,
+                                                MGAclRemoteMethod::PropagateEntries, MGAclRemoteMethod::GetAccess};
+
+// The method's name in requests (its selector).
+const char *selector(MGAclRemoteMethod method);
+// The authorisation right that covers the method on the privileged service.
+const char *right(MGAclRemoteMethod method);
+// The description a connection or authorisation failure of the method is wrapped in.
+QString description(MGAclRemoteMethod method);
+std::optional<MGAclRemoteMethod> methodForSelector(const QString &selector);
+
+// The privileged service on the system bus.
+inline constexpr const char *ServiceName = "com.quillwork.Marrowgate.AclService";
+inline constexpr const char *ObjectPath = "/com/quillwork/Marrowgate/AclService";
+inline constexpr const char *Interface = "com.quillwork.Marrowgate.AclService";
+
+// A request as it crosses the connection: number, method, the caller's language and the
+// method's arguments.
+QCborMap request(quint64 id, MGAclRemoteMethod method, const QString &locale, const QCborMap &arguments);
+}

@@ -1,0 +1,143 @@
+#include "MGCborReader.h"
+
+namespace {
+QString field(const QString &what, const QString &key)
+{
+    return QStringLiteral("%1 field \u201c%2\u201d").arg(what, key);
+}
+}
+
+bool MGCborReader::fail(const QString &why)
+{
+    if (m_ok && m_problem)
+        *m_problem = why;
+    m_ok = false;
+    return false;
+}
+
+std::optional<QCborMap> MGCborReader::map(const QCborValue &value, const QString &what, const QStringList &required,
+                                          const QStringList &optional)
+{
+    if (!m_ok)
+        return std::nullopt;
+    if (!value.isMap()) {
+        fail(QStringLiteral("%1 is not a map").arg(what));
+        return std::nullopt;
+    }
+    const QCborMap map = value.toMap();
+    for (auto it = map.constBegin(); it != map.constEnd(); ++it) {
+        const QString key = it.key().isString() ? it.key().toString() : QString();
+        if (key.isEmpty() || (!required.contains(key) && !optional.contains(key))) {
+            fail(QStringLiteral("%1 has an unknown field").arg(what));
+            return std::nullopt;
+        }
+    }
+    for (const QString &key : required) {
+        if (!map.contains(key)) {
+            fail(QStringLiteral("%1 has no field \u201c%2\u201d").arg(what, key));
+            return std::nullopt;
+        }
+    }
+    return map;
+}
+
+std::optional<QCborArray> MGCborReader::array(const QCborValue &value, const QString &what, qsizetype maximumItems)
+{
+    if (!m_ok)
+        return std::nullopt;
+    if (!value.isArray()) {
+        fail(QStringLiteral("%1 is not a list").arg(what));
+        return std::nullopt;
+    }
+    QCborArray array = value.toArray();
+    if (array.size() > maximumItems) {
+        fail(QStringLiteral("%1 has too many items").arg(what));
+        return std::nullopt;
+    }
+    return array;
+}
+
+std::optional<qint64> MGCborReader::integer(const QCborMap &map, const QString &what, const QString &key,
+                                            qint64 minimum, qint64 maximum)
+{
+    if (!m_ok)
+        return std::nullopt;
+    const QCborValue value = map.value(key);
+    if (!value.isInteger()) {
+        fail(field(what, key) + QStringLiteral(" is not a whole number"));
+        return std::nullopt;
+    }
+    const qint64 number = value.toInteger();
+    if (number < minimum || number > maximum) {
+        fail(field(what, key) + QStringLiteral(" is out of range"));
+        return std::nullopt;
+    }
+    return number;
+}
+
+std::optional<quint32> MGCborReader::bits(const QCborMap &map, const QString &what, const QString &key,
+                                          quint32 allowed)
+{
+    const std::optional<qint64> number = integer(map, what, key, 0, allowed);
+    if (!number)
+        return std::nullopt;
+    if (quint64(*number) & ~quint64(allowed)) {
+        fail(field(what, key) + QStringLiteral(" holds unknown bits"));
+        return std::nullopt;
+    }
+    return quint32(*number);
+}
+
+std::optional<bool> MGCborReader::boolean(const QCborMap &map, const QString &what, const QString &key)
+{
+    if (!m_ok)
+        return std::nullopt;
+    const QCborValue value = map.value(key);
+    if (!value.isBool()) {
+        fail(field(what, key) + QStringLiteral(" is not true or false"));
+        return std::nullopt;
+    }
+    return value.toBool();
+}
+
+std::optional<QString> MGCborReader::text(const QCborMap &map, const QString &what, const QString &key,
+                                          qsizetype maximumLength)
+{
+    if (!m_ok)
+        return std::nullopt;
+    return text(map.value(key), field(what, key), maximumLength);
+}
+
+std::optional<QString> MGCborReader::text(const QCborValue &value, const QString &what, qsizetype maximumLength)
+{
+    if (!m_ok)
+        return std::nullopt;
+    if (!value.isString()) {
+        fail(what + QStringLiteral(" is not a text"));
+        return std::nullopt;
+    }
+    QString string = value.toString();
+    if (string.size() > maximumLength) {
+        fail(what + QStringLiteral(" is too long"));
+        return std::nullopt;
+    }
+    return string;
+}
+
+std::optional<QByteArray> MGCborReader::bytes(const QCborMap &map, const QString &what, const QString &key,
+                                              qsizetype maximumLength)
+{
+    if (!m_ok)
+        return std::nullopt;
+    const QCborValue value = map.value(key);
+    if (!value.isByteArray()) {
+        fail(field(what, key) + QStringLiteral(" is not a byte string"));
+        return std::nullopt;
+    }
+    QByteArray data = value.toByteArray();
+    if (data.size() > maximumLength) {
+        fail(field(what, key) + QStringLiteral(" is too long"));
+        return std::nullopt;
+    }
+    return data;
+}

@@ -1,0 +1,22 @@
+#pragma once
+
+#include <QString>
+
+// Looks texts up in the product's translation tables. The table "ACL" holds the
+// editor's own texts; the default table ("Localizable") holds shared words such as
+// "Yes", "No", "OK" and "Cancel".
+class NTLocalizedString
+{
+public:
+    static constexpr const char *DefaultTable = "Localizable";
+
+    static QString localize(const QString &key);
+    static QString localize(const QString &key, const QString &table);
+
+    // Loads the product's translation for `localeName` ("de", "de_DE", ...), replacing an
+    // earlier one. "C" or an unknown language falls back to the built-in English texts.
+    // Answers whether a translation was found.
+    static bool installTranslation(const QString &localeName);
+    // The language of the installed translation, or the system's when none was installed.
+    static QString currentLanguage();
+};

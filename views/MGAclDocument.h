@@ -1,0 +1,36 @@
+#pragma once
+
+#include "CBIdentity.h"
+#include "MGAclList.h"
+#include "MGTreeNode.h"
+
+#include <QObject>
+#include <QUrl>
+#include <QVariantList>
+
+class QAction;
+
+// The plug-in object as the editor's views see it: the item, its entry list, the
+// effective-access tree with the identity it is for, and the identities to choose from,
+// each observable through its changed signal. The views reach it only through this
+// interface, so they do not depend on the plug-in object's own code (which builds them).
+// Main thread only.
+class MGAclDocument : public QObject
+{
+    Q_OBJECT
+public:
+    virtual QUrl url() const = 0;
+    virtual MGAclList entries() const = 0;
+    virtual QList<MGTreeNode::Pointer> access() const = 0;
+    virtual CBIdentity identity() const = 0;
+    virtual void setIdentity(const CBIdentity &identity) = 0;
+    virtual QVariantList identities() const = 0;
+    // Whether a command of the window's menus may be chosen now.
+    virtual bool validateMenuItem(QAction *item) = 0;
+
+signals:
+    void entriesChanged();
+    void accessChanged();
+    void identitiesChanged();
+    void identityChanged();
+};
