@@ -123,7 +123,7 @@ private slots:
         REQUIRE_ROOT();
         QVERIFY(shOk(QStringLiteral("mkdir -m 700 %1 && touch %1/secret").arg(quoted(tmp.path("private")))));
         StagedBuild staged;
-        QVERIFY(staged.ok());
+        REQUIRE_STAGED(staged);
         const Run run = acl({"list", tmp.path("private/secret")}, AsNobody, &staged);
         QCOMPARE(run.status, 1);
         QVERIFY2(run.err.startsWith("Error retrieving Acces Control List entries\n") && run.err.contains("privileged ACL service"),

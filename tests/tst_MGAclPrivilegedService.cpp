@@ -76,7 +76,7 @@ private slots:
         REQUIRE_ROOT();
         QString why;
         QVERIFY2(bus.start(&why), qPrintable(why));
-        QVERIFY(staged.ok());
+        REQUIRE_STAGED(staged);
         // The ordinary service runs as nobody, so that every operation needs the privileged one.
         MGChildServiceConnection::setDefaultCommand(AsNobody + QStringList{staged.service(), "--stdio"});
         privateFolder = tmp.path("private");

@@ -101,7 +101,7 @@ private slots:
     void initTestCase()
     {
         REQUIRE_ROOT();
-        QVERIFY(staged.ok());
+        REQUIRE_STAGED(staged);
         privateFolder = tmp.path("private");
         secret = privateFolder + "/secret";
         rootFile = tmp.path("rootfile");

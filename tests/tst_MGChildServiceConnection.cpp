@@ -84,7 +84,7 @@ private slots:
         QVERIFY(shOk(QStringLiteral("mkdir -m 700 %1 && touch %1/secret && touch %2 && chmod 644 %2")
                          .arg(quoted(tmp.path("private")), quoted(tmp.path("rootfile")))));
         StagedBuild staged;
-        QVERIFY(staged.ok());
+        REQUIRE_STAGED(staged);
         MGChildServiceConnection connection(AsNobody + QStringList{staged.service(), "--stdio"});
         connection.setRemoteEncodableClasses(pluginClasses());
         auto denied = read(connection, tmp.path("private/secret"));
