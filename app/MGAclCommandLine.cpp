@@ -3,12 +3,13 @@
 #include "CBIdentityAuthority.h"
 #include "MGAclServiceClient.h"
 #include "MGAclTexts.h"
+#include "MGItemPaths.h"
 #include "MGWorkQueue.h"
 #include "NTLocalizedString.h"
 
 #include <QCoreApplication>
 #include <QEventLoop>
-#include <QFileInfo>
+#include <QFile>
 #include <cstdio>
 
 namespace {
@@ -41,16 +42,27 @@ int runOnQueue(const std::function<void(std::shared_ptr<MGAclServiceClient>, std
     return status;
 }
 
-QUrl urlFor(const QString &path)
+// The item a path argument names, links followed; a note on standard error says when the
+// path led there through a link. Nothing when there is no such item (and it says why). A
+// path through a folder this user cannot enter goes to the service as written.
+std::optional<QUrl> itemFor(const QByteArray &path)
 {
-    return QUrl::fromLocalFile(QFileInfo(path).absoluteFilePath());
+    const MGItemPaths::Resolution resolved = MGItemPaths::resolve(path);
+    if (!resolved.exists) {
+        printError(MGError::posixError(resolved.error, QStringLiteral("Cannot open"), QFile::decodeName(path)));
+        return std::nullopt;
+    }
+    if (resolved.throughLink)
+        std::fprintf(stderr, "%s\n",
+                     qPrintable(QStringLiteral("\u201c%1\u201d leads through a link to \u201c%2\u201d; this is about %2.")
+                                    .arg(QFile::decodeName(path), QFile::decodeName(resolved.path))));
+    return MGItemPaths::urlForNativePath(resolved.path);
 }
 }
 
-bool MGAclCommandLine::handles(const QStringList &arguments)
+bool MGAclCommandLine::handles(const QByteArrayList &arguments)
 {
-    return !arguments.isEmpty()
-        && (arguments.first() == QLatin1String("list") || arguments.first() == QLatin1String("access"));
+    return !arguments.isEmpty() && (arguments.first() == "list" || arguments.first() == "access");
 }
 
 QString MGAclCommandLine::permissionText(const MGAclEntry &entry)
@@ -103,11 +115,14 @@ QString MGAclCommandLine::formatTree(const QList<MGTreeNode::Pointer> &tree)
     return out;
 }
 
-int MGAclCommandLine::run(const QStringList &arguments)
+int MGAclCommandLine::run(const QByteArrayList &arguments)
 {
-    const QString command = arguments.value(0);
-    if (command == QLatin1String("list") && arguments.size() == 2) {
-        const QUrl url = urlFor(arguments[1]);
+    const QByteArray command = arguments.value(0);
+    if (command == "list" && arguments.size() == 2) {
+        const std::optional<QUrl> item = itemFor(arguments[1]);
+        if (!item)
+            return Failure;
+        const QUrl url = *item;
         return runOnQueue([url](std::shared_ptr<MGAclServiceClient> client, std::function<void(int)> finish) {
             client->getEntriesWithUrl(url, [finish](std::optional<MGAclList> list, MGResultError error) {
                 if (list)
@@ -118,13 +133,18 @@ int MGAclCommandLine::run(const QStringList &arguments)
             });
         });
     }
-    if (command == QLatin1String("access") && arguments.size() == 3) {
-        const auto identity = CBIdentityAuthority::defaultIdentityAuthority().identityWithName(arguments[1]);
+    if (command == "access" && arguments.size() == 3) {
+        const QString who = QString::fromLocal8Bit(arguments[1]);
+        const auto identity = CBIdentityAuthority::defaultIdentityAuthority().identityForText(who);
         if (!identity) {
-            std::fprintf(stderr, "No user or group is named \u201c%s\u201d.\n", qPrintable(arguments[1]));
+            std::fprintf(stderr, "%s\n",
+                         qPrintable(QStringLiteral("No user or group is named \u201c%1\u201d.").arg(who)));
             return Failure;
         }
-        const QUrl url = urlFor(arguments[2]);
+        const std::optional<QUrl> item = itemFor(arguments[2]);
+        if (!item)
+            return Failure;
+        const QUrl url = *item;
         const QUuid uuid = identity->uniqueIdentifier();
         return runOnQueue([url, uuid](std::shared_ptr<MGAclServiceClient> client, std::function<void(int)> finish) {
             client->getAccessWithUrl(url, uuid, [finish](auto tree, MGResultError error) {
@@ -136,6 +156,9 @@ int MGAclCommandLine::run(const QStringList &arguments)
             });
         });
     }
-    std::fprintf(stderr, "usage: marrowgate-acl list PATH\n       marrowgate-acl access USER-OR-GROUP PATH\n");
+    std::fprintf(stderr, "usage: marrowgate-acl list PATH\n"
+                         "       marrowgate-acl access USER-OR-GROUP PATH\n"
+                         "USER-OR-GROUP: a name (a user before a group of the same name), user:NAME, group:NAME,\n"
+                         "uid:NUMBER or gid:NUMBER\n");
     return Usage;
 }

@@ -38,9 +38,9 @@ int runWindowHost(char **argv)
 
 int main(int argc, char **argv)
 {
-    QStringList arguments;
+    QByteArrayList arguments;
     for (int i = 1; i < argc; ++i)
-        arguments << QString::fromLocal8Bit(argv[i]);
+        arguments << QByteArray(argv[i]);
     if (!MGAclCommandLine::handles(arguments))
         return runWindowHost(argv);
     // Standard error carries the command's own errors only.

@@ -67,7 +67,12 @@ bool propagate(const QString &root)
     const MGResult<MGAclList> list = MGPosixAclStore::read(root);
     if (!list)
         return false;
-    const MGResultError error = MGAclPropagator(root, *list).run();
+    const MGResult<MGFileItem> item = MGFileItem::open(QFile::encodeName(root), QStringLiteral("Cannot propagate"));
+    if (!item) {
+        std::fprintf(stderr, "%s\n", qPrintable(item.error().localizedDescription()));
+        return false;
+    }
+    const MGResultError error = MGAclPropagator(*item, *list).run();
     if (error)
         std::fprintf(stderr, "%s\n", qPrintable(error->localizedDescription()));
     return !error;

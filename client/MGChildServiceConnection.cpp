@@ -9,6 +9,7 @@
 #include <csignal>
 #include <dlfcn.h>
 #include <spawn.h>
+#include <sys/eventfd.h>
 #include <sys/socket.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -17,6 +18,7 @@ extern char **environ;
 
 namespace {
 const QString InterruptedText = QStringLiteral("The connection to the ACL service was interrupted.");
+using Clock = std::chrono::steady_clock;
 }
 
 struct MGChildServiceConnection::Session
@@ -25,21 +27,36 @@ struct MGChildServiceConnection::Session
     {
         ReplyHandler onReply;
         ErrorHandler onError;
+        ProgressHandler onProgress;
+        Clock::duration limit;
+        Clock::time_point deadline;
     };
 
     pid_t pid = 0;
     int fd = -1;
+    int wakeFd = -1; // tells the reader that a call with a nearer deadline has come
     QMutex lock;
     QMutex writeLock;
     QHash<quint64, Call> calls;
     bool dead = false;
 
+    ~Session()
+    {
+        if (wakeFd >= 0)
+            close(wakeFd);
+    }
+
     bool add(quint64 id, Call call)
     {
-        QMutexLocker locker(&lock);
-        if (dead)
-            return false;
-        calls.insert(id, std::move(call));
+        {
+            QMutexLocker locker(&lock);
+            if (dead)
+                return false;
+            call.deadline = Clock::now() + call.limit;
+            calls.insert(id, std::move(call));
+        }
+        const quint64 one = 1;
+        (void)!write(wakeFd, &one, sizeof one);
         return true;
     }
     std::optional<Call> take(quint64 id)
@@ -52,12 +69,35 @@ struct MGChildServiceConnection::Session
         calls.erase(it);
         return call;
     }
-    // Marks the session over and answers the calls still waiting; each is taken once.
-    QList<Call> end()
+    // A progress report: the call has its full time again. Answers its progress handler
+    // (empty when it has none), or nothing when no such call waits.
+    std::optional<ProgressHandler> refresh(quint64 id)
+    {
+        QMutexLocker locker(&lock);
+        const auto it = calls.find(id);
+        if (it == calls.end())
+            return std::nullopt;
+        it->deadline = Clock::now() + it->limit;
+        return it->onProgress;
+    }
+    Clock::time_point nearestDeadline()
+    {
+        QMutexLocker locker(&lock);
+        Clock::time_point nearest = Clock::time_point::max();
+        for (const Call &call : std::as_const(calls))
+            nearest = std::min(nearest, call.deadline);
+        return nearest;
+    }
+    // Marks the session over and answers the calls still waiting, each taken once, with
+    // whether its time had run out.
+    QList<std::pair<Call, bool>> end()
     {
         QMutexLocker locker(&lock);
         dead = true;
-        QList<Call> waiting = calls.values();
+        const Clock::time_point now = Clock::now();
+        QList<std::pair<Call, bool>> waiting;
+        for (const Call &call : std::as_const(calls))
+            waiting << std::make_pair(call, call.deadline <= now);
         calls.clear();
         return waiting;
     }
@@ -161,6 +201,7 @@ std::shared_ptr<MGChildServiceConnection::Session> MGChildServiceConnection::sta
     auto session = std::make_shared<Session>();
     session->pid = pid;
     session->fd = sockets[0];
+    session->wakeFd = eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
     m_readers.emplace_back([this, session] { readReplies(session); });
     return session;
 }
@@ -169,17 +210,37 @@ void MGChildServiceConnection::readReplies(std::shared_ptr<Session> session)
 {
     QString failure = InterruptedText;
     ErrorCode code = Interrupted;
+    MGFrameReader reader(session->fd, session->wakeFd);
     for (;;) {
         QByteArray frame;
-        const MGFrames::ReadStatus status = MGFrames::readFrame(session->fd, &frame);
-        if (status == MGFrames::ReadStatus::Closed || status == MGFrames::ReadStatus::Error)
+        const MGFrames::ReadStatus status = reader.next(&frame, session->nearestDeadline());
+        if (status == MGFrames::ReadStatus::Woken)
+            continue;
+        if (status == MGFrames::ReadStatus::TimedOut) {
+            if (session->nearestDeadline() > Clock::now())
+                continue; // a progress report moved it
+            // A service that says nothing in time is stuck (stopped, or busy forever): it is
+            // ended, and the next call starts a new one.
+            kill(session->pid, SIGKILL);
+            break;
+        }
+        if (status != MGFrames::ReadStatus::Ok && status != MGFrames::ReadStatus::TooLarge)
             break;
         QCborParserError parseError;
         const QCborValue reply = QCborValue::fromCbor(frame, &parseError);
-        const QCborValue id = reply.toMap().value(QStringLiteral("id"));
+        const QCborMap map = reply.toMap();
+        const QCborValue id = map.value(QStringLiteral("id"));
+        const bool wellFormed = status == MGFrames::ReadStatus::Ok && parseError.error == QCborError::NoError
+            && reply.isMap() && id.isInteger();
+        if (wellFormed && map.contains(QStringLiteral("progress"))) {
+            if (const auto onProgress = session->refresh(quint64(id.toInteger()))) {
+                if (*onProgress)
+                    replyQueue().async([onProgress = *onProgress, map] { onProgress(map); });
+                continue;
+            }
+        }
         std::optional<Session::Call> call;
-        if (status == MGFrames::ReadStatus::Ok && parseError.error == QCborError::NoError && reply.isMap()
-            && id.isInteger())
+        if (wellFormed && !map.contains(QStringLiteral("progress")))
             call = session->take(quint64(id.toInteger()));
         if (!call) {
             // Nothing the service says can be trusted after a reply that is not one.
@@ -188,11 +249,16 @@ void MGChildServiceConnection::readReplies(std::shared_ptr<Session> session)
             kill(session->pid, SIGKILL);
             break;
         }
-        replyQueue().async([onReply = call->onReply, map = reply.toMap()] { onReply(map); });
+        replyQueue().async([onReply = call->onReply, map] { onReply(map); });
     }
     const MGError error = connectionError(code, failure);
-    for (const Session::Call &call : session->end())
-        replyQueue().async([onError = call.onError, error] { onError(error); });
+    for (const auto &[call, timedOut] : session->end()) {
+        const MGError answer = timedOut
+            ? connectionError(TimedOut, QStringLiteral("The ACL service did not answer within %1 seconds.")
+                                            .arg(std::chrono::duration_cast<std::chrono::seconds>(call.limit).count()))
+            : error;
+        replyQueue().async([onError = call.onError, answer] { onError(answer); });
+    }
     close(session->fd);
     int status = 0;
     while (waitpid(session->pid, &status, 0) < 0 && errno == EINTR) {
@@ -200,7 +266,7 @@ void MGChildServiceConnection::readReplies(std::shared_ptr<Session> session)
 }
 
 void MGChildServiceConnection::send(MGAclRemoteMethod method, const QCborMap &arguments, ReplyHandler onReply,
-                                    ErrorHandler onError)
+                                    ErrorHandler onError, ProgressHandler onProgress)
 {
     std::shared_ptr<Session> session;
     quint64 id = 0;
@@ -216,7 +282,8 @@ void MGChildServiceConnection::send(MGAclRemoteMethod method, const QCborMap &ar
         replyQueue().async([onError, startError] { onError(startError); });
         return;
     }
-    if (!session->add(id, {std::move(onReply), onError})) {
+    const Clock::duration limit = timeLimit(method);
+    if (!session->add(id, {std::move(onReply), onError, std::move(onProgress), limit, {}})) {
         replyQueue().async([onError] { onError(connectionError(Interrupted, InterruptedText)); });
         return;
     }
@@ -224,10 +291,13 @@ void MGChildServiceConnection::send(MGAclRemoteMethod method, const QCborMap &ar
     int rc = 0;
     {
         QMutexLocker locker(&session->writeLock);
-        rc = MGFrames::writeFrame(session->fd, bytes);
+        rc = MGFrames::writeFrame(session->fd, bytes, Clock::now() + limit);
     }
     // A write into a closed connection is answered by the reader, which fails every
-    // waiting call; a request too large to send fails on its own.
+    // waiting call; so is a service that stopped reading (its time runs out); a request
+    // too large to send fails on its own.
+    if (rc == ETIMEDOUT)
+        kill(session->pid, SIGKILL);
     if (rc == EMSGSIZE) {
         if (const auto call = session->take(id)) {
             const MGError tooLarge = connectionError(Invalid, QStringLiteral("The request is too large for the ACL service."));

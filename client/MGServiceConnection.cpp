@@ -1,5 +1,6 @@
 #include "MGServiceConnection.h"
 
+#include "MGItemPaths.h"
 #include "NTLocalizedString.h"
 
 #include <QCborArray>
@@ -16,7 +17,7 @@ public:
 
     void getAclEntriesWithUrl(const QUrl &url, EntriesReply reply) override
     {
-        call(MGAclRemoteMethod::GetEntries, {{QStringLiteral("url"), url.toLocalFile()}}, [reply](const QCborMap &map, QString *why) {
+        call(MGAclRemoteMethod::GetEntries, {{QStringLiteral("path"), MGItemPaths::nativePath(url)}}, [reply](const QCborMap &map, QString *why) {
             const QCborValue entries = map.value(QStringLiteral("entries"));
             std::optional<MGAclList> list;
             if (!entries.isUndefined() && !(list = MGAclLists::fromCbor(entries, why)))
@@ -41,7 +42,7 @@ public:
 
     void getAclAccessWithUrl(const QUrl &url, const QUuid &uuid, AccessReply reply) override
     {
-        call(MGAclRemoteMethod::GetAccess, {{QStringLiteral("url"), url.toLocalFile()}, {QStringLiteral("uuid"), uuid.toString(QUuid::WithoutBraces)}},
+        call(MGAclRemoteMethod::GetAccess, {{QStringLiteral("path"), MGItemPaths::nativePath(url)}, {QStringLiteral("uuid"), uuid.toString(QUuid::WithoutBraces)}},
              [reply](const QCborMap &map, QString *why) {
                  const QCborValue access = map.value(QStringLiteral("access"));
                  std::optional<QList<MGTreeNode::Pointer>> tree;
@@ -70,7 +71,7 @@ private:
     // A list and an item in, only an error back.
     void sendList(MGAclRemoteMethod method, const MGAclList &entries, const QUrl &url, ErrorReply reply)
     {
-        call(method, {{QStringLiteral("url"), url.toLocalFile()}, {QStringLiteral("entries"), MGAclLists::toCbor(entries)}},
+        call(method, {{QStringLiteral("path"), MGItemPaths::nativePath(url)}, {QStringLiteral("entries"), MGAclLists::toCbor(entries)}},
              [reply](const QCborMap &map, QString *why) {
                  MGResultError error;
                  if (!decodeError(map, &error, why))
@@ -135,6 +136,17 @@ MGRemoteClasses::Classes MGServiceConnection::allowedClasses(const QString &meth
 {
     QMutexLocker locker(&m_classesLock);
     return m_classes.value(method);
+}
+
+std::chrono::milliseconds MGServiceConnection::timeLimit(MGAclRemoteMethod method) const
+{
+    const qint64 set = m_timeLimit;
+    return set > 0 ? std::chrono::milliseconds(set) : MGAclProtocol::timeLimit(method);
+}
+
+void MGServiceConnection::setTimeLimit(std::optional<std::chrono::milliseconds> limit)
+{
+    m_timeLimit = limit ? qMax<qint64>(1, limit->count()) : 0;
 }
 
 QCborMap MGServiceConnection::request(quint64 id, MGAclRemoteMethod method, const QCborMap &arguments)

@@ -18,8 +18,9 @@ class MGServiceConnection
 public:
     using ReplyHandler = std::function<void(const QCborMap &reply)>;
     using ErrorHandler = std::function<void(const MGError &error)>;
+    using ProgressHandler = std::function<void(const QCborMap &progress)>;
 
-    enum ErrorCode { Interrupted = 4097, Invalid = 4099, MalformedReply = 4864 };
+    enum ErrorCode { Interrupted = 4097, TimedOut = 4098, Invalid = 4099, MalformedReply = 4864 };
     static MGError connectionError(ErrorCode code, const QString &description);
 
     explicit MGServiceConnection(const QString &name);
@@ -35,8 +36,16 @@ public:
     MGWorkQueue &replyQueue() { return m_replies; }
 
     // Sends one request. Exactly one handler runs later on the reply thread: `onReply`
-    // with the service's reply, or `onError` when the connection fails first.
-    virtual void send(MGAclRemoteMethod method, const QCborMap &arguments, ReplyHandler onReply, ErrorHandler onError) = 0;
+    // with the service's reply, or `onError` when the connection fails first or the call
+    // runs out of time (timeLimit()). `onProgress` gets the service's progress reports for
+    // the call, on the reply thread, before the reply.
+    virtual void send(MGAclRemoteMethod method, const QCborMap &arguments, ReplyHandler onReply, ErrorHandler onError,
+                      ProgressHandler onProgress = {}) = 0;
+
+    // How long a call of `method` may wait for a word from the service: the protocol's
+    // limit, unless set for this connection (for hosts with slow file systems, and tests).
+    std::chrono::milliseconds timeLimit(MGAclRemoteMethod method) const;
+    void setTimeLimit(std::optional<std::chrono::milliseconds> limit);
 
 protected:
     // The request as it crosses the connection: number, method, language and arguments.
@@ -44,6 +53,7 @@ protected:
 
 private:
     MGWorkQueue m_replies;
+    std::atomic<qint64> m_timeLimit = 0; // milliseconds; 0: the protocol's
     mutable QMutex m_classesLock;
     QHash<QString, MGRemoteClasses::Classes> m_classes;
 };

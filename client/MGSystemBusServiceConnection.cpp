@@ -9,7 +9,6 @@
 namespace {
 // Propagation over a large tree takes as long as it takes.
 constexpr int PropagationTimeout = 24 * 60 * 60 * 1000;
-constexpr int CallTimeout = 5 * 60 * 1000;
 }
 
 MGSystemBusServiceConnection::MGSystemBusServiceConnection()
@@ -35,10 +34,10 @@ MGResultError MGSystemBusServiceConnection::checkAvailable(const QDBusConnection
 }
 
 void MGSystemBusServiceConnection::send(MGAclRemoteMethod method, const QCborMap &arguments, ReplyHandler onReply,
-                                        ErrorHandler onError)
+                                        ErrorHandler onError, ProgressHandler)
 {
     const QByteArray payload = request(m_nextId++, method, arguments).toCborValue().toCbor();
-    const int timeout = method == MGAclRemoteMethod::PropagateEntries ? PropagationTimeout : CallTimeout;
+    const int timeout = method == MGAclRemoteMethod::PropagateEntries ? PropagationTimeout : int(timeLimit(method).count());
     // The call is made from the reply thread so that its answer arrives there.
     replyQueue().async([this, payload, timeout, onReply, onError] {
         QDBusMessage call = QDBusMessage::createMethodCall(QString::fromLatin1(MGAclProtocol::ServiceName), QString::fromLatin1(MGAclProtocol::ObjectPath),

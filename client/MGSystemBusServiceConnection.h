@@ -14,7 +14,8 @@ public:
     // Whether the service is running or can be started on the system bus; an error says why not.
     static MGResultError checkAvailable(const QDBusConnection &bus);
 
-    void send(MGAclRemoteMethod method, const QCborMap &arguments, ReplyHandler onReply, ErrorHandler onError) override;
+    void send(MGAclRemoteMethod method, const QCborMap &arguments, ReplyHandler onReply, ErrorHandler onError,
+              ProgressHandler onProgress = {}) override;
 
 private:
     QAtomicInteger<quint64> m_nextId = 1;

@@ -60,6 +60,10 @@ QString CBIdentity::displayName() const
     case Class::MaskSpecial:
         return NTLocalizedString::localize(QStringLiteral("Mask"), acl);
     default:
-        return m_posixName.isEmpty() ? QString::number(m_posixID) : m_posixName;
+        // An id without an account is shown in a form no name can take (no name holds a
+        // colon), so "5000" the name and 5000 the id are never mistaken for each other.
+        if (m_posixName.isEmpty())
+            return QStringLiteral("%1:%2").arg(isUser() ? QStringLiteral("uid") : QStringLiteral("gid")).arg(m_posixID);
+        return m_posixName;
     }
 }

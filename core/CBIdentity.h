@@ -39,8 +39,8 @@ public:
     // The account's descriptive name (GECOS for users); the POSIX name when there is none.
     QString fullName() const { return m_fullName.isEmpty() ? displayName() : m_fullName; }
     QUuid uniqueIdentifier() const { return isUserOrGroup() ? uuidFor(m_class, m_posixID) : QUuid(); }
-    // The name shown to the user: the POSIX name, the number for an id without one, or the
-    // translated name of a special principal.
+    // The name shown to the user: the POSIX name, "uid:N" or "gid:N" for an id without
+    // one, or the translated name of a special principal.
     QString displayName() const;
 
     // Identities are the same when they denote the same account; names are descriptive.

@@ -116,6 +116,27 @@ std::optional<CBIdentity> CBIdentityAuthority::identityWithName(const QString &n
     return groupWithName(name);
 }
 
+std::optional<CBIdentity> CBIdentityAuthority::identityForText(const QString &text) const
+{
+    const QString kind = text.section(QLatin1Char(':'), 0, 0);
+    const QString rest = text.section(QLatin1Char(':'), 1);
+    if (!text.contains(QLatin1Char(':')))
+        return identityWithName(text);
+    if (kind == QLatin1String("user"))
+        return userWithName(rest);
+    if (kind == QLatin1String("group"))
+        return groupWithName(rest);
+    bool ok = false;
+    const quint32 id = rest.toUInt(&ok);
+    if (!ok)
+        return std::nullopt;
+    if (kind == QLatin1String("uid"))
+        return identityForId(CBIdentity::Class::User, id);
+    if (kind == QLatin1String("gid"))
+        return identityForId(CBIdentity::Class::Group, id);
+    return std::nullopt;
+}
+
 std::optional<CBIdentity> CBIdentityAuthority::identityWithUniqueIdentifier(const QUuid &uuid) const
 {
     const auto [identityClass, id] = CBIdentity::decodeUuid(uuid);

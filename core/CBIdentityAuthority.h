@@ -19,6 +19,9 @@ public:
     std::optional<CBIdentity> userWithName(const QString &name) const;
     std::optional<CBIdentity> groupWithName(const QString &name) const;
     std::optional<CBIdentity> identityWithUniqueIdentifier(const QUuid &uuid) const;
+    // A user or group as people write one: a name (a user before a group of that name),
+    // "user:NAME", "group:NAME", or an id as "uid:N" or "gid:N" (which need no account).
+    std::optional<CBIdentity> identityForText(const QString &text) const;
     // A user or group with this id; named after its account when the database knows it,
     // by number otherwise (files may carry ids that have no account).
     CBIdentity identityForId(CBIdentity::Class identityClass, quint32 id) const;

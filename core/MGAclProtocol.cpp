@@ -56,6 +56,20 @@ std::optional<MGAclRemoteMethod> methodForSelector(const QString &name)
     return std::nullopt;
 }
 
+std::chrono::milliseconds timeLimit(MGAclRemoteMethod method)
+{
+    using namespace std::chrono_literals;
+    switch (method) {
+    case MGAclRemoteMethod::GetEntries:
+    case MGAclRemoteMethod::GetAccess:
+        return 30s;
+    case MGAclRemoteMethod::SetEntries:
+    case MGAclRemoteMethod::PropagateEntries:
+        return 60s;
+    }
+    return 60s;
+}
+
 QCborMap request(quint64 id, MGAclRemoteMethod method, const QString &locale, const QCborMap &arguments)
 {
     QCborMap map;

@@ -2,6 +2,7 @@
 
 #include <QCborMap>
 #include <QString>
+#include <chrono>
 #include <optional>
 
 // The ACL service's remote methods, one per operation of the editor.
@@ -13,7 +14,9 @@ enum class MGAclRemoteMethod { GetEntries, SetEntries, PropagateEntries, GetAcce
 // the shape of requests.
 //
 // A request is the CBOR map {"id": n, "method": selector, "locale": "de_DE", "args": {...}};
-// its reply is {"id": n} and the method's result ("entries", "access") or an "error".
+// its reply is {"id": n} and the method's result ("entries", "access") or an "error". While a
+// long call runs, the service may send {"id": n, "progress": {...}} for it, any number of
+// times, before the reply.
 namespace MGAclProtocol {
 
 inline constexpr MGAclRemoteMethod Methods[] = {MGAclRemoteMethod::GetEntries, MGAclRemoteMethod::SetEntries,
@@ -26,6 +29,10 @@ const char *right(MGAclRemoteMethod method);
 // The description a connection or authorisation failure of the method is wrapped in.
 QString description(MGAclRemoteMethod method);
 std::optional<MGAclRemoteMethod> methodForSelector(const QString &selector);
+// How long a call may go without an answer before the caller gives up on the service:
+// seconds for reading and writing one item; for propagation, how long it may go without a
+// progress report (the service reports while it walks).
+std::chrono::milliseconds timeLimit(MGAclRemoteMethod method);
 
 // The privileged service on the system bus.
 inline constexpr const char *ServiceName = "com.quillwork.Marrowgate.AclService";

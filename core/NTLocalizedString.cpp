@@ -1,6 +1,7 @@
 #include "NTLocalizedString.h"
 
 #include <QCoreApplication>
+#include <QHash>
 #include <QLocale>
 #include <QMutex>
 #include <QTranslator>
@@ -10,10 +11,42 @@ QMutex translatorLock;
 QTranslator *currentTranslator = nullptr;
 QString installedLanguage;
 
+// The translation a thread asked for: a loaded translator, or none for the built-in texts.
+struct ThreadTranslation
+{
+    bool set = false;
+    const QTranslator *translator = nullptr;
+};
+thread_local ThreadTranslation threadTranslation;
+
+// One translator per language, loaded on first use and kept for the process's life, so a
+// thread may use one without a lock.
+const QTranslator *translatorFor(const QString &localeName)
+{
+    static QMutex lock;
+    static QHash<QString, QTranslator *> loaded;
+    QMutexLocker locker(&lock);
+    const auto it = loaded.constFind(localeName);
+    if (it != loaded.constEnd())
+        return *it;
+    auto translator = std::make_unique<QTranslator>();
+    QTranslator *kept = nullptr;
+    if (translator->load(QLocale(localeName), QStringLiteral("marrowgate"), QStringLiteral("_"), QStringLiteral(":/i18n")))
+        kept = translator.release();
+    loaded.insert(localeName, kept);
+    return kept;
+}
+
 QString translated(const QString &table, const QString &key)
 {
     const QByteArray context = table.toUtf8();
     const QByteArray source = key.toUtf8();
+    if (threadTranslation.set) {
+        const QString text = threadTranslation.translator
+            ? threadTranslation.translator->translate(context.constData(), source.constData())
+            : QString();
+        return text.isEmpty() ? key : text;
+    }
     return QCoreApplication::translate(context.constData(), source.constData());
 }
 }
@@ -44,6 +77,17 @@ bool NTLocalizedString::installTranslation(const QString &localeName)
     QCoreApplication::installTranslator(translator.get());
     currentTranslator = translator.release();
     return true;
+}
+
+NTLocalizedString::ThreadLanguage::ThreadLanguage(const QString &localeName)
+    : m_previous(threadTranslation.translator), m_wasSet(threadTranslation.set)
+{
+    threadTranslation = {true, translatorFor(localeName)};
+}
+
+NTLocalizedString::ThreadLanguage::~ThreadLanguage()
+{
+    threadTranslation = {m_wasSet, static_cast<const QTranslator *>(m_previous)};
 }
 
 QString NTLocalizedString::currentLanguage()

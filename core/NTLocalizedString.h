@@ -19,4 +19,21 @@ public:
     static bool installTranslation(const QString &localeName);
     // The language of the installed translation, or the system's when none was installed.
     static QString currentLanguage();
+
+    // For as long as it lives, texts looked up on this thread come from `localeName`'s
+    // translation instead of the installed one (the built-in English texts for "C" or a
+    // language without one). A service answering callers of different languages at once
+    // gives each request its own.
+    class ThreadLanguage
+    {
+    public:
+        explicit ThreadLanguage(const QString &localeName);
+        ~ThreadLanguage();
+        ThreadLanguage(const ThreadLanguage &) = delete;
+        ThreadLanguage &operator=(const ThreadLanguage &) = delete;
+
+    private:
+        const void *m_previous;
+        bool m_wasSet;
+    };
 };

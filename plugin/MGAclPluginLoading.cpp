@@ -2,6 +2,7 @@
 
 #include "MGErrorAlert.h"
 #include "MGIdentities.h"
+#include "MGItemPaths.h"
 #include "MGTabViewController.h"
 #include "MGUrlResources.h"
 #include "MGWindowController.h"
@@ -27,7 +28,7 @@ void MGAclPlugin::setUrl(const QUrl &url)
     const Pointer self = shared_from_this();
     queue()->async([self, url] {
         self->updateEntries();
-        const QString path = url.toLocalFile();
+        const QString path = MGItemPaths::shownPath(url);
         MGMainQueue::async([self, path] {
             if (MGWindow *window = self->window())
                 window->setWindowIcon(QFileIconProvider().icon(QFileInfo(path)));
@@ -143,9 +144,9 @@ void MGAclPlugin::reactToSelectedTab(int index)
             self->updateAccess();
             // The item itself reports changes of its owner, mode and ACL; its folder
             // reports the item being replaced or removed.
-            const QString path = self->url().toLocalFile();
+            const QByteArray path = MGItemPaths::nativePath(self->url());
             delete self->m_fileEventer;
-            self->m_fileEventer = new MGFileEventer(self.get(), {path, QFileInfo(path).absolutePath()}, false,
+            self->m_fileEventer = new MGFileEventer(self.get(), {path, MGItemPaths::parentPath(path)}, false,
                                                     self->queue()->context());
         } else {
             delete self->m_fileEventer;

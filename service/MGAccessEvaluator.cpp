@@ -82,12 +82,12 @@ QList<MGTreeNode::Pointer> MGAccessEvaluator::accessTree(const MGPosixItemState 
     return tree;
 }
 
-MGResult<QList<MGTreeNode::Pointer>> MGAccessEvaluator::accessTree(const QString &path, const QUuid &uuid)
+MGResult<QList<MGTreeNode::Pointer>> MGAccessEvaluator::accessTree(const MGFileItem &file, const QUuid &uuid)
 {
     const MGResult<MGAccessSubject> subject = MGAccessSubject::forIdentity(uuid);
     if (!subject)
         return subject.error();
-    const MGResult<MGPosixItemState> item = MGPosixAclStore::readState(path);
+    const MGResult<MGPosixItemState> item = MGPosixAclStore::readState(file);
     if (!item)
         return item.error();
     return accessTree(*item, *subject);

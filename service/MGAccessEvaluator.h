@@ -27,6 +27,6 @@ public:
 
     // The effective-permission tree of `path` for the identity with this UUID: section rows
     // (state -1) holding permission rows (0 not granted, 1 granted).
-    static MGResult<QList<MGTreeNode::Pointer>> accessTree(const QString &path, const QUuid &uuid);
+    static MGResult<QList<MGTreeNode::Pointer>> accessTree(const MGFileItem &item, const QUuid &uuid);
     static QList<MGTreeNode::Pointer> accessTree(const MGPosixItemState &item, const MGAccessSubject &subject);
 };

@@ -1,7 +1,8 @@
 #include "MGAclBusService.h"
 
-#include "MGPolkit.h"
 #include "MGAclProtocol.h"
+#include "MGAclServiceDispatcher.h"
+#include "MGPolkit.h"
 
 #include <QCborValue>
 #include <QCoreApplication>
@@ -9,9 +10,9 @@
 #include <QDBusConnectionInterface>
 #include <cerrno>
 
-MGAclBusService::MGAclBusService(int idleSeconds, QObject *parent)
-    : QObject(parent), m_work(QStringLiteral("com.quillwork.Marrowgate.AclService.Work"))
+MGAclBusService::MGAclBusService(int idleSeconds, QObject *parent) : QObject(parent)
 {
+    m_pool.setMaxThreadCount(MaximumWorkers);
     m_idle.setSingleShot(true);
     m_idle.setInterval(idleSeconds * 1000);
     connect(&m_idle, &QTimer::timeout, this, [this] {
@@ -21,13 +22,17 @@ MGAclBusService::MGAclBusService(int idleSeconds, QObject *parent)
     m_idle.start();
 }
 
+MGAclBusService::~MGAclBusService()
+{
+    m_pool.waitForDone();
+}
+
 MGResultError MGAclBusService::registerOnBus()
 {
     QDBusConnection bus = QDBusConnection::systemBus();
     if (!bus.isConnected())
         return MGError::posixError(ENOTCONN, QStringLiteral("No system bus: %1").arg(bus.lastError().message()));
-    if (!bus.registerObject(QString::fromLatin1(MGAclProtocol::ObjectPath), this,
-                            QDBusConnection::ExportAllSlots))
+    if (!bus.registerObject(QString::fromLatin1(MGAclProtocol::ObjectPath), this, QDBusConnection::ExportAllSlots))
         return MGError::posixError(EEXIST, QStringLiteral("Cannot publish the service object"));
     if (!bus.registerService(QString::fromLatin1(MGAclProtocol::ServiceName)))
         return MGError::posixError(EEXIST, QStringLiteral("Cannot claim the bus name: %1").arg(bus.lastError().message()));
@@ -37,14 +42,66 @@ MGResultError MGAclBusService::registerOnBus()
 QByteArray MGAclBusService::Call(const QByteArray &request)
 {
     setDelayedReply(true);
+    const QDBusMessage message = this->message();
+    const QString caller = message.service();
+    bool start = false;
+    bool refused = false;
+    {
+        QMutexLocker locker(&m_lock);
+        Caller &queue = m_callers[caller];
+        const qsizetype size = request.size();
+        if (int(queue.waiting.size()) >= MaximumWaitingPerCaller || queue.bytes + size > MaximumBytesPerCaller
+            || m_bytes + size > MaximumBytes) {
+            refused = true;
+            if (queue.waiting.empty() && !queue.running)
+                m_callers.remove(caller);
+        } else {
+            queue.waiting.push_back({message, request});
+            queue.bytes += size;
+            m_bytes += size;
+            start = !queue.running;
+            queue.running = queue.running || start;
+        }
+    }
+    if (refused) {
+        // Answered at once and not kept: a caller cannot make the service hold more.
+        const QCborMap reply = MGAclServiceDispatcher::errorReply(
+            QCborValue::fromCbor(request).toMap().value(QStringLiteral("id")),
+            MGError::posixError(EBUSY, QStringLiteral("The privileged ACL service is busy with earlier requests of this "
+                                                      "program; try again when they are done.")));
+        QDBusConnection::systemBus().send(message.createReply(QVariant(reply.toCborValue().toCbor())));
+        return QByteArray();
+    }
     ++m_inFlight;
     m_idle.stop();
-    const QDBusMessage message = this->message();
-    m_work.async([this, message, request] {
-        answer(message, request);
-        QMetaObject::invokeMethod(this, &MGAclBusService::finished, Qt::QueuedConnection);
-    });
+    if (start)
+        m_pool.start([this, caller] { serve(caller); });
     return QByteArray();
+}
+
+void MGAclBusService::serve(const QString &caller)
+{
+    for (;;) {
+        Request next;
+        {
+            QMutexLocker locker(&m_lock);
+            Caller &queue = m_callers[caller];
+            if (queue.waiting.empty()) {
+                m_callers.remove(caller);
+                return;
+            }
+            next = std::move(queue.waiting.front());
+            queue.waiting.pop_front();
+        }
+        const QByteArray reply = answer(next.message, next.payload);
+        QDBusConnection::systemBus().send(next.message.createReply(QVariant(reply)));
+        {
+            QMutexLocker locker(&m_lock);
+            m_callers[caller].bytes -= next.payload.size();
+            m_bytes -= next.payload.size();
+        }
+        QMetaObject::invokeMethod(this, &MGAclBusService::finished, Qt::QueuedConnection);
+    }
 }
 
 void MGAclBusService::finished()
@@ -53,9 +110,8 @@ void MGAclBusService::finished()
         m_idle.start();
 }
 
-void MGAclBusService::answer(const QDBusMessage &message, const QByteArray &request)
+QByteArray MGAclBusService::answer(const QDBusMessage &message, const QByteArray &request)
 {
-    QDBusConnection bus = QDBusConnection::systemBus();
     QCborParserError parseError;
     const QCborValue value = QCborValue::fromCbor(request, &parseError);
     const QCborMap map = value.toMap();
@@ -69,14 +125,15 @@ void MGAclBusService::answer(const QDBusMessage &message, const QByteArray &requ
     } else {
         // The caller is who sent the message on the bus; a polkit failure of any kind denies.
         const QString action = MGPolkit::actionForRight(QString::fromLatin1(MGAclProtocol::right(*method)));
-        const MGResult<MGPolkit::Answer> answer = MGPolkit::checkAuthorization(bus, message.service(), action, false);
+        const MGResult<MGPolkit::Answer> answer =
+            MGPolkit::checkAuthorization(QDBusConnection::systemBus(), message.service(), action, false);
         if (answer && answer->authorized)
-            reply = m_dispatcher.handle(map);
+            reply = MGAclServiceDispatcher::handle(map);
         else
             reply = MGAclServiceDispatcher::errorReply(
                 id, MGError::posixError(EACCES, QStringLiteral("The privileged ACL service refused the request: "
                                                                "the caller is not authorised for %1.")
                                                     .arg(action)));
     }
-    bus.send(message.createReply(QVariant(reply.toCborValue().toCbor())));
+    return reply.toCborValue().toCbor();
 }

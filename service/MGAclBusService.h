@@ -1,24 +1,38 @@
 #pragma once
 
-#include "MGAclServiceDispatcher.h"
-#include "MGWorkQueue.h"
+#include "MGError.h"
 
 #include <QDBusContext>
 #include <QDBusMessage>
+#include <QHash>
+#include <QMutex>
 #include <QObject>
+#include <QThreadPool>
 #include <QTimer>
+#include <deque>
 
 // The ACL service on the system bus, running as root. Every call is checked with polkit
 // for the caller that sent it on the bus (never anything the request says) against the one
 // right that covers it; without that authorisation the call does nothing and answers an
-// error. Requests run one at a time off the bus thread. The service quits after a while
-// without callers.
+// error.
+//
+// Callers do not wait on each other: each caller's requests run one at a time, in order,
+// and different callers' requests run at once, on a bounded pool of threads. What a caller
+// may leave waiting is bounded too (requests and bytes, per caller and in all); a request
+// beyond that is answered at once with an error and not kept. The service quits after a
+// while without callers.
 class MGAclBusService : public QObject, protected QDBusContext
 {
     Q_OBJECT
     Q_CLASSINFO("D-Bus Interface", "com.quillwork.Marrowgate.AclService")
 public:
+    static constexpr int MaximumWorkers = 16;
+    static constexpr int MaximumWaitingPerCaller = 4;
+    static constexpr qsizetype MaximumBytesPerCaller = 32 * 1024 * 1024;
+    static constexpr qsizetype MaximumBytes = 96 * 1024 * 1024;
+
     explicit MGAclBusService(int idleSeconds, QObject *parent = nullptr);
+    ~MGAclBusService() override;
 
     // Claims the bus name and publishes the object; an error says why it could not.
     MGResultError registerOnBus();
@@ -28,11 +42,26 @@ public slots:
     QByteArray Call(const QByteArray &request);
 
 private:
-    void answer(const QDBusMessage &message, const QByteArray &request);
+    struct Request
+    {
+        QDBusMessage message;
+        QByteArray payload;
+    };
+    struct Caller
+    {
+        std::deque<Request> waiting;
+        qsizetype bytes = 0;
+        bool running = false;
+    };
+
+    void serve(const QString &caller);
+    static QByteArray answer(const QDBusMessage &message, const QByteArray &request);
     void finished();
 
-    MGAclServiceDispatcher m_dispatcher; // used on the work queue only
-    MGWorkQueue m_work;
+    QMutex m_lock; // guards the callers and the byte count; taken by the pool's threads
+    QHash<QString, Caller> m_callers;
+    qsizetype m_bytes = 0;
+    QThreadPool m_pool;
     QTimer m_idle;
     int m_inFlight = 0; // main thread only
 };

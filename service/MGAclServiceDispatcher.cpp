@@ -25,29 +25,38 @@ QStringList argumentsOf(MGAclRemoteMethod method)
 {
     switch (method) {
     case MGAclRemoteMethod::GetEntries:
-        return {QStringLiteral("url")};
+        return {QStringLiteral("path")};
     case MGAclRemoteMethod::SetEntries:
     case MGAclRemoteMethod::PropagateEntries:
-        return {QStringLiteral("url"), QStringLiteral("entries")};
+        return {QStringLiteral("path"), QStringLiteral("entries")};
     case MGAclRemoteMethod::GetAccess:
-        return {QStringLiteral("url"), QStringLiteral("uuid")};
+        return {QStringLiteral("path"), QStringLiteral("uuid")};
     }
     return {};
 }
 
-std::optional<QString> pathArgument(const QCborMap &args, MGCborReader &read)
+// The item's path: the bytes the file system uses, absolute. A path the system would refuse
+// as too long is refused here with the same error, so the caller learns what is wrong.
+std::optional<QByteArray> pathArgument(const QCborMap &args, MGCborReader &read)
 {
-    const QCborValue value = args.value(QStringLiteral("url"));
-    if (!value.isString()) {
+    const QCborValue value = args.value(QStringLiteral("path"));
+    if (!value.isByteArray()) {
         read.fail(QStringLiteral("the item is not a path"));
         return std::nullopt;
     }
-    const QString path = value.toString();
-    if (!path.startsWith(QLatin1Char('/')) || path.contains(QChar(0)) || path.size() > MaximumPathLength) {
+    const QByteArray path = value.toByteArray();
+    if (!path.startsWith('/') || path.contains('\0')) {
         read.fail(QStringLiteral("the item is not an absolute path"));
         return std::nullopt;
     }
     return path;
+}
+
+const QString &failureFor(MGAclRemoteMethod method)
+{
+    return method == MGAclRemoteMethod::SetEntries || method == MGAclRemoteMethod::PropagateEntries
+        ? MGPosixAclStore::WriteFailure
+        : MGPosixAclStore::ReadFailure;
 }
 }
 
@@ -65,7 +74,22 @@ QCborMap MGAclServiceDispatcher::malformedReply(const QString &why, const QCborV
     return errorReply(id, requestError(why));
 }
 
-QCborMap MGAclServiceDispatcher::handle(const QCborMap &request)
+namespace {
+// How often a long request reports; well within the time its caller waits for a word.
+constexpr std::chrono::milliseconds ProgressInterval(250);
+
+QCborMap progressReport(const QCborValue &id, const MGAclPropagator::Summary &sofar, const QByteArray &folder)
+{
+    QCborMap progress;
+    progress.insert(QStringLiteral("changed"), sofar.changed);
+    progress.insert(QStringLiteral("skipped"), sofar.skipped());
+    progress.insert(QStringLiteral("failed"), sofar.failed);
+    progress.insert(QStringLiteral("folder"), folder);
+    return QCborMap{{QStringLiteral("id"), id}, {QStringLiteral("progress"), progress}};
+}
+}
+
+QCborMap MGAclServiceDispatcher::handle(const QCborMap &request, const ProgressSink &progress)
 {
     const QCborValue id = request.value(QStringLiteral("id"));
     if (!id.isInteger() || id.toInteger() < 0)
@@ -79,21 +103,30 @@ QCborMap MGAclServiceDispatcher::handle(const QCborMap &request)
     if (!method)
         return malformedReply(QStringLiteral("unknown method"), id);
     const QCborValue locale = request.value(QStringLiteral("locale"));
-    if (locale.isString() && locale.toString().size() < MaximumLocaleLength && locale.toString() != m_locale) {
-        // Titles and row names are in the caller's language.
-        m_locale = locale.toString();
-        NTLocalizedString::installTranslation(m_locale);
-    }
+    // Titles and row names are in the caller's language.
+    const NTLocalizedString::ThreadLanguage language(
+        locale.isString() && locale.toString().size() < MaximumLocaleLength ? locale.toString() : QStringLiteral("C"));
     const auto args = read.map(request.value(QStringLiteral("args")), QStringLiteral("argument record"), argumentsOf(*method));
     const auto path = args ? pathArgument(*args, read) : std::nullopt;
     if (!path)
         return malformedReply(why, id);
 
+    if (path->size() >= MaximumPathLength)
+        return errorReply(id, MGError::posixError(ENAMETOOLONG, QStringLiteral("%1 \u201c%2\u2026\u201d: the path is "
+                                                                               "longer than %3 bytes")
+                                                                    .arg(failureFor(*method),
+                                                                         QFile::decodeName(path->left(64)))
+                                                                    .arg(MaximumPathLength - 1)));
+    // The item is resolved once, here; everything after goes through its descriptor.
+    const MGResult<MGFileItem> item = MGFileItem::open(*path, failureFor(*method));
+    if (!item)
+        return errorReply(id, item.error());
+
     QCborMap reply;
     reply.insert(QStringLiteral("id"), id);
     switch (*method) {
     case MGAclRemoteMethod::GetEntries: {
-        const MGResult<MGAclList> list = MGPosixAclStore::read(*path);
+        const MGResult<MGAclList> list = MGPosixAclStore::read(*item);
         if (!list)
             return errorReply(id, list.error());
         reply.insert(QStringLiteral("entries"), MGAclLists::toCbor(*list));
@@ -104,8 +137,19 @@ QCborMap MGAclServiceDispatcher::handle(const QCborMap &request)
         const auto list = MGAclLists::fromCbor(args->value(QStringLiteral("entries")), &why);
         if (!list)
             return malformedReply(why, id);
-        const MGResultError error = *method == MGAclRemoteMethod::SetEntries ? MGPosixAclStore::write(*path, *list)
-                                                                             : MGAclPropagator(*path, *list).run();
+        MGResultError error;
+        if (*method == MGAclRemoteMethod::SetEntries) {
+            error = MGPosixAclStore::write(*item, *list);
+        } else {
+            MGAclPropagator propagator(*item, *list);
+            if (progress)
+                propagator.setProgressHandler(
+                    [&](const MGAclPropagator::Summary &sofar, const QByteArray &folder) {
+                        progress(progressReport(id, sofar, folder));
+                    },
+                    ProgressInterval);
+            error = propagator.run();
+        }
         if (error)
             return errorReply(id, *error);
         return reply;
@@ -115,7 +159,7 @@ QCborMap MGAclServiceDispatcher::handle(const QCborMap &request)
         const QUuid uuid = uuidValue.isString() ? QUuid(uuidValue.toString()) : QUuid();
         if (uuid.isNull())
             return malformedReply(QStringLiteral("the identity is not a UUID"), id);
-        const auto tree = MGAccessEvaluator::accessTree(*path, uuid);
+        const auto tree = MGAccessEvaluator::accessTree(*item, uuid);
         if (!tree)
             return errorReply(id, tree.error());
         reply.insert(QStringLiteral("access"), MGTreeNode::forestToCbor(*tree));

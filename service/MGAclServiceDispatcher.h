@@ -5,17 +5,20 @@
 
 #include <QCborMap>
 #include <QString>
+#include <functional>
 
 // Answers one request of the ACL service (see MGAclProtocol for its shape). Every field of
-// a request is checked before use; a malformed request is answered with an error.
+// a request is checked before use; a malformed request is answered with an error. Requests
+// may be handled on several threads at once; each is answered in its caller's language.
 class MGAclServiceDispatcher
 {
 public:
-    QCborMap handle(const QCborMap &request);
+    // Takes a progress report for a long request ({"id": n, "progress": {...}}, to be sent
+    // before the reply); called from any thread, one call at a time.
+    using ProgressSink = std::function<void(const QCborMap &report)>;
+
+    static QCborMap handle(const QCborMap &request, const ProgressSink &progress = {});
     // The reply to a frame that could not be read as a request at all.
     static QCborMap malformedReply(const QString &why, const QCborValue &id = QCborValue());
     static QCborMap errorReply(const QCborValue &id, const MGError &error);
-
-private:
-    QString m_locale;
 };

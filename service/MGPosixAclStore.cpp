@@ -5,47 +5,24 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <sys/xattr.h>
-#include <unistd.h>
 
 using Set = MGAclPermissionSet;
 
 namespace {
-const QString ReadFailure = QStringLiteral("Cannot read the permissions of");
-const QString WriteFailure = QStringLiteral("Cannot change the permissions of");
-
-// The attribute's value; empty when the item has none or its file system has no ACLs.
-MGResult<QByteArray> readAttribute(const QByteArray &path, const char *name)
-{
-    for (;;) {
-        const ssize_t size = getxattr(path.constData(), name, nullptr, 0);
-        if (size < 0) {
-            if (errno == ENODATA || errno == EOPNOTSUPP)
-                return QByteArray();
-            return MGError::posixError(errno, ReadFailure, QString::fromUtf8(path));
-        }
-        QByteArray value(size, Qt::Uninitialized);
-        const ssize_t got = getxattr(path.constData(), name, value.data(), size_t(value.size()));
-        if (got < 0 && errno == ERANGE)
-            continue; // the ACL grew between the two calls
-        if (got < 0)
-            return MGError::posixError(errno, ReadFailure, QString::fromUtf8(path));
-        value.truncate(got);
-        return value;
-    }
-}
+const QString &ReadFailure = MGPosixAclStore::ReadFailure;
+const QString &WriteFailure = MGPosixAclStore::WriteFailure;
 
 // The ACL an attribute holds, or `fallback` when the item has none.
-MGResult<MGPosixAcl> readAcl(const QByteArray &path, const char *name, const MGPosixAcl &fallback)
+MGResult<MGPosixAcl> readAcl(const MGFileItem &item, const char *name, const MGPosixAcl &fallback)
 {
-    const MGResult<QByteArray> value = readAttribute(path, name);
-    if (!value)
-        return value.error();
-    if (value->isEmpty())
+    QByteArray value;
+    if (const int error = MGDescriptors::attribute(item.descriptor(), name, &value))
+        return item.error(error, ReadFailure);
+    if (value.isEmpty())
         return fallback;
-    const auto acl = MGPosixAcl::fromXattr(*value);
+    const auto acl = MGPosixAcl::fromXattr(value);
     if (!acl)
-        return MGError::posixError(EILSEQ, ReadFailure, QString::fromUtf8(path));
+        return item.error(EILSEQ, ReadFailure);
     return *acl;
 }
 
@@ -132,19 +109,21 @@ QString MGPosixAclStore::posixTitle()
     return NTLocalizedString::localize(QStringLiteral("POSIX Permissions"), QStringLiteral("ACL"));
 }
 
-MGResult<MGPosixItemState> MGPosixAclStore::readState(const QString &path)
+MGResult<MGPosixItemState> MGPosixAclStore::readState(const MGFileItem &item)
 {
-    const QByteArray native = path.toUtf8();
-    struct stat st;
-    if (stat(native.constData(), &st) != 0)
-        return MGError::posixError(errno, ReadFailure, path);
-    MGPosixItemState state{st.st_uid, st.st_gid, st.st_mode, MGPosixAcl::fromMode(st.st_mode), {}};
-    const MGResult<MGPosixAcl> access = readAcl(native, MGPosixAcl::AccessAttribute, state.access);
+    struct statx st;
+    if (const int error = item.status(&st))
+        return item.error(error, ReadFailure);
+    MGPosixItemState state{st.stx_uid, st.stx_gid, st.stx_mode, MGPosixAcl::fromMode(st.stx_mode), {}};
+    // Links have no ACL of their own (and are never resolved to be asked).
+    if (S_ISLNK(st.stx_mode))
+        return state;
+    const MGResult<MGPosixAcl> access = readAcl(item, MGPosixAcl::AccessAttribute, state.access);
     if (!access)
         return access.error();
     state.access = *access;
     if (state.isDirectory()) {
-        const MGResult<MGPosixAcl> defaults = readAcl(native, MGPosixAcl::DefaultAttribute, MGPosixAcl());
+        const MGResult<MGPosixAcl> defaults = readAcl(item, MGPosixAcl::DefaultAttribute, MGPosixAcl());
         if (!defaults)
             return defaults.error();
         state.defaultAcl = *defaults;
@@ -281,70 +260,109 @@ MGResult<MGPosixItemState> MGPosixAclStore::stateFromList(const MGAclList &list,
     return state;
 }
 
-MGResult<MGAclList> MGPosixAclStore::read(const QString &path)
+QString MGPosixAclStore::kindOf(mode_t mode)
 {
-    const MGResult<MGPosixItemState> state = readState(path);
+    switch (mode & S_IFMT) {
+    case S_IFDIR:
+        return QStringLiteral("a folder");
+    case S_IFREG:
+        return QStringLiteral("a regular file");
+    case S_IFLNK:
+        return QStringLiteral("a symbolic link");
+    case S_IFIFO:
+        return QStringLiteral("a FIFO");
+    case S_IFSOCK:
+        return QStringLiteral("a socket");
+    case S_IFCHR:
+        return QStringLiteral("a character device");
+    case S_IFBLK:
+        return QStringLiteral("a block device");
+    default:
+        return QStringLiteral("of an unknown kind");
+    }
+}
+
+MGResult<MGAclList> MGPosixAclStore::read(const MGFileItem &item)
+{
+    const MGResult<MGPosixItemState> state = readState(item);
     if (!state)
         return state.error();
     return listFromState(*state);
 }
 
-namespace {
-// Applies `target` over `current` on the item at `path`, changing only what differs.
-MGResultError apply(const QByteArray &path, const MGPosixItemState &current, const MGPosixItemState &target)
+MGResult<MGAclList> MGPosixAclStore::read(const QString &path)
 {
-    const QString shown = QString::fromUtf8(path);
-    auto failed = [&](int error) { return MGError::posixError(error, WriteFailure, shown); };
+    const MGResult<MGFileItem> item = MGFileItem::open(QFile::encodeName(path), ReadFailure);
+    if (!item)
+        return item.error();
+    return read(*item);
+}
+
+namespace {
+// Applies `target` over `current` on the item, changing only what differs.
+MGResultError apply(const MGFileItem &item, const MGPosixItemState &current, const MGPosixItemState &target)
+{
+    const int fd = item.descriptor();
+    auto failed = [&](int error) { return item.error(error, WriteFailure); };
     if (target.owner != current.owner || target.group != current.group) {
-        if (chown(path.constData(), target.owner, target.group) != 0)
-            return failed(errno);
+        if (const int error = MGDescriptors::changeOwner(fd, target.owner, target.group))
+            return failed(error);
     }
     if (target.access.isMinimal()) {
-        if (!current.access.isMinimal() && removexattr(path.constData(), MGPosixAcl::AccessAttribute) != 0
-            && errno != ENODATA)
-            return failed(errno);
+        if (!current.access.isMinimal()) {
+            if (const int error = MGDescriptors::removeAttribute(fd, MGPosixAcl::AccessAttribute))
+                return failed(error);
+        }
     } else if (!(target.access == current.access)) {
-        const QByteArray value = target.access.toXattr();
-        if (setxattr(path.constData(), MGPosixAcl::AccessAttribute, value.constData(), size_t(value.size()), 0) != 0)
-            return failed(errno);
+        if (const int error = MGDescriptors::setAttribute(fd, MGPosixAcl::AccessAttribute, target.access.toXattr()))
+            return failed(error);
     }
     if (target.isDirectory() && !(target.defaultAcl == current.defaultAcl)) {
-        if (target.defaultAcl.isEmpty()) {
-            if (removexattr(path.constData(), MGPosixAcl::DefaultAttribute) != 0 && errno != ENODATA)
-                return failed(errno);
-        } else {
-            const QByteArray value = target.defaultAcl.toXattr();
-            if (setxattr(path.constData(), MGPosixAcl::DefaultAttribute, value.constData(), size_t(value.size()), 0)
-                != 0)
-                return failed(errno);
-        }
+        const int error = target.defaultAcl.isEmpty()
+            ? MGDescriptors::removeAttribute(fd, MGPosixAcl::DefaultAttribute)
+            : MGDescriptors::setAttribute(fd, MGPosixAcl::DefaultAttribute, target.defaultAcl.toXattr());
+        if (error)
+            return failed(error);
     }
     // Setting an ACL sets the permission bits; a change of owner may have cleared the
     // set-id bits. One chmod puts the mode exactly where the target wants it.
-    struct stat st;
-    if (stat(path.constData(), &st) != 0)
-        return failed(errno);
-    if ((st.st_mode & 07777) != (target.mode & 07777) && chmod(path.constData(), target.mode & 07777) != 0)
-        return failed(errno);
+    struct statx st;
+    if (const int error = item.status(&st))
+        return failed(error);
+    if ((st.stx_mode & 07777) != (target.mode & 07777)) {
+        if (const int error = MGDescriptors::changeMode(fd, target.mode & 07777))
+            return failed(error);
+    }
     return std::nullopt;
 }
 }
 
-MGResultError MGPosixAclStore::write(const QString &path, const MGAclList &list)
+MGResultError MGPosixAclStore::write(const MGFileItem &item, const MGAclList &list)
 {
-    const MGResult<MGPosixItemState> current = readState(path);
+    const MGResult<MGPosixItemState> current = readState(item);
     if (!current)
         return current.error();
-    const MGResult<MGPosixItemState> target = stateFromList(list, *current, path);
+    if (!S_ISDIR(current->mode) && !S_ISREG(current->mode))
+        return MGError::posixError(EINVAL, QStringLiteral("%1 \u201c%2\u201d: it is %3, and only folders and regular "
+                                                          "files are changed")
+                                               .arg(WriteFailure, item.shownPath(), MGPosixAclStore::kindOf(current->mode)));
+    const MGResult<MGPosixItemState> target = stateFromList(list, *current, item.shownPath());
     if (!target)
         return target.error();
-    const QByteArray native = path.toUtf8();
-    MGResultError error = apply(native, *current, *target);
+    MGResultError error = apply(item, *current, *target);
     if (error) {
         // Put back what was changed before the failure; the first error is the one to report.
-        const MGResult<MGPosixItemState> now = readState(path);
+        const MGResult<MGPosixItemState> now = readState(item);
         if (now)
-            apply(native, *now, *current);
+            apply(item, *now, *current);
     }
     return error;
+}
+
+MGResultError MGPosixAclStore::write(const QString &path, const MGAclList &list)
+{
+    const MGResult<MGFileItem> item = MGFileItem::open(QFile::encodeName(path), WriteFailure);
+    if (!item)
+        return item.error();
+    return write(*item, list);
 }

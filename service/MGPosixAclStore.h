@@ -2,6 +2,7 @@
 
 #include "MGAclList.h"
 #include "MGError.h"
+#include "MGFileItem.h"
 #include "MGPosixAcl.h"
 
 #include <sys/stat.h>
@@ -23,20 +24,33 @@ struct MGPosixItemState
 // folder inheritance when a folder's default ACL holds the same entry, inherit-only when
 // only the default ACL does); a folder's inheritable owner, group, mask and everyone
 // entries; then the POSIX section's title with owner, owning group, other and the mask.
+//
+// Everything goes through the item's descriptor (MGFileItem), so what is read and changed
+// is the item that was resolved, whatever is renamed or swapped meanwhile. Only folders and
+// regular files are changed.
 class MGPosixAclStore
 {
 public:
-    static MGResult<MGAclList> read(const QString &path);
+    static MGResult<MGAclList> read(const MGFileItem &item);
     // Stores exactly what the list says, or nothing: a list that POSIX ACLs cannot hold is
     // refused before anything is written, and a write that fails half-way is undone.
+    static MGResultError write(const MGFileItem &item, const MGAclList &list);
+    // The same for a path, resolved as MGFileItem does.
+    static MGResult<MGAclList> read(const QString &path);
     static MGResultError write(const QString &path, const MGAclList &list);
 
-    static MGResult<MGPosixItemState> readState(const QString &path);
+    static MGResult<MGPosixItemState> readState(const MGFileItem &item);
     static MGAclList listFromState(const MGPosixItemState &state);
     // The state a list describes for an item of the given kind; special mode bits are
-    // taken from `current`.
+    // taken from `current`. `path` names the item in errors.
     static MGResult<MGPosixItemState> stateFromList(const MGAclList &list, const MGPosixItemState &current,
                                                     const QString &path);
+
+    // "a folder", "a FIFO", "a character device" ...: what kind of item a mode says.
+    static QString kindOf(mode_t mode);
+
+    static inline const QString ReadFailure = QStringLiteral("Cannot read the permissions of");
+    static inline const QString WriteFailure = QStringLiteral("Cannot change the permissions of");
     // The entries a POSIX list shows in its first section and its second.
     static QString aclTitle();
     static QString posixTitle();

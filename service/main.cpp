@@ -9,6 +9,7 @@
 
 #include <QCborValue>
 #include <QCoreApplication>
+#include <QMutex>
 #include <csignal>
 #include <cstdio>
 #include <sys/resource.h>
@@ -18,6 +19,12 @@ namespace {
 int serveStdio()
 {
     MGAclServiceDispatcher dispatcher;
+    // Progress reports come from the walking threads while the request runs.
+    QMutex writeLock;
+    auto send = [&writeLock](const QCborMap &frame) {
+        QMutexLocker locker(&writeLock);
+        return MGFrames::writeFrame(STDOUT_FILENO, frame.toCborValue().toCbor());
+    };
     for (;;) {
         QByteArray frame;
         QCborMap reply;
@@ -25,6 +32,8 @@ int serveStdio()
         case MGFrames::ReadStatus::Closed:
             return 0;
         case MGFrames::ReadStatus::Error:
+        case MGFrames::ReadStatus::TimedOut: // neither happens without a deadline
+        case MGFrames::ReadStatus::Woken:
             return 1;
         case MGFrames::ReadStatus::TooLarge:
             reply = MGAclServiceDispatcher::malformedReply(QStringLiteral("the request is too large"));
@@ -35,11 +44,11 @@ int serveStdio()
             if (error.error != QCborError::NoError || !request.isMap())
                 reply = MGAclServiceDispatcher::malformedReply(QStringLiteral("the request is not a CBOR map"));
             else
-                reply = dispatcher.handle(request.toMap());
+                reply = dispatcher.handle(request.toMap(), [&send](const QCborMap &report) { send(report); });
             break;
         }
         }
-        if (MGFrames::writeFrame(STDOUT_FILENO, reply.toCborValue().toCbor()) != 0)
+        if (send(reply) != 0)
             return 1;
     }
 }

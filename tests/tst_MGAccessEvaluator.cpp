@@ -76,7 +76,9 @@ private slots:
                 acl.set(MGPosixAcl::Mask, random.bounded(8));
             const QByteArray value = acl.toXattr();
             QVERIFY(setxattr(native.constData(), MGPosixAcl::AccessAttribute, value.constData(), value.size(), 0) == 0);
-            const MGResult<MGPosixItemState> state = MGPosixAclStore::readState(path);
+            const MGResult<MGFileItem> item = MGFileItem::open(native, "Cannot read");
+            QVERIFY(item);
+            const MGResult<MGPosixItemState> state = MGPosixAclStore::readState(*item);
             QVERIFY(state);
 
             QList<MGAccessSubject> subjects = {{0u, {0}}, {std::nullopt, {groups[random.bounded(4)]}}};
@@ -107,7 +109,9 @@ private slots:
         QVERIFY(shOk(QStringLiteral("touch %1 && chmod 600 %1 && setfacl -m u:nobody:r-x %1").arg(quoted(path))));
         const auto nobody = CBIdentityAuthority::defaultIdentityAuthority().userWithName("nobody");
         QVERIFY(nobody);
-        const auto tree = MGAccessEvaluator::accessTree(path, nobody->uniqueIdentifier());
+        const MGResult<MGFileItem> item = MGFileItem::open(QFile::encodeName(path), "Cannot read");
+        QVERIFY(item);
+        const auto tree = MGAccessEvaluator::accessTree(*item, nobody->uniqueIdentifier());
         QVERIFY(tree);
         QStringList shown;
         for (const auto &section : *tree) {
@@ -121,7 +125,7 @@ private slots:
                                      "Read Permissions+", "Write Data-", "Append Data-",
                                      "Write Extended Attributes-", "Execute+", "Change Permissions-",
                                      "Take Ownership-"}));
-        const auto unknown = MGAccessEvaluator::accessTree(path, QUuid::createUuid());
+        const auto unknown = MGAccessEvaluator::accessTree(*item, QUuid::createUuid());
         QVERIFY(!unknown);
         QCOMPARE(unknown.error().code(), EINVAL);
     }

@@ -32,7 +32,7 @@ private slots:
         QVERIFY(!authority.userWithName("no-such-user-here"));
         // An id without an account is still an identity, shown by number.
         const CBIdentity orphan = authority.identityForId(CBIdentity::Class::User, 3999999);
-        QCOMPARE(orphan.displayName(), QStringLiteral("3999999"));
+        QCOMPARE(orphan.displayName(), QStringLiteral("uid:3999999"));
         const QList<gid_t> groups = authority.groupIdsOfUser(*root);
         QVERIFY(groups.contains(0));
     }

@@ -1,12 +1,13 @@
 #include "MGFileEventer.h"
 
-#include <QFileInfo>
+#include <QFile>
 #include <QHash>
 #include <QSocketNotifier>
 #include <sys/inotify.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
-MGFileEventer::MGFileEventer(MGFileEventerDelegate *delegate, const QStringList &pathsToWatch, bool watchFiles,
+MGFileEventer::MGFileEventer(MGFileEventerDelegate *delegate, const QByteArrayList &pathsToWatch, bool watchFiles,
                              QObject *parent)
     : QObject(parent), m_delegate(delegate)
 {
@@ -15,16 +16,17 @@ MGFileEventer::MGFileEventer(MGFileEventerDelegate *delegate, const QStringList 
         return;
     const quint32 itemEvents = IN_ATTRIB | IN_MODIFY | IN_CLOSE_WRITE | IN_DELETE_SELF | IN_MOVE_SELF;
     const quint32 folderEvents = IN_CREATE | IN_DELETE | IN_MOVED_FROM | IN_MOVED_TO;
-    for (const QString &path : pathsToWatch) {
-        const bool folder = QFileInfo(path).isDir();
+    for (const QByteArray &path : pathsToWatch) {
+        struct stat st;
+        const bool folder = stat(path.constData(), &st) == 0 && S_ISDIR(st.st_mode);
         // A folder's watch also reports the attribute changes of the files in it; without
         // watchFiles only the folder and what is added or removed matter.
         quint32 mask = itemEvents | (folder ? folderEvents : 0);
         if (folder && !watchFiles)
             mask &= ~quint32(IN_MODIFY | IN_CLOSE_WRITE);
-        const int watch = inotify_add_watch(m_fd, QFile::encodeName(path).constData(), mask);
+        const int watch = inotify_add_watch(m_fd, path.constData(), mask);
         if (watch >= 0)
-            m_watches.insert(watch, path);
+            m_watches.insert(watch, QFile::decodeName(path));
     }
     m_notifier = new QSocketNotifier(m_fd, QSocketNotifier::Read, this);
     connect(m_notifier, &QSocketNotifier::activated, this, &MGFileEventer::readEvents);

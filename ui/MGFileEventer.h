@@ -2,6 +2,7 @@
 
 #include <QHash>
 #include <QObject>
+#include <QByteArrayList>
 #include <QStringList>
 
 class QSocketNotifier;
@@ -22,7 +23,8 @@ class MGFileEventer : public QObject
 {
     Q_OBJECT
 public:
-    MGFileEventer(MGFileEventerDelegate *delegate, const QStringList &pathsToWatch, bool watchFiles,
+    // The paths are the bytes the file system uses.
+    MGFileEventer(MGFileEventerDelegate *delegate, const QByteArrayList &pathsToWatch, bool watchFiles,
                   QObject *parent = nullptr);
     ~MGFileEventer() override;
 

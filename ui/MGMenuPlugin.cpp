@@ -1,9 +1,21 @@
 #include "MGMenuPlugin.h"
 
-#include <QFileInfo>
+#include "MGItemPaths.h"
+
+#include <QFile>
+
+MGHostItem MGHostItem::fromPath(const QByteArray &path)
+{
+    // A path through a folder the user may not enter stays as written: the service may
+    // still reach it with an administrator's authorisation.
+    const MGItemPaths::Resolution resolved = MGItemPaths::resolve(path);
+    MGHostItem item(MGItemPaths::urlForNativePath(resolved.path), resolved.exists);
+    if (resolved.throughLink)
+        item.m_linkUrl = MGItemPaths::urlForNativePath(MGItemPaths::cleanPath(path));
+    return item;
+}
 
 MGHostItem MGHostItem::fromPath(const QString &path)
 {
-    const QFileInfo info(path);
-    return MGHostItem(QUrl::fromLocalFile(info.absoluteFilePath()), info.exists());
+    return fromPath(QFile::encodeName(path));
 }

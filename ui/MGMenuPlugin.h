@@ -10,14 +10,20 @@ class MGHostItem
 {
 public:
     explicit MGHostItem(QUrl url, bool valid = true) : m_url(std::move(url)), m_valid(valid) {}
-    // A local file that exists.
+    // The item a path names (bytes, as the file system has them), with every symbolic link
+    // on the way followed: the permissions shown and changed are the item's, never a
+    // link's. Invalid when nothing is there.
+    static MGHostItem fromPath(const QByteArray &path);
     static MGHostItem fromPath(const QString &path);
 
     bool isValid() const { return m_valid; }
     QUrl URL() const { return m_url; }
+    // The path as chosen, when it led to URL() through a link; empty otherwise.
+    QUrl linkURL() const { return m_linkUrl; }
 
 private:
     QUrl m_url;
+    QUrl m_linkUrl;
     bool m_valid;
 };
 

@@ -1,25 +1,25 @@
 #include "MGUrlResources.h"
 
-#include <QDir>
-#include <QFileInfo>
+#include "MGItemPaths.h"
+
+#include <QFile>
+#include <sys/stat.h>
 
 QVariant resourceForKey(const QUrl &url, const QString &key)
 {
     if (!url.isLocalFile())
         return {};
-    const QString path = QDir::cleanPath(url.toLocalFile());
-    const QFileInfo info(path);
-    if (key == NSURLIsDirectoryKey)
-        return info.exists() ? QVariant(info.isDir()) : QVariant();
-    if (key == NSURLLocalizedNameKey) {
-        if (path == QLatin1String("/"))
-            return path;
-        return info.fileName();
+    const QByteArray path = MGItemPaths::nativePath(url);
+    if (key == NSURLIsDirectoryKey) {
+        struct stat st;
+        return stat(path.constData(), &st) == 0 ? QVariant(S_ISDIR(st.st_mode)) : QVariant();
     }
+    if (key == NSURLLocalizedNameKey)
+        return QFile::decodeName(MGItemPaths::fileName(path));
     if (key == NSURLParentDirectoryURLKey) {
-        if (path == QLatin1String("/"))
+        if (MGItemPaths::fileName(path) == "/")
             return {};
-        return QUrl::fromLocalFile(info.absolutePath());
+        return MGItemPaths::urlForNativePath(MGItemPaths::parentPath(path));
     }
     return {};
 }

@@ -1,5 +1,6 @@
 #include "MGWindow.h"
 
+#include "MGItemPaths.h"
 #include "MGViewController.h"
 
 #include <QApplication>
@@ -46,7 +47,7 @@ bool MGWindow::tryToPerform(const QString &action, const QVariant &argument)
 void MGWindow::setRepresentedUrl(const QUrl &url)
 {
     m_representedUrl = url;
-    setWindowFilePath(url.toLocalFile());
+    setWindowFilePath(MGItemPaths::shownPath(url));
 }
 
 void MGWindow::closeWithoutAsking()

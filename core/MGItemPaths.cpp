@@ -1,0 +1,79 @@
+#include "MGItemPaths.h"
+
+#include <QFile>
+#include <cerrno>
+#include <climits>
+#include <cstdlib>
+#include <unistd.h>
+
+namespace MGItemPaths {
+
+QByteArray nativePath(const QUrl &url)
+{
+    if (!url.isLocalFile())
+        return QByteArray();
+    return QByteArray::fromPercentEncoding(url.path(QUrl::FullyEncoded).toLatin1());
+}
+
+QUrl urlForNativePath(const QByteArray &path)
+{
+    return QUrl::fromEncoded("file://" + path.toPercentEncoding("/"), QUrl::StrictMode);
+}
+
+QString shownPath(const QUrl &url)
+{
+    return QFile::decodeName(nativePath(url));
+}
+
+QByteArray absolutePath(const QByteArray &path)
+{
+    if (path.startsWith('/'))
+        return path;
+    char buffer[PATH_MAX];
+    const QByteArray here = getcwd(buffer, sizeof buffer) ? QByteArray(buffer) : QByteArray("/");
+    return here.endsWith('/') ? here + path : here + '/' + path;
+}
+
+QByteArray parentPath(const QByteArray &path)
+{
+    QByteArray trimmed = path;
+    while (trimmed.size() > 1 && trimmed.endsWith('/'))
+        trimmed.chop(1);
+    const qsizetype slash = trimmed.lastIndexOf('/');
+    return slash <= 0 ? QByteArray("/") : trimmed.left(slash);
+}
+
+QByteArray fileName(const QByteArray &path)
+{
+    QByteArray trimmed = path;
+    while (trimmed.size() > 1 && trimmed.endsWith('/'))
+        trimmed.chop(1);
+    return trimmed == "/" ? trimmed : trimmed.mid(trimmed.lastIndexOf('/') + 1);
+}
+
+QByteArray cleanPath(const QByteArray &path)
+{
+    QByteArrayList parts;
+    for (const QByteArray &part : absolutePath(path).split('/')) {
+        if (part == "..") {
+            if (!parts.isEmpty())
+                parts.removeLast();
+        } else if (!part.isEmpty() && part != ".") {
+            parts << part;
+        }
+    }
+    return '/' + parts.join('/');
+}
+
+Resolution resolve(const QByteArray &path)
+{
+    const QByteArray clean = cleanPath(path);
+    char buffer[PATH_MAX];
+    if (!realpath(absolutePath(path).constData(), buffer)) {
+        const int error = errno;
+        return {clean, false, error != ENOENT && error != ENOTDIR, error};
+    }
+    // A path written plainly names the item without a link.
+    return {QByteArray(buffer), clean != QByteArray(buffer), true, 0};
+}
+}

@@ -1,0 +1,145 @@
+#include "MGFileItem.h"
+
+#include <QFile>
+#include <atomic>
+#include <cerrno>
+#include <linux/openat2.h>
+#include <sys/syscall.h>
+#include <sys/xattr.h>
+#include <unistd.h>
+
+#ifndef SYS_openat2
+#define SYS_openat2 437
+#endif
+#ifndef SYS_fchmodat2
+#define SYS_fchmodat2 452
+#endif
+
+namespace {
+std::atomic<bool> useNewerCalls = true;
+std::atomic<bool> haveFchmodat2 = true;
+
+QByteArray procPath(int fd)
+{
+    return "/proc/self/fd/" + QByteArray::number(fd);
+}
+}
+
+MGResult<MGFileItem> MGFileItem::open(const QByteArray &path, const QString &failure)
+{
+    const QString shown = QFile::decodeName(path);
+    if (!path.startsWith('/') || path.contains('\0'))
+        return MGError::posixError(EINVAL, QStringLiteral("%1 \u201c%2\u201d: the path is not absolute").arg(failure, shown));
+    open_how how{};
+    how.flags = O_PATH | O_CLOEXEC;
+    // No link is followed, in any part of the path: a link swapped in for the item or
+    // for a folder on its way is refused, not taken to wherever it points.
+    how.resolve = RESOLVE_NO_SYMLINKS | RESOLVE_NO_MAGICLINKS;
+    const int fd = int(syscall(SYS_openat2, AT_FDCWD, path.constData(), &how, sizeof how));
+    if (fd < 0) {
+        if (errno == ELOOP)
+            return MGError::posixError(
+                ELOOP, QStringLiteral("%1 \u201c%2\u201d: a part of the path is a symbolic link, and the ACL service follows "
+                                      "none; choose the item the link leads to")
+                           .arg(failure, shown));
+        return MGError::posixError(errno, failure, shown);
+    }
+    return MGFileItem(fd, path);
+}
+
+MGFileItem::MGFileItem(MGFileItem &&other) noexcept : m_fd(other.m_fd), m_path(std::move(other.m_path))
+{
+    other.m_fd = -1;
+}
+
+MGFileItem &MGFileItem::operator=(MGFileItem &&other) noexcept
+{
+    if (this != &other) {
+        if (m_fd >= 0)
+            close(m_fd);
+        m_fd = other.m_fd;
+        m_path = std::move(other.m_path);
+        other.m_fd = -1;
+    }
+    return *this;
+}
+
+MGFileItem::~MGFileItem()
+{
+    if (m_fd >= 0)
+        close(m_fd);
+}
+
+int MGFileItem::status(struct statx *status) const
+{
+    const unsigned mask = STATX_TYPE | STATX_MODE | STATX_UID | STATX_GID | STATX_NLINK | STATX_MNT_ID;
+    return statx(m_fd, "", AT_EMPTY_PATH | AT_SYMLINK_NOFOLLOW, mask, status) == 0 ? 0 : errno;
+}
+
+MGError MGFileItem::error(int errnoValue, const QString &what) const
+{
+    return MGError::posixError(errnoValue, what, shownPath());
+}
+
+namespace MGDescriptors {
+
+int attribute(int fd, const char *name, QByteArray *value)
+{
+    const QByteArray proc = procPath(fd);
+    for (;;) {
+        const ssize_t size = getxattr(proc.constData(), name, nullptr, 0);
+        if (size < 0) {
+            if (errno == ENODATA || errno == EOPNOTSUPP) {
+                value->clear();
+                return 0;
+            }
+            return errno;
+        }
+        value->resize(size);
+        const ssize_t got = getxattr(proc.constData(), name, value->data(), size_t(value->size()));
+        if (got < 0 && errno == ERANGE)
+            continue; // it grew between the two calls
+        if (got < 0)
+            return errno;
+        value->truncate(got);
+        return 0;
+    }
+}
+
+int setAttribute(int fd, const char *name, const QByteArray &value)
+{
+    const QByteArray proc = procPath(fd);
+    return setxattr(proc.constData(), name, value.constData(), size_t(value.size()), 0) == 0 ? 0 : errno;
+}
+
+int removeAttribute(int fd, const char *name)
+{
+    const QByteArray proc = procPath(fd);
+    if (removexattr(proc.constData(), name) == 0 || errno == ENODATA)
+        return 0;
+    return errno;
+}
+
+int changeOwner(int fd, uid_t owner, gid_t group)
+{
+    return fchownat(fd, "", owner, group, AT_EMPTY_PATH) == 0 ? 0 : errno;
+}
+
+int changeMode(int fd, mode_t mode)
+{
+    if (useNewerCalls && haveFchmodat2) {
+        if (syscall(SYS_fchmodat2, fd, "", mode, AT_EMPTY_PATH) == 0)
+            return 0;
+        if (errno != ENOSYS)
+            return errno;
+        haveFchmodat2 = false; // kernels before 6.6
+    }
+    const QByteArray proc = procPath(fd);
+    return chmod(proc.constData(), mode) == 0 ? 0 : errno;
+}
+
+void setUseNewerCalls(bool use)
+{
+    useNewerCalls = use;
+}
+}

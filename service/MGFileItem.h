@@ -1,0 +1,60 @@
+#pragma once
+
+#include "MGError.h"
+
+#include <QByteArray>
+#include <QFile>
+#include <QString>
+#include <fcntl.h>
+#include <sys/stat.h>
+
+// One file or folder, resolved once, with no symbolic link followed in any part of its
+// path, and from then on reached only through its descriptor. The descriptor is an O_PATH
+// one: holding it opens no device, FIFO or file, and every status, owner, mode and
+// attribute call goes to the very inode that was resolved, whatever is renamed meanwhile.
+class MGFileItem
+{
+public:
+    // Resolves an absolute path given as the bytes the file system uses. `failure` begins
+    // the description of any error ("Cannot read the permissions of").
+    static MGResult<MGFileItem> open(const QByteArray &path, const QString &failure);
+
+    MGFileItem(MGFileItem &&other) noexcept;
+    MGFileItem &operator=(MGFileItem &&other) noexcept;
+    MGFileItem(const MGFileItem &) = delete;
+    MGFileItem &operator=(const MGFileItem &) = delete;
+    ~MGFileItem();
+
+    int descriptor() const { return m_fd; }
+    const QByteArray &path() const { return m_path; }
+    // The path as shown in messages.
+    QString shownPath() const { return QFile::decodeName(m_path); }
+
+    // Type, mode, owner, group, link count and mount of the item; 0 or an errno.
+    int status(struct statx *status) const;
+    // An error about this item: "<what> “<path>”: <system message>".
+    MGError error(int errnoValue, const QString &what) const;
+
+private:
+    MGFileItem(int fd, QByteArray path) : m_fd(fd), m_path(std::move(path)) {}
+
+    int m_fd = -1;
+    QByteArray m_path;
+};
+
+// Calls on a descriptor, O_PATH ones included. Attribute calls go through the descriptor's
+// /proc/self/fd name, which leads to the descriptor's inode and nothing else. Each answers
+// 0 or an errno.
+namespace MGDescriptors {
+// The value of an extended attribute; an empty value when the item has none or its file
+// system keeps none.
+int attribute(int fd, const char *name, QByteArray *value);
+int setAttribute(int fd, const char *name, const QByteArray &value);
+// Removing an attribute that is not there counts as done.
+int removeAttribute(int fd, const char *name);
+int changeOwner(int fd, uid_t owner, gid_t group);
+int changeMode(int fd, mode_t mode);
+// Whether calls may use the kernel's descriptor-based calls where it has them (fchmodat2);
+// off, they take the /proc/self/fd way that older kernels need (for tests of that way).
+void setUseNewerCalls(bool use);
+}
