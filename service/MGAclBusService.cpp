@@ -56,7 +56,7 @@ QByteArray MGAclBusService::Call(const QByteArray &request)
             if (queue.waiting.empty() && !queue.running)
                 m_callers.remove(caller);
         } else {
-            queue.waiting.push_back({message, request});
+            queue.waiting.push_back({caller, message.createReply(), request});
             queue.bytes += size;
             m_bytes += size;
             start = !queue.running;
@@ -93,8 +93,8 @@ void MGAclBusService::serve(const QString &caller)
             next = std::move(queue.waiting.front());
             queue.waiting.pop_front();
         }
-        const QByteArray reply = answer(next.message, next.payload);
-        QDBusConnection::systemBus().send(next.message.createReply(QVariant(reply)));
+        next.reply.setArguments({QVariant(answer(next.caller, next.payload))});
+        QDBusConnection::systemBus().send(next.reply);
         {
             QMutexLocker locker(&m_lock);
             m_callers[caller].bytes -= next.payload.size();
@@ -110,7 +110,7 @@ void MGAclBusService::finished()
         m_idle.start();
 }
 
-QByteArray MGAclBusService::answer(const QDBusMessage &message, const QByteArray &request)
+QByteArray MGAclBusService::answer(const QString &caller, const QByteArray &request)
 {
     QCborParserError parseError;
     const QCborValue value = QCborValue::fromCbor(request, &parseError);
@@ -126,7 +126,7 @@ QByteArray MGAclBusService::answer(const QDBusMessage &message, const QByteArray
         // The caller is who sent the message on the bus; a polkit failure of any kind denies.
         const QString action = MGPolkit::actionForRight(QString::fromLatin1(MGAclProtocol::right(*method)));
         const MGResult<MGPolkit::Answer> answer =
-            MGPolkit::checkAuthorization(QDBusConnection::systemBus(), message.service(), action, false);
+            MGPolkit::checkAuthorization(QDBusConnection::systemBus(), caller, action, false);
         if (answer && answer->authorized)
             reply = MGAclServiceDispatcher::handle(map);
         else

@@ -28,8 +28,8 @@ class MGAclBusService : public QObject, protected QDBusContext
 public:
     static constexpr int MaximumWorkers = 16;
     static constexpr int MaximumWaitingPerCaller = 4;
-    static constexpr qsizetype MaximumBytesPerCaller = 32 * 1024 * 1024;
-    static constexpr qsizetype MaximumBytes = 96 * 1024 * 1024;
+    static constexpr qsizetype MaximumBytesPerCaller = 8 * 1024 * 1024;
+    static constexpr qsizetype MaximumBytes = 32 * 1024 * 1024;
 
     explicit MGAclBusService(int idleSeconds, QObject *parent = nullptr);
     ~MGAclBusService() override;
@@ -44,7 +44,8 @@ public slots:
 private:
     struct Request
     {
-        QDBusMessage message;
+        QString caller; // the bus name that sent it
+        QDBusMessage reply; // an empty reply to it: the request message itself is not kept
         QByteArray payload;
     };
     struct Caller
@@ -55,7 +56,7 @@ private:
     };
 
     void serve(const QString &caller);
-    static QByteArray answer(const QDBusMessage &message, const QByteArray &request);
+    static QByteArray answer(const QString &caller, const QByteArray &request);
     void finished();
 
     QMutex m_lock; // guards the callers and the byte count; taken by the pool's threads

@@ -11,6 +11,7 @@
 #include <QCoreApplication>
 #include <QMutex>
 #include <csignal>
+#include <malloc.h>
 #include <cstdio>
 #include <sys/resource.h>
 #include <unistd.h>
@@ -68,6 +69,9 @@ int main(int argc, char **argv)
     if (args.contains(QStringLiteral("--stdio")))
         return serveStdio();
     if (args.contains(QStringLiteral("--system-bus"))) {
+        // Requests a caller may not have are refused at once; their buffers go back to the
+        // system as soon as they are freed, instead of staying in the heap.
+        mallopt(M_MMAP_THRESHOLD, 256 * 1024);
         bool ok = false;
         int idle = qEnvironmentVariableIntValue("MARROWGATE_SERVICE_IDLE_SECONDS", &ok);
         MGAclBusService service(ok && idle > 0 ? idle : 60);

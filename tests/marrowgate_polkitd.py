@@ -3,7 +3,8 @@
 Allows the actions given with SetAllowed. With SetDismissed(True) an interactive check of
 any other action answers as if the user closed the authentication dialog. With
 SetHangService(True) non-interactive checks (the ones the privileged service makes) get
-no answer until the caller gives up, so a test can kill the service mid-call.
+no answer until the caller gives up, so a test can kill the service mid-call;
+SetHangCaller(name) does the same for one caller's checks only.
 '''
 
 import dbus
@@ -21,6 +22,7 @@ def load(mock, _parameters):
     mock.allowed = []
     mock.dismissed = False
     mock.hang_service = False
+    mock.hang_caller = ''
     mock.hanging = []
     mock.checks = []
 
@@ -29,7 +31,8 @@ def load(mock, _parameters):
                      async_callbacks=('ok_cb', '_err_cb'))
 def CheckAuthorization(self, subject, action_id, _details, flags, _cancellation_id, ok_cb, _err_cb):
     self.checks.append((str(subject[0]), str(subject[1].get('name', '')), str(action_id), int(flags)))
-    if self.hang_service and not flags & INTERACTIVE:
+    hang = self.hang_service or (self.hang_caller and str(subject[1].get('name', '')) == self.hang_caller)
+    if hang and not flags & INTERACTIVE:
         self.hanging.append(ok_cb)
         return
     if action_id in self.allowed:
@@ -53,6 +56,7 @@ def SetDismissed(self, dismissed):
 @dbus.service.method(MOCK_IFACE, in_signature='b', out_signature='')
 def SetHangService(self, hang):
     self.hang_service = bool(hang)
+    self.hang_caller = ''
     self.hanging = []
 
 
@@ -65,3 +69,9 @@ def HangingCount(self):
 def TakeChecks(self):
     checks, self.checks = self.checks, []
     return checks
+
+
+@dbus.service.method(MOCK_IFACE, in_signature='s', out_signature='')
+def SetHangCaller(self, name):
+    '''Non-interactive checks for this bus name get no answer, as if polkit were stuck on it.'''
+    self.hang_caller = str(name)

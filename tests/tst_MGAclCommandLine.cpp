@@ -93,6 +93,45 @@ private slots:
         QCOMPARE(acl({"list"}).status, 64);
     }
 
+    void identitiesThatLookAlikeAreToldApart()
+    {
+        REQUIRE_ROOT();
+        // An account named "5000" (uid 7000), and an id 5000 that has no account.
+        const QString file = tmp.path("alike");
+        QVERIFY(shOk(QStringLiteral("touch %1 && chmod 600 %1 && setfacl -m u:5000:r--,u:7000:rw- %1").arg(quoted(file))));
+        if (!shOk("useradd --badname -M -u 7000 5000"))
+            QSKIP("cannot add an account named 5000 here");
+        const Run list = acl({"list", file});
+        const Run named = acl({"access", "5000", file});
+        const Run byId = acl({"access", "uid:5000", file});
+        const Run byAccount = acl({"access", "user:5000", file});
+        shOk("userdel 5000");
+        QVERIFY2(list.out.contains("\tuid:5000\tRead\t") && list.out.contains("\t5000\tRead & Write\t"), qPrintable(list.out));
+        QVERIFY(named.out.contains("  Write Data\tyes\n"));
+        QVERIFY(byAccount.out.contains("  Write Data\tyes\n"));
+        QVERIFY2(byId.out.contains("  Write Data\tno\n") && byId.out.contains("  Read Data\tyes\n"), qPrintable(byId.out));
+        QCOMPARE(acl({"access", "uid:x", file}).status, 1);
+    }
+
+    void pathsAreBytesAndLinksAreNamed()
+    {
+        // A name that is not UTF-8, and a link to it.
+        const QString folder = tmp.path("bytes");
+        QVERIFY(shOk(QStringLiteral("mkdir %1 && cd %1 && name=$(printf 'caf\\351') && touch \"$name\" && "
+                                    "setfacl -m u:nobody:r-- \"$name\" && ln -s \"$name\" link")
+                         .arg(quoted(folder))));
+        const QString list = sh(QStringLiteral("%1 list \"%2/$(printf 'caf\\351')\"").arg(MARROWGATE_ACL_PATH, folder));
+        QVERIFY2(list.contains("\tnobody\tRead\t"), qPrintable(list));
+        const Run viaLink = acl({"list", folder + "/link"});
+        QCOMPARE(viaLink.status, 0);
+        QVERIFY(viaLink.out.contains("\tnobody\tRead\t"));
+        QVERIFY2(viaLink.err.contains("leads through a link"), qPrintable(viaLink.err));
+        // A path longer than the system takes is called that.
+        const Run tooLong = acl({"list", "/" + QString(4234, 'a')});
+        QCOMPARE(tooLong.status, 1);
+        QVERIFY2(tooLong.err.contains("longer than"), qPrintable(tooLong.err));
+    }
+
     void theHostOpensNothingForZeroOrSeveralItems()
     {
         for (const QStringList &paths : {QStringList(), QStringList{tmp.path(), tmp.path()}}) {

@@ -7,6 +7,7 @@
 #include "StagedBuild.h"
 
 #include <QDBusArgument>
+#include <QDBusPendingCall>
 
 namespace {
 const QStringList AllActions = {"com.quillwork.marrowgate.getfileacl", "com.quillwork.marrowgate.setfileacl",
@@ -51,6 +52,21 @@ class tst_MGAclPrivilegedService : public QObject
             }
         });
         return result;
+    }
+
+    static QByteArray readRequest(const QString &path)
+    {
+        return MGAclProtocol::request(1, MGAclRemoteMethod::GetEntries, "C", {{"path", QFile::encodeName(path)}})
+            .toCborValue()
+            .toCbor();
+    }
+
+    static QDBusMessage serviceCall(const QByteArray &request)
+    {
+        QDBusMessage call = QDBusMessage::createMethodCall(MGAclProtocol::ServiceName, MGAclProtocol::ObjectPath,
+                                                           MGAclProtocol::Interface, "Call");
+        call << request;
+        return call;
     }
 
     QList<QStringList> checks()
@@ -214,6 +230,66 @@ private slots:
         auto missing = run(Op::GetEntries);
         QTRY_COMPARE_WITH_TIMEOUT(missing->count(), 1, 15000);
         QVERIFY(missing->error->fullDescription().contains("not installed"));
+        QVERIFY(bus.startService());
+    }
+
+    void aCallerStuckInItsCheckDoesNotHoldOthers()
+    {
+        bus.allow(AllActions);
+        QDBusConnection stuck = QDBusConnection::connectToBus(bus.address, "stuck-caller");
+        bus.polkit("SetHangCaller", {stuck.baseService()});
+        const QDBusPendingCall held = stuck.asyncCall(serviceCall(readRequest(secret)), 120000);
+        QTRY_COMPARE_WITH_TIMEOUT(bus.polkit("HangingCount").arguments().value(0).toUInt(), 1u, 15000);
+        // Another caller is answered while the first still waits for polkit.
+        auto other = run(Op::GetEntries);
+        QTRY_COMPARE_WITH_TIMEOUT(other->count(), 1, 15000);
+        QVERIFY(other->hasValue);
+        QVERIFY(!held.isFinished());
+        bus.polkit("SetHangService", {false});
+        QDBusConnection::disconnectFromBus("stuck-caller");
+        // The service is restarted so the stuck check holds nothing in the next cases.
+        bus.stopService();
+        QVERIFY(bus.startService());
+    }
+
+    void aFloodIsRefusedAtOnceNotHeld()
+    {
+        bus.allow(AllActions);
+        bus.polkit("SetHangService", {true}); // every request admitted stays in its check
+        const QByteArray large = MGAclProtocol::request(1, MGAclRemoteMethod::GetEntries, "C",
+                                                        {{"path", QByteArray(3 * 1024 * 1024, '/')}})
+                                     .toCborValue()
+                                     .toCbor();
+        QList<QDBusPendingCall> calls;
+        for (int caller = 0; caller < 4; ++caller) {
+            QDBusConnection connection = QDBusConnection::connectToBus(bus.address, QStringLiteral("flood%1").arg(caller));
+            for (int i = 0; i < 12; ++i)
+                calls << connection.asyncCall(serviceCall(large), 120000);
+        }
+        // Each caller has one request in its check and one waiting behind it (what fits in
+        // its share); everything else is refused at once.
+        int refused = 0;
+        for (QDBusPendingCall &call : calls) {
+            if (!QTest::qWaitFor([&] { return call.isFinished(); }, 1000))
+                continue;
+            const QCborMap reply = QCborValue::fromCbor(call.reply().arguments().value(0).toByteArray()).toMap();
+            const auto error = MGError::fromCbor(reply.value(QStringLiteral("error")), nullptr);
+            QVERIFY(error && error->code() == EBUSY);
+            ++refused;
+        }
+        QCOMPARE(refused, 4 * 10);
+        QTRY_COMPARE_WITH_TIMEOUT(bus.polkit("HangingCount").arguments().value(0).toUInt(), 4u, 15000);
+        QFile status(QStringLiteral("/proc/%1/status").arg(bus.service().processId()));
+        QVERIFY(status.open(QIODevice::ReadOnly));
+        const QByteArray text = status.readAll();
+        const qint64 residentKiB = text.mid(text.indexOf("VmRSS:") + 6).trimmed().split(' ').first().toLongLong();
+        qInfo("the service holds %lld KiB", residentKiB);
+        // 144 MiB were sent; what is kept is what fits the callers' shares.
+        QVERIFY2(residentKiB < 100 * 1024, qPrintable(QString::number(residentKiB)));
+        bus.polkit("SetHangService", {false});
+        for (int caller = 0; caller < 4; ++caller)
+            QDBusConnection::disconnectFromBus(QStringLiteral("flood%1").arg(caller));
+        bus.stopService();
         QVERIFY(bus.startService());
     }
 

@@ -134,6 +134,43 @@ private slots:
         QCOMPARE(inside, QStringLiteral("7:7"));
     }
 
+    void onlyFoldersAndSingleNamedFilesAreChanged()
+    {
+        REQUIRE_ROOT();
+        SharedTemporaryDir tmp;
+        const QString root = tmp.path("root");
+        const QString outside = tmp.path("outside");
+        // Special files, a second name of a file outside the tree, and a bind mount of a
+        // folder of the same file system: none of them may change.
+        QVERIFY(shOk(QStringLiteral("mkdir -p %1/sub %2/bound && touch %2/file %2/bound/inside && cd %1 && "
+                                    "mkfifo fifo && mknod chardev c 1 3 && mknod blockdev b 7 200 && "
+                                    "python3 -c 'import socket; socket.socket(socket.AF_UNIX).bind(\"sock\")' && "
+                                    "ln %2/file hardlink && touch plain sub/plain && mkdir mnt && "
+                                    "chown -R 7:7 %1 %2 && chmod 666 %2/file")
+                         .arg(quoted(root), quoted(outside))));
+        if (!shOk(QStringLiteral("mount --bind %1 %2").arg(quoted(outside + "/bound"), quoted(root + "/mnt"))))
+            QSKIP("cannot bind-mount here");
+        auto state = [&] {
+            return sh(QStringLiteral("cd %1 && stat -c '%n %U:%G %a %h' fifo chardev blockdev sock hardlink mnt mnt/inside && "
+                                     "getfacl -n -p fifo chardev blockdev hardlink mnt mnt/inside 2>/dev/null")
+                          .arg(quoted(root)));
+        };
+        const QString before = state();
+        QVERIFY(shOk("chown 0:1 " + quoted(root) + " && chmod 750 " + quoted(root)));
+        MGAclPropagator::Summary summary;
+        const MGResultError error = propagate(root, &summary);
+        const QString after = state();
+        shOk("umount " + quoted(root + "/mnt"));
+        QCOMPARE(error, MGResultError());
+        QCOMPARE(after, before);
+        QCOMPARE(lstatLine(root + "/plain"), QStringLiteral("0:1"));
+        QCOMPARE(lstatLine(root + "/sub/plain"), QStringLiteral("0:1"));
+        QCOMPARE(summary.special, qint64(4));
+        QCOMPARE(summary.hardLinks, qint64(1));
+        QCOMPARE(summary.otherMounts, qint64(1));
+        QCOMPARE(summary.changed, qint64(3)); // plain, sub, sub/plain
+    }
+
     void aListPosixCannotHoldIsRefusedBeforeTheWalk()
     {
         SharedTemporaryDir tmp;

@@ -3,6 +3,7 @@
 #include "QueueHelpers.h"
 #include "StagedBuild.h"
 
+#include <QElapsedTimer>
 #include <QThread>
 #include <csignal>
 
@@ -153,6 +154,64 @@ private slots:
         QTRY_COMPARE(refused->total(), 1);
         QCOMPARE(refused->errors, 1);
         QCOMPARE(refused->connectionError.code(), int(MGServiceConnection::MalformedReply));
+    }
+
+    void aStoppedServiceRunsOutOfTimeAndIsReplaced()
+    {
+        MGChildServiceConnection connection({ServicePath, "--stdio"});
+        connection.setRemoteEncodableClasses(pluginClasses());
+        connection.setTimeLimit(std::chrono::milliseconds(600));
+        auto first = read(connection, tmp.path());
+        QTRY_COMPARE(first->total(), 1);
+        QVERIFY(first->entries);
+        const pid_t stopped = connection.processId();
+        QCOMPARE(kill(stopped, SIGSTOP), 0);
+        QElapsedTimer clock;
+        clock.start();
+        auto stuck = read(connection, tmp.path());
+        QTRY_COMPARE_WITH_TIMEOUT(stuck->total(), 1, 10000);
+        QCOMPARE(stuck->errors, 1);
+        QCOMPARE(stuck->connectionError.code(), int(MGServiceConnection::TimedOut));
+        QVERIFY(stuck->connectionError.localizedDescription().contains("did not answer"));
+        QVERIFY(clock.elapsed() >= 500);
+        // The stuck service is gone, and the next call has a new one.
+        QTRY_VERIFY(kill(stopped, 0) != 0);
+        auto next = read(connection, tmp.path());
+        QTRY_COMPARE_WITH_TIMEOUT(next->total(), 1, 10000);
+        QVERIFY(next->entries);
+        QVERIFY(connection.processId() != stopped);
+    }
+
+    void aServiceSilentInTheMiddleOfAReplyRunsOutOfTime()
+    {
+        // A header that promises 256 bytes, and nothing after it.
+        MGChildServiceConnection silent({"sh", "-c", "head -c 4 >/dev/null; printf '\\000\\000\\001\\000'; exec sleep 60"});
+        silent.setTimeLimit(std::chrono::milliseconds(400));
+        auto answer = read(silent, tmp.path());
+        QTRY_COMPARE_WITH_TIMEOUT(answer->total(), 1, 10000);
+        QCOMPARE(answer->connectionError.code(), int(MGServiceConnection::TimedOut));
+    }
+
+    void aServiceThatStopsReadingCannotHoldTheCaller()
+    {
+        // It never reads: a large request fills the socket and cannot all be written.
+        MGChildServiceConnection deaf({"sleep", "60"});
+        deaf.setTimeLimit(std::chrono::milliseconds(400));
+        MGAclList big;
+        for (int i = 0; i < 3000; ++i)
+            big << QString(4000, QLatin1Char('t'));
+        QElapsedTimer clock;
+        clock.start();
+        std::atomic<int> answers = 0;
+        MGResultError failure;
+        deaf.remoteObjectProxyWithErrorHandler([&](const MGError &error) {
+                failure = error;
+                ++answers;
+            })
+            ->setAclEntries(big, QUrl::fromLocalFile(tmp.path()), [&](MGResultError) { ++answers; });
+        QVERIFY(clock.elapsed() < 5000); // the caller was not held
+        QTRY_COMPARE_WITH_TIMEOUT(answers.load(), 1, 10000);
+        QCOMPARE(failure->code(), int(MGServiceConnection::TimedOut));
     }
 
     void aServiceThatCannotStartFailsTheCall()

@@ -1,0 +1,213 @@
+#include "MGAclServiceClient.h"
+#include "MGChildServiceConnection.h"
+#include "MGItemPaths.h"
+#include "MGPosixAclStore.h"
+#include "ShellHelpers.h"
+
+#include <QCryptographicHash>
+#include <atomic>
+#include <fcntl.h>
+#include <linux/fs.h>
+#include <sys/syscall.h>
+#include <thread>
+
+namespace {
+// Swaps two names in a folder as fast as it can until stopped, as someone who owns the
+// folder can while an administrator works in it.
+class Swapper
+{
+public:
+    Swapper(const QString &a, const QString &b) : m_a(QFile::encodeName(a)), m_b(QFile::encodeName(b))
+    {
+        m_thread = std::thread([this] {
+            while (!m_stop) {
+                if (syscall(SYS_renameat2, AT_FDCWD, m_a.constData(), AT_FDCWD, m_b.constData(), RENAME_EXCHANGE) == 0)
+                    ++m_swaps;
+            }
+        });
+    }
+    ~Swapper() { stop(); }
+    void stop()
+    {
+        m_stop = true;
+        if (m_thread.joinable())
+            m_thread.join();
+    }
+    long swaps() const { return m_swaps; }
+
+private:
+    QByteArray m_a, m_b;
+    std::atomic<bool> m_stop = false;
+    std::atomic<long> m_swaps = 0;
+    std::thread m_thread;
+};
+
+// Everything about a tree that a change could touch: names, owners, modes, ACLs, contents.
+QString fingerprint(const QString &root)
+{
+    return sh(QStringLiteral("cd %1 && find . -printf '%p %y %U:%G %m %n\\n' | sort && getfacl -R -n -p . 2>/dev/null && "
+                             "find . -type f -exec sha1sum {} + | sort")
+                  .arg(quoted(root)));
+}
+
+// One call through the real service, waited for.
+struct Call
+{
+    std::atomic<bool> done = false;
+    std::optional<MGAclList> entries;
+    MGResultError error;
+};
+}
+
+// The root service works in folders that others own. Whatever they swap in while it works,
+// it changes (and shows) only the item it was asked about: these race it for real.
+class tst_MGAclServiceRaces : public QObject
+{
+    Q_OBJECT
+
+    SharedTemporaryDir tmp;
+    QString sentinel, attacker;
+    std::unique_ptr<MGChildServiceConnection> service;
+
+    std::shared_ptr<Call> call(const std::function<void(MGAclServiceProxy &, std::shared_ptr<Call>)> &make)
+    {
+        auto result = std::make_shared<Call>();
+        auto proxy = service->remoteObjectProxyWithErrorHandler([result](const MGError &error) {
+            result->error = error;
+            result->done = true;
+        });
+        make(*proxy, result);
+        if (!QTest::qWaitFor([&] { return result->done.load(); }, 20000))
+            qWarning("the service did not answer");
+        return result;
+    }
+
+    std::shared_ptr<Call> read(const QString &path)
+    {
+        return call([&](MGAclServiceProxy &proxy, std::shared_ptr<Call> result) {
+            proxy.getAclEntriesWithUrl(QUrl::fromLocalFile(path), [result](auto entries, MGResultError error) {
+                result->entries = entries;
+                result->error = error;
+                result->done = true;
+            });
+        });
+    }
+
+    std::shared_ptr<Call> send(MGAclRemoteMethod method, const QString &path, const MGAclList &list)
+    {
+        return call([&](MGAclServiceProxy &proxy, std::shared_ptr<Call> result) {
+            auto reply = [result](MGResultError error) {
+                result->error = error;
+                result->done = true;
+            };
+            if (method == MGAclRemoteMethod::SetEntries)
+                proxy.setAclEntries(list, QUrl::fromLocalFile(path), reply);
+            else
+                proxy.propagateAclEntries(list, QUrl::fromLocalFile(path), reply);
+        });
+    }
+
+private slots:
+    void initTestCase()
+    {
+        REQUIRE_ROOT();
+        service = std::make_unique<MGChildServiceConnection>(QStringList{MARROWGATE_SERVICE_PATH, "--stdio"});
+        service->setRemoteEncodableClasses(MGAclServiceClient::client("classes")->remoteEncodableClasses());
+        // What must stay as it is: root's files, with an ACL of their own.
+        sentinel = tmp.path("sentinel");
+        attacker = tmp.path("attacker");
+        QVERIFY(shOk(QStringLiteral("mkdir -p %1/tree/inner && cd %1 && echo secret > secret && echo x > tree/file && "
+                                    "echo y > tree/inner/deep && chmod -R go-rwx . && setfacl -R -m u:bin:r-X . && "
+                                    "mkdir %2 && chown 65534:65534 %2")
+                         .arg(quoted(sentinel), quoted(attacker))));
+    }
+
+    void aSaveChangesOnlyTheItemItWasAskedFor()
+    {
+        const QString before = fingerprint(sentinel);
+        // nobody's folder: a file of theirs, and a link to root's secret, swapped all along.
+        QVERIFY(shOk(QStringLiteral("cd %1 && touch f && chown 65534:65534 f && ln -s %2/secret L")
+                         .arg(quoted(attacker), quoted(sentinel))));
+        const QString file = attacker + "/f";
+        // What an administrator saves for nobody's file: nobody keeps it, daemon may read it.
+        MGAclList list = {QStringLiteral("Access Control List"),
+                          MGAclEntry::aclEntry(MGAclEntry::Allow, CBIdentity::user(1), MGAclPermissionSet::fromPosixBits(4, false), 0, false, true),
+                          QStringLiteral("POSIX Permissions"),
+                          MGAclEntry::posixEntry(MGAclEntry::Kind::Owner, CBIdentity::user(65534), 7, false),
+                          MGAclEntry::posixEntry(MGAclEntry::Kind::OwningGroup, CBIdentity::group(65534), 4, false),
+                          MGAclEntry::posixEntry(MGAclEntry::Kind::Other, CBIdentity::special(CBIdentity::Class::EveryoneSpecial), 0, false)};
+        int saved = 0, refused = 0;
+        {
+            Swapper swapper(file, attacker + "/L");
+            for (int i = 0; i < 300; ++i) {
+                const auto result = send(MGAclRemoteMethod::SetEntries, file, list);
+                QVERIFY(result->done);
+                (result->error ? refused : saved)++;
+                if (result->error)
+                    QVERIFY2(result->error->code() == ELOOP || result->error->code() == EINVAL,
+                             qPrintable(result->error->fullDescription()));
+            }
+            QVERIFY(swapper.swaps() > 0);
+        }
+        qInfo("%d saves, %d refused while the name was a link", saved, refused);
+        QVERIFY(saved > 0);
+        QCOMPARE(fingerprint(sentinel), before);
+    }
+
+    void aReadShowsOnlyTheItemItWasAskedFor()
+    {
+        QVERIFY(shOk(QStringLiteral("cd %1 && rm -f f L && touch f && ln -s %2/secret L").arg(quoted(attacker), quoted(sentinel))));
+        const QString file = attacker + "/f";
+        int shown = 0;
+        Swapper swapper(file, attacker + "/L");
+        for (int i = 0; i < 300; ++i) {
+            const auto result = read(file);
+            QVERIFY(result->done);
+            if (!result->entries)
+                continue;
+            ++shown;
+            // The secret's ACL names bin (uid 2); the file's names nobody.
+            for (const MGAclItem &item : *result->entries) {
+                const MGAclEntry *entry = MGAclLists::entryOf(item);
+                QVERIFY2(!entry || !(entry->identity().isUser() && entry->identity().posixID() == 2),
+                         "a read disclosed the ACL of the file a swapped link points to");
+            }
+        }
+        QVERIFY(shown > 0);
+    }
+
+    void aPropagationChangesOnlyTheTreeItWasAskedFor()
+    {
+        // nobody's tree: a folder swapped with a link to root's tree; inside it, a folder
+        // swapped with a link to root's inner folder, and a file swapped with a second name
+        // of a root file (as if hard links to others' files could be made).
+        QVERIFY(shOk(QStringLiteral("cd %1 && mkdir -p T/sub && touch T/a T/b T/sub/c T/f && chown -R 65534:65534 T && "
+                                    "ln -s %2/tree TL && ln -s %2/tree/inner T/subL && ln %2/tree/file T/hard")
+                         .arg(quoted(attacker), quoted(sentinel))));
+        const QString before = fingerprint(sentinel);
+        const QString tree = attacker + "/T";
+        const MGResult<MGAclList> read = MGPosixAclStore::read(tree);
+        QVERIFY(read);
+        int propagated = 0;
+        {
+            Swapper top(tree, attacker + "/TL");
+            Swapper inner(tree + "/sub", tree + "/subL");
+            Swapper file(tree + "/f", tree + "/hard");
+            for (int i = 0; i < 150; ++i) {
+                const auto result = send(MGAclRemoteMethod::PropagateEntries, tree, *read);
+                QVERIFY(result->done);
+                if (!result->error)
+                    ++propagated;
+                else
+                    QVERIFY2(result->error->code() == ELOOP || result->error->code() == ENOENT,
+                             qPrintable(result->error->fullDescription()));
+            }
+        }
+        qInfo("%d propagations went through", propagated);
+        QVERIFY(propagated > 0);
+        QCOMPARE(fingerprint(sentinel), before);
+    }
+};
+
+QTEST_GUILESS_MAIN(tst_MGAclServiceRaces)
+#include "tst_MGAclServiceRaces.moc"
