@@ -98,19 +98,19 @@ void MGAclServiceClient::getAccessWithUrl(const QUrl &url, const QUuid &uuid, MG
 }
 
 void MGAclServiceClient::sendEntries(MGAclRemoteMethod method, const MGAclList &entries, const QUrl &url,
-                                     std::function<void(Outcome<std::monostate>)> done)
+                                     std::function<void(Outcome<std::monostate>)> done, std::optional<MGAclList> expected)
 {
     const bool propagate = method == MGAclRemoteMethod::PropagateEntries;
     performRemote<std::monostate>(
         method,
-        [entries, url, propagate](MGAclServiceProxy &proxy, auto answer) {
+        [entries, url, propagate, expected](MGAclServiceProxy &proxy, auto answer) {
             auto reply = [answer](MGResultError error) {
                 answer(error ? std::nullopt : std::optional<std::monostate>(std::monostate()), error);
             };
             if (propagate)
-                proxy.propagateAclEntries(entries, url, reply);
+                proxy.propagateAclEntries(entries, url, reply, expected);
             else
-                proxy.setAclEntries(entries, url, reply);
+                proxy.setAclEntries(entries, url, reply, expected);
         },
         std::move(done));
 }

@@ -47,9 +47,10 @@ public:
     // The effective-access tree; after a privileged retry the retry's own error is not
     // passed on.
     void getAccessWithUrl(const QUrl &url, const QUuid &uuid, MGAclServiceProxy::AccessReply reply);
-    // Writes (SetEntries) or propagates (PropagateEntries) a list.
+    // Writes (SetEntries) or propagates (PropagateEntries) a list; with `expected`, only while
+    // the item still holds what it held when it was read.
     void sendEntries(MGAclRemoteMethod method, const MGAclList &entries, const QUrl &url,
-                     std::function<void(Outcome<std::monostate>)> done);
+                     std::function<void(Outcome<std::monostate>)> done, std::optional<MGAclList> expected = std::nullopt);
 
     template <typename Result>
     void performRemote(MGAclRemoteMethod method, Invoke<Result> invoke, std::function<void(Outcome<Result>)> done);

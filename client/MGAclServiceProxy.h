@@ -19,7 +19,11 @@ public:
 
     virtual ~MGAclServiceProxy() = default;
     virtual void getAclEntriesWithUrl(const QUrl &url, EntriesReply reply) = 0;
-    virtual void setAclEntries(const MGAclList &entries, const QUrl &url, ErrorReply reply) = 0;
-    virtual void propagateAclEntries(const MGAclList &entries, const QUrl &url, ErrorReply reply) = 0;
+    // With `expected`, the service writes only if the item still holds those entries (what
+    // the caller read), and answers an error that says it changed otherwise.
+    virtual void setAclEntries(const MGAclList &entries, const QUrl &url, ErrorReply reply,
+                               const std::optional<MGAclList> &expected = std::nullopt) = 0;
+    virtual void propagateAclEntries(const MGAclList &entries, const QUrl &url, ErrorReply reply,
+                                     const std::optional<MGAclList> &expected = std::nullopt) = 0;
     virtual void getAclAccessWithUrl(const QUrl &url, const QUuid &uuid, AccessReply reply) = 0;
 };

@@ -30,14 +30,16 @@ public:
         });
     }
 
-    void setAclEntries(const MGAclList &entries, const QUrl &url, ErrorReply reply) override
+    void setAclEntries(const MGAclList &entries, const QUrl &url, ErrorReply reply,
+                       const std::optional<MGAclList> &expected) override
     {
-        sendList(MGAclRemoteMethod::SetEntries, entries, url, std::move(reply));
+        sendList(MGAclRemoteMethod::SetEntries, entries, url, expected, std::move(reply));
     }
 
-    void propagateAclEntries(const MGAclList &entries, const QUrl &url, ErrorReply reply) override
+    void propagateAclEntries(const MGAclList &entries, const QUrl &url, ErrorReply reply,
+                             const std::optional<MGAclList> &expected) override
     {
-        sendList(MGAclRemoteMethod::PropagateEntries, entries, url, std::move(reply));
+        sendList(MGAclRemoteMethod::PropagateEntries, entries, url, expected, std::move(reply));
     }
 
     void getAclAccessWithUrl(const QUrl &url, const QUuid &uuid, AccessReply reply) override
@@ -69,9 +71,14 @@ private:
     }
 
     // A list and an item in, only an error back.
-    void sendList(MGAclRemoteMethod method, const MGAclList &entries, const QUrl &url, ErrorReply reply)
+    void sendList(MGAclRemoteMethod method, const MGAclList &entries, const QUrl &url,
+                  const std::optional<MGAclList> &expected, ErrorReply reply)
     {
-        call(method, {{QStringLiteral("path"), MGItemPaths::nativePath(url)}, {QStringLiteral("entries"), MGAclLists::toCbor(entries)}},
+        QCborMap arguments{{QStringLiteral("path"), MGItemPaths::nativePath(url)},
+                           {QStringLiteral("entries"), MGAclLists::toCbor(entries)}};
+        if (expected)
+            arguments.insert(QStringLiteral("expected"), MGAclLists::toCbor(*expected));
+        call(method, arguments,
              [reply](const QCborMap &map, QString *why) {
                  MGResultError error;
                  if (!decodeError(map, &error, why))

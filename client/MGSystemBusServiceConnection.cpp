@@ -19,7 +19,10 @@ MGSystemBusServiceConnection::MGSystemBusServiceConnection()
 MGResultError MGSystemBusServiceConnection::checkAvailable(const QDBusConnection &bus)
 {
     if (!bus.isConnected())
-        return connectionError(Invalid, QStringLiteral("The privileged ACL service cannot be reached: the system bus is not available (%1).").arg(bus.lastError().message()));
+        return connectionError(Invalid, QStringLiteral("The privileged ACL service cannot be reached: the system bus is not "
+                                                       "available (%1). An administrator has to start the system bus "
+                                                       "(dbus) for this to be done with an administrator's authorisation.")
+                                            .arg(bus.lastError().message()));
     const QString name = QString::fromLatin1(MGAclProtocol::ServiceName);
     const QDBusReply<bool> running = bus.interface()->isServiceRegistered(name);
     if (running.isValid() && running.value())
@@ -29,8 +32,10 @@ MGResultError MGSystemBusServiceConnection::checkAvailable(const QDBusConnection
         QStringLiteral("org.freedesktop.DBus"), QStringLiteral("ListActivatableNames")));
     if (activatable.type() == QDBusMessage::ReplyMessage && activatable.arguments().value(0).toStringList().contains(name))
         return std::nullopt;
-    return connectionError(Invalid, QStringLiteral("The privileged ACL service is not installed, so the change cannot "
-                                                   "be made with an administrator's authorisation."));
+    return connectionError(Invalid, QStringLiteral("The privileged ACL service is not installed, so this cannot be done "
+                                                   "with an administrator's authorisation. An administrator can install "
+                                                   "it with Marrowgate's Debian package (marrowgate), which brings the "
+                                                   "service, its bus policy and its polkit actions."));
 }
 
 void MGSystemBusServiceConnection::send(MGAclRemoteMethod method, const QCborMap &arguments, ReplyHandler onReply,

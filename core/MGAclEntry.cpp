@@ -180,7 +180,15 @@ bool MGAclEntry::convertInheritedToFileEntry()
     using namespace MGAclFlag;
     if (!isAcl() || !(m_flags & FileInherit))
         return false;
-    // A file has no children, so its copy keeps no inheritance flags.
+    // A file has no children, so its copy keeps no inheritance flags; and its permissions
+    // are a file's (a folder's write also lets its users delete what is inside).
+    if (m_directory) {
+        m_directory = false;
+        const auto rwx = MGAclPermissionSet::toPosixBits(m_permissions, true);
+        m_permissions = rwx ? MGAclPermissionSet::fromPosixBits(*rwx, false)
+                            : m_permissions & ~quint32(MGAclPermission::DeleteChild);
+        announce({"permissions", "permissionGroup", "isShallow"});
+    }
     setFlags((m_flags & ~quint32(Inheritance)) | Inherited);
     return true;
 }

@@ -3,6 +3,7 @@
 #include "MGCborReader.h"
 
 #include <QCborArray>
+#include <QHash>
 
 namespace MGAclLists {
 
@@ -15,6 +16,19 @@ bool itemsEqual(const MGAclItem &a, const MGAclItem &b)
     if (x || y)
         return false;
     return std::get<QString>(a) == std::get<QString>(b);
+}
+
+bool sameEntries(const MGAclList &a, const MGAclList &b)
+{
+    QList<const MGAclEntry *> x, y;
+    for (const MGAclItem &item : a)
+        if (const MGAclEntry *entry = entryOf(item))
+            x << entry;
+    for (const MGAclItem &item : b)
+        if (const MGAclEntry *entry = entryOf(item))
+            y << entry;
+    return std::equal(x.begin(), x.end(), y.begin(), y.end(),
+                      [](const MGAclEntry *p, const MGAclEntry *q) { return p->isEqual(*q); });
 }
 
 bool isEqualToList(const MGAclList &a, const MGAclList &b)
@@ -44,6 +58,121 @@ QList<MGAclEntry::Pointer> aclEntries(const MGAclList &list)
         run << entry;
     }
     return run;
+}
+
+namespace {
+bool appliesHere(const MGAclEntry &entry)
+{
+    return !(entry.flags() & MGAclFlag::OnlyInherit);
+}
+
+bool passesOn(const MGAclEntry &entry)
+{
+    return entry.flags() & (MGAclFlag::FileInherit | MGAclFlag::DirectoryInherit);
+}
+
+MGAclEntry::Kind kindFor(CBIdentity::Class identityClass)
+{
+    switch (identityClass) {
+    case CBIdentity::Class::OwnerSpecial:
+        return MGAclEntry::Kind::Owner;
+    case CBIdentity::Class::GroupSpecial:
+        return MGAclEntry::Kind::OwningGroup;
+    case CBIdentity::Class::EveryoneSpecial:
+        return MGAclEntry::Kind::Other;
+    default:
+        return MGAclEntry::Kind::Mask;
+    }
+}
+
+int rwx(const MGAclEntry &entry)
+{
+    return MGAclPermissionSet::toPosixBits(entry.permissions(), entry.isDirectory()).value_or(0);
+}
+}
+
+std::optional<QString> posixProblem(const MGAclList &list)
+{
+    // The first row of each user or group, for the item and for what it passes on.
+    QHash<std::pair<int, quint32>, std::pair<qsizetype, QString>> forItem, passedOn;
+    for (qsizetype row = 0; row < list.size(); ++row) {
+        const MGAclEntry *entry = entryOf(list.at(row));
+        if (!entry || !entry->isAcl() || !entry->isPosix())
+            continue;
+        const QString who = entry->identity().displayName();
+        const QString problem = entry->posixProblem();
+        if (!problem.isEmpty())
+            return QStringLiteral("Row %1 (%2) is %3, which POSIX ACLs cannot hold.").arg(row).arg(who, problem);
+        if (!entry->identity().isUserOrGroup())
+            continue;
+        const std::pair<int, quint32> key{int(entry->identity().identityClass()), entry->identity().posixID()};
+        for (auto [seen, applies] : {std::pair{&forItem, appliesHere(*entry)}, std::pair{&passedOn, passesOn(*entry)}}) {
+            if (!applies)
+                continue;
+            if (seen->contains(key)) {
+                const auto &[first, name] = seen->value(key);
+                return QStringLiteral("Rows %1 and %2 are both for %3 \u201c%4\u201d; POSIX ACLs hold one entry per user "
+                                      "or group. Remove one of them.")
+                    .arg(first)
+                    .arg(row)
+                    .arg(entry->identity().isUser() ? QStringLiteral("the user") : QStringLiteral("the group"), name);
+            }
+            seen->insert(key, {row, who});
+        }
+    }
+    return std::nullopt;
+}
+
+void placePosixSettings(MGAclList &list)
+{
+    QList<qsizetype> moved;
+    for (qsizetype row = 0; row < list.size(); ++row) {
+        MGAclEntry *entry = entryOf(list.at(row));
+        if (!entry || !entry->isAcl() || !entry->isPosix() || !entry->identity().isSpecial() || !appliesHere(*entry))
+            continue;
+        const MGAclEntry::Kind kind = kindFor(entry->identity().identityClass());
+        MGAclEntry *setting = nullptr;
+        bool directory = entry->isDirectory();
+        for (const MGAclItem &item : std::as_const(list)) {
+            MGAclEntry *candidate = entryOf(item);
+            if (candidate && !candidate->isAcl()) {
+                directory = candidate->isDirectory();
+                if (candidate->kind() == kind)
+                    setting = candidate;
+            }
+        }
+        const int bits = rwx(*entry);
+        if (setting)
+            setting->setPermissions(MGAclPermissionSet::fromPosixBits(bits, setting->isDirectory()));
+        else if (kind == MGAclEntry::Kind::Mask)
+            list << MGAclEntry::posixEntry(kind, CBIdentity::special(CBIdentity::Class::MaskSpecial), bits, directory);
+        if (passesOn(*entry))
+            entry->setFlags(entry->flags() | MGAclFlag::OnlyInherit);
+        else
+            moved << row;
+    }
+    for (qsizetype i = moved.size() - 1; i >= 0; --i)
+        list.removeAt(moved[i]);
+}
+
+int groupClassUnion(const MGAclList &list, bool inheritable)
+{
+    int bits = 0;
+    for (const MGAclItem &item : list) {
+        const MGAclEntry *entry = entryOf(item);
+        if (!entry || entry->tag() != MGAclEntry::Allow)
+            continue;
+        if (!inheritable && !entry->isAcl() && entry->kind() == MGAclEntry::Kind::OwningGroup)
+            bits |= rwx(*entry);
+        if (!entry->isAcl())
+            continue;
+        const CBIdentity &who = entry->identity();
+        const bool counts = inheritable ? passesOn(*entry) && (who.isUserOrGroup() || who.identityClass() == CBIdentity::Class::GroupSpecial)
+                                        : appliesHere(*entry) && who.isUserOrGroup();
+        if (counts)
+            bits |= rwx(*entry);
+    }
+    return bits;
 }
 
 QCborValue toCbor(const MGAclList &list)

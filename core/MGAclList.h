@@ -30,12 +30,32 @@ inline MGAclEntry::Pointer entryPointerOf(const MGAclItem &item)
 }
 
 bool itemsEqual(const MGAclItem &a, const MGAclItem &b);
+// The same entries in the same order; section titles (words in some language) aside.
+bool sameEntries(const MGAclList &a, const MGAclList &b);
 // Titles compare as strings, entries by value.
 bool isEqualToList(const MGAclList &a, const MGAclList &b);
 // The first index holding an item equal to `item`, -1 when there is none.
 qsizetype indexOfItem(const MGAclList &list, const MGAclItem &item);
 // The leading run of ACL entries; titles are skipped, the first POSIX entry ends the run.
 QList<MGAclEntry::Pointer> aclEntries(const MGAclList &list);
+
+// What a POSIX ACL cannot hold of the list, named by row (the row an entry has in the list,
+// as the table and the command line number them): an entry POSIX cannot store, or two
+// entries for the same user or group (POSIX holds one per user or group for the item, and
+// one more for what a folder passes on). Nothing when the list can be stored.
+std::optional<QString> posixProblem(const MGAclList &list);
+
+// For a list stored in POSIX ACLs: entries for the owner, owning group, everyone and the mask
+// that apply to the item itself (as inheriting from a folder's default ACL makes them) are
+// the item's own POSIX settings. Their permissions go to the POSIX section (a mask entry is
+// added there when there is none); what they also pass on stays as an entry for new items
+// only.
+void placePosixSettings(MGAclList &list);
+
+// The r/w/x union of the group class: the owning group and every named entry that applies
+// to the item (`inheritable` false), or the owning group's and named entries a folder passes
+// on (`inheritable` true). What a mask that limits nobody holds.
+int groupClassUnion(const MGAclList &list, bool inheritable);
 
 QCborValue toCbor(const MGAclList &list);
 // Decodes untrusted input; on failure answers nullopt and says what was wrong.

@@ -7,6 +7,8 @@ MGWorkQueue::MGWorkQueue(const QString &label) : m_label(label), m_thread(new QT
 {
     m_thread->setObjectName(label);
     m_context->moveToThread(m_thread);
+    // What lives on the queue (timers, watchers) is destroyed there, as its thread ends.
+    QObject::connect(m_thread, &QThread::finished, m_context, &QObject::deleteLater);
     m_thread->start();
 }
 
@@ -14,7 +16,6 @@ MGWorkQueue::~MGWorkQueue()
 {
     m_thread->quit();
     m_thread->wait();
-    delete m_context; // safe from here: its thread has ended
     delete m_thread;
 }
 

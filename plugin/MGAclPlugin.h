@@ -120,8 +120,10 @@ protected:
 
 private:
     void reactToSelectedTab(int index);
+    void watchEntries(bool watch); // work queue
     void installOnMainQueue(MGAclList list);
     void publishSnapshot();
+    void updateMasks();
     void showError(const MGError &error);
     void reload();
 
@@ -137,9 +139,15 @@ private:
     std::atomic<bool> m_canUpdateAccess = true;
     QTimer *m_timer = nullptr; // lives on the work queue
     QPointer<MGFileEventer> m_fileEventer; // lives on the work queue
+    QPointer<QObject> m_entriesWatch; // lives on the work queue, while the entries tab is shown
     std::unique_ptr<MGWindowController> m_windowController;
     MGTabViewController *m_tabViewController = nullptr; // owned through the window
     QList<Pointer> m_holder;
+    // The masks follow the entries they limit (as setfacl keeps them) until someone sets
+    // one by hand; main thread only.
+    bool m_accessMaskSet = false;
+    bool m_defaultMaskSet = false;
+    bool m_updatingMasks = false;
 };
 
 template <typename T>

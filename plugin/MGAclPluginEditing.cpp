@@ -8,6 +8,71 @@ void MGAclPlugin::installOnMainQueue(MGAclList list)
     MGMainQueue::async([self, list = std::move(list)] { self->setEntries(list); });
 }
 
+namespace {
+// The entries a mask limits, by who they are for and what they hold, in a comparable form.
+QStringList groupClass(const MGAclList &list, bool inheritable)
+{
+    QStringList members;
+    for (const MGAclItem &item : list) {
+        const MGAclEntry *entry = MGAclLists::entryOf(item);
+        if (!entry || (entry->isAcl() && entry->identity().identityClass() == CBIdentity::Class::MaskSpecial))
+            continue;
+        const bool passesOn = entry->flags() & (MGAclFlag::FileInherit | MGAclFlag::DirectoryInherit);
+        const bool inClass = inheritable ? entry->isAcl() && passesOn
+                                         : (entry->isAcl() && !(entry->flags() & MGAclFlag::OnlyInherit))
+                || entry->kind() == MGAclEntry::Kind::OwningGroup;
+        if (inClass)
+            members << QStringLiteral("%1:%2:%3:%4")
+                           .arg(int(entry->kind()))
+                           .arg(int(entry->identity().identityClass()))
+                           .arg(entry->identity().posixID())
+                           .arg(MGAclPermissionSet::shortText(entry->permissions(), entry->isDirectory()));
+    }
+    members.sort();
+    return members;
+}
+
+MGAclEntry *maskEntry(const MGAclList &list, bool inheritable)
+{
+    for (const MGAclItem &item : list) {
+        MGAclEntry *entry = MGAclLists::entryOf(item);
+        if (!entry || !entry->isPosix())
+            continue;
+        if (!inheritable && !entry->isAcl() && entry->kind() == MGAclEntry::Kind::Mask)
+            return entry;
+        if (inheritable && entry->isAcl() && entry->identity().identityClass() == CBIdentity::Class::MaskSpecial)
+            return entry;
+    }
+    return nullptr;
+}
+}
+
+void MGAclPlugin::updateMasks()
+{
+    // While the entries a mask covers are as they were read, the mask is as it was read;
+    // once they change, it becomes what limits none of them, unless it was set by hand.
+    const MGAclList reverted = revertedEntries();
+    m_updatingMasks = true;
+    for (bool inheritable : {false, true}) {
+        MGAclEntry *mask = maskEntry(m_entries, inheritable);
+        if (!mask || (inheritable ? m_defaultMaskSet : m_accessMaskSet))
+            continue;
+        quint32 permissions = 0;
+        if (groupClass(m_entries, inheritable) == groupClass(reverted, inheritable)) {
+            const MGAclEntry *original = maskEntry(reverted, inheritable);
+            if (!original)
+                continue;
+            permissions = original->permissions();
+        } else {
+            permissions = MGAclPermissionSet::fromPosixBits(MGAclLists::groupClassUnion(m_entries, inheritable),
+                                                            mask->isDirectory());
+        }
+        if (permissions != mask->permissions())
+            mask->setPermissions(permissions);
+    }
+    m_updatingMasks = false;
+}
+
 void MGAclPlugin::moveEntryAtIndex(qsizetype from, qsizetype toIndex)
 {
     const Pointer self = shared_from_this();
@@ -149,7 +214,11 @@ void MGAclPlugin::inheritEntriesFromParent(QObject *)
                     inherited << entry;
             }
             const MGAclList own = self->entriesSnapshot();
-            self->installOnMainQueue(withAclEntries(own, MGAclLists::aclEntries(own), inherited));
+            MGAclList result = withAclEntries(own, MGAclLists::aclEntries(own), inherited);
+            // What the folder passes on for the owner, group, others and the mask is the
+            // new item's own POSIX settings.
+            MGAclLists::placePosixSettings(result);
+            self->installOnMainQueue(result);
         });
     });
 }

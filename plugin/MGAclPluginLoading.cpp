@@ -1,5 +1,6 @@
 #include "MGAclPlugin.h"
 
+#include "MGAclEntriesWatch.h"
 #include "MGErrorAlert.h"
 #include "MGIdentities.h"
 #include "MGItemPaths.h"
@@ -26,8 +27,10 @@ void MGAclPlugin::setUrl(const QUrl &url)
         m_url = url;
     }
     const Pointer self = shared_from_this();
-    queue()->async([self, url] {
+    const bool entriesShown = !m_tabViewController || m_tabViewController->selectedTabViewItemIndex() != 1;
+    queue()->async([self, url, entriesShown] {
         self->updateEntries();
+        self->watchEntries(entriesShown);
         const QString path = MGItemPaths::shownPath(url);
         MGMainQueue::async([self, path] {
             if (MGWindow *window = self->window())
@@ -83,6 +86,9 @@ void MGAclPlugin::setEntries(const MGAclList &entries)
         if (MGAclEntry *entry = MGAclLists::entryOf(item))
             entry->addObserver(this);
     }
+    if (MGAclLists::isEqualToList(entries, revertedEntries()))
+        m_accessMaskSet = m_defaultMaskSet = false; // as read: nobody has set a mask
+    updateMasks();
     publishSnapshot();
     setAclEntries(std::nullopt);
     setCanRevertEntries(!MGAclLists::isEqualToList(entries, revertedEntries()));
@@ -127,6 +133,14 @@ void MGAclPlugin::observeValueForKeyPath(const QString &keyPath, QObject *object
         return;
     }
     // An entry of the list changed in place.
+    if (const auto *entry = qobject_cast<MGAclEntry *>(object); entry && !m_updatingMasks) {
+        if (!entry->isAcl() && entry->kind() == MGAclEntry::Kind::Mask)
+            m_accessMaskSet = true;
+        else if (entry->identity().identityClass() == CBIdentity::Class::MaskSpecial)
+            m_defaultMaskSet = true;
+        else
+            updateMasks();
+    }
     publishSnapshot();
     setCanRevertEntries(!MGAclLists::isEqualToList(entries(), revertedEntries()));
 }
@@ -152,7 +166,24 @@ void MGAclPlugin::reactToSelectedTab(int index)
             delete self->m_fileEventer;
             self->setCanUpdateAccess(true);
         }
+        self->watchEntries(index != 1);
     });
+}
+
+void MGAclPlugin::watchEntries(bool watch)
+{
+    delete m_entriesWatch;
+    if (!watch || url().isEmpty())
+        return;
+    // While the entries are shown and not edited, a change made elsewhere is shown too; an
+    // edited list is left alone (its save will say that the item changed).
+    const std::weak_ptr<MGAclPlugin> weak = shared_from_this();
+    m_entriesWatch = new MGAclEntriesWatch(MGItemPaths::nativePath(url()), [weak] {
+        MGMainQueue::async([weak] {
+            if (const Pointer self = weak.lock(); self && !self->canRevertEntries())
+                self->reload();
+        });
+    }, queue()->context());
 }
 
 void MGAclPlugin::fileSystemEventHappenedAtPaths(const QStringList &)

@@ -10,8 +10,16 @@ void MGAclPlugin::saveEntries(QObject *sender)
     // Taken here, on the main thread: the work queue gets entries nobody edits meanwhile.
     MGAclList copy = MGAclLists::deepCopy(entries());
     const bool closeWhenSaved = sender == nullptr;
-    // Sends the list; a failure, or a dismissed authorisation, ends in a reload.
+    // Sends the list; a failure, or a dismissed authorisation, ends in a reload. A list the
+    // item's store cannot hold is refused here, before anything is sent, and the edits stay.
     auto save = [self, closeWhenSaved](MGAclList list) {
+        if (const auto problem = MGAclLists::posixProblem(list)) {
+            self->showError(MGError::errorWithError(MGError::posixError(EINVAL, *problem),
+                                                    MGAclProtocol::description(MGAclRemoteMethod::SetEntries)));
+            return;
+        }
+        // Written only if the item still holds what the window read from it.
+        const MGAclList read = self->revertedEntries();
         self->sendEntries(MGAclRemoteMethod::SetEntries, list, self->url(), [self, closeWhenSaved](auto outcome) {
             if (outcome.kind == outcome.Succeeded && closeWhenSaved) {
                 MGMainQueue::async([self] {
@@ -23,7 +31,7 @@ void MGAclPlugin::saveEntries(QObject *sender)
             if (outcome.error)
                 self->showError(*outcome.error);
             self->reload();
-        });
+        }, read);
     };
     queue()->async([self, copy, save]() mutable {
         // Entries without any permission are left out, once the user agrees.
@@ -72,10 +80,11 @@ void MGAclPlugin::propagateEntries(QObject *)
         if (response != MGAlert::FirstButtonReturn)
             return;
         self->queue()->async([self] {
+            // Propagated only if the folder still holds what the window read from it.
             self->sendEntries(MGAclRemoteMethod::PropagateEntries, self->entriesSnapshot(), self->url(), [self](auto outcome) {
                 if (outcome.kind == outcome.Failed && outcome.error)
                     self->showError(*outcome.error);
-            });
+            }, self->revertedEntries());
         });
     });
 }

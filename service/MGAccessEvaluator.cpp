@@ -17,68 +17,107 @@ MGResult<MGAccessSubject> MGAccessSubject::forIdentity(const QUuid &uuid)
                                            .arg(uuid.toString(QUuid::WithoutBraces)));
 }
 
-int MGAccessEvaluator::grantedBits(const MGPosixItemState &item, const MGAccessSubject &subject)
+namespace {
+bool holds(int granted, int want)
+{
+    return (granted & want) == want;
+}
+
+// The POSIX ACL check, entry by entry in the order the kernel keeps them.
+bool aclPermits(const MGPosixItemState &item, const MGAccessSubject &subject, int want)
 {
     const MGPosixAcl &acl = item.access;
-    if (subject.uid == 0u) {
-        // Root passes every read and write check; execute needs one execute bit somewhere,
-        // except on folders, which root may always search.
-        const bool anyExecute = item.isDirectory() || (acl.permissionBits() & 0111);
-        return 6 | (anyExecute ? 1 : 0);
-    }
     const int mask = acl.perm(MGPosixAcl::Mask).value_or(7);
-    if (subject.uid && *subject.uid == item.owner)
-        return acl.perm(MGPosixAcl::UserObj).value_or(0);
-    if ((acl.permissionBits() & 070) == 0) {
-        // Linux does not consult the ACL when the group class (the mask) grants nothing:
-        // named entries then fall through to the owning group's and other's mode bits.
-        return subject.groups.contains(item.group) ? 0 : acl.perm(MGPosixAcl::Other).value_or(0);
-    }
     if (subject.uid) {
         if (const auto named = acl.perm(MGPosixAcl::User, *subject.uid))
-            return *named & mask;
+            return holds(*named & mask, want);
     }
-    // Every matching group entry counts; one that grants a permission is enough for it.
+    // The first group-class entry that matches and holds all of the request decides (then
+    // the mask limits it); one that matches without holding it all does not; if some
+    // matched and none held it, other is not asked.
     bool matched = false;
-    int bits = 0;
-    for (const MGPosixAcl::Entry &e : acl.entries()) {
-        const bool owning = e.tag == MGPosixAcl::GroupObj && subject.groups.contains(item.group);
-        const bool named = e.tag == MGPosixAcl::Group && subject.groups.contains(gid_t(e.id));
-        if (owning || named) {
-            matched = true;
-            bits |= e.perm & mask;
-        }
+    QList<MGPosixAcl::Entry> groupClass;
+    for (const MGPosixAcl::Entry &entry : acl.entries()) {
+        if (entry.tag == MGPosixAcl::GroupObj || entry.tag == MGPosixAcl::Group)
+            groupClass << entry;
+    }
+    std::sort(groupClass.begin(), groupClass.end(), [](const MGPosixAcl::Entry &a, const MGPosixAcl::Entry &b) {
+        return a.tag != b.tag ? a.tag < b.tag : a.id < b.id;
+    });
+    for (const MGPosixAcl::Entry &entry : std::as_const(groupClass)) {
+        const gid_t gid = entry.tag == MGPosixAcl::GroupObj ? item.group : gid_t(entry.id);
+        if (!subject.groups.contains(gid))
+            continue;
+        matched = true;
+        if (holds(entry.perm, want))
+            return holds(entry.perm & mask, want);
     }
     if (matched)
-        return bits;
-    return acl.perm(MGPosixAcl::Other).value_or(0);
+        return false;
+    return holds(acl.perm(MGPosixAcl::Other).value_or(0), want);
+}
+}
+
+bool MGAccessEvaluator::permits(const MGPosixItemState &item, const MGAccessSubject &subject, int want)
+{
+    // The mode's group bits are the mask when there is an ACL.
+    const mode_t mode = item.mode & 0777;
+    if (subject.isRoot()) {
+        // Reading, writing and searching folders are always allowed; executing a file needs
+        // an execute bit somewhere.
+        return !(want & 1) || item.isDirectory() || (mode & 0111);
+    }
+    if (subject.uid && *subject.uid == item.owner)
+        return holds(int(mode >> 6) & 7, want);
+    // With no group-class permission at all the ACL is not asked: named entries fall
+    // through to the mode's group and other bits.
+    if (!item.access.isMinimal() && (mode & 070))
+        return aclPermits(item, subject, want);
+    if ((want & int((mode ^ (mode >> 3)) & 7)) && subject.groups.contains(item.group))
+        return holds(int(mode >> 3) & 7, want);
+    return holds(int(mode) & 7, want);
 }
 
 QList<MGTreeNode::Pointer> MGAccessEvaluator::accessTree(const MGPosixItemState &item, const MGAccessSubject &subject)
 {
     const bool dir = item.isDirectory();
-    const int bits = grantedBits(item, subject);
-    const bool r = bits & 4, w = bits & 2, x = bits & 1;
-    const bool root = subject.uid == 0u;
+    const bool r = permits(item, subject, 4), w = permits(item, subject, 2), x = permits(item, subject, 1);
+    // Adding to or removing from a folder needs write and search, granted together.
+    const bool wx = permits(item, subject, 3);
+    const bool root = subject.isRoot();
     const bool owner = root || (subject.uid && *subject.uid == item.owner);
+    // In a sticky folder only the folder's owner (and root) may delete what others own, or
+    // change the folder's extended attributes.
+    const bool sticky = dir && (item.mode & S_ISVTX);
     auto t = [](const QString &key) { return NTLocalizedString::localize(key, QStringLiteral("ACL")); };
     using namespace MGAclPermission;
-    auto section = [&](const char *key, std::initializer_list<std::pair<quint32, bool>> rows) {
+    auto row = [&](quint32 bit, int state, const char *condition = nullptr) {
+        QString title = t(MGAclPermissionSet::permissionKey(bit, dir));
+        if (condition)
+            title += QStringLiteral(" (%1)").arg(t(QString::fromLatin1(condition)));
+        return MGTreeNode::treeNodeWithRepresentedObject(title, state);
+    };
+    auto yes = [](bool granted) { return granted ? 1 : 0; };
+    auto section = [&](const char *key, QList<MGTreeNode::Pointer> rows) {
         MGTreeNode::Pointer node = MGTreeNode::treeNodeWithRepresentedObject(t(QString::fromLatin1(key)), -1);
-        for (const auto &[bit, granted] : rows)
-            node->addChild(MGTreeNode::treeNodeWithRepresentedObject(t(MGAclPermissionSet::permissionKey(bit, dir)),
-                                                                     granted ? 1 : 0));
+        for (const MGTreeNode::Pointer &child : rows)
+            node->addChild(child);
         return node;
     };
     QList<MGTreeNode::Pointer> tree;
-    tree << section("Read", {{ReadData, r}, {ReadNamedAttributes, r}, {ReadAttributes, true}, {ReadAcl, true}});
-    if (dir) // adding to or removing from a folder needs traversing it as well
-        tree << section("Write", {{WriteData, w && x}, {AppendData, w && x}, {DeleteChild, w && x},
-                                  {WriteNamedAttributes, w}});
-    else
-        tree << section("Write", {{WriteData, w}, {AppendData, w}, {WriteNamedAttributes, w}});
-    tree << section("Execute", {{Execute, x}});
-    tree << section("Administration", {{WriteAcl, owner}, {WriteOwner, root}});
+    tree << section("Read", {row(ReadData, yes(r)), row(ReadNamedAttributes, yes(r)), row(ReadAttributes, 1),
+                             row(ReadAcl, 1)});
+    if (dir) {
+        const MGTreeNode::Pointer deleting = sticky && !owner && wx
+            ? row(DeleteChild, -1, "only what they own: the folder is sticky")
+            : row(DeleteChild, yes(wx));
+        tree << section("Write", {row(WriteData, yes(wx)), row(AppendData, yes(wx)), deleting,
+                                  row(WriteNamedAttributes, yes(w && (!sticky || owner)))});
+    } else {
+        tree << section("Write", {row(WriteData, yes(w)), row(AppendData, yes(w)), row(WriteNamedAttributes, yes(w))});
+    }
+    tree << section("Execute", {row(Execute, yes(x))});
+    tree << section("Administration", {row(WriteAcl, yes(owner)), row(WriteOwner, yes(root))});
     return tree;
 }
 

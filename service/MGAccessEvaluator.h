@@ -1,6 +1,7 @@
 #pragma once
 
 #include "MGError.h"
+#include "MGFileItem.h"
 #include "MGPosixAclStore.h"
 #include "MGTreeNode.h"
 
@@ -13,20 +14,26 @@ struct MGAccessSubject
     QList<gid_t> groups;
 
     static MGResult<MGAccessSubject> forIdentity(const QUuid &uuid);
+    bool isRoot() const { return uid == 0u; }
 };
 
-// What the kernel would grant a subject on an item, by the POSIX access check: the owner
-// entry for the owner; a named user entry limited by the mask; the owning group and named
-// group entries (limited by the mask) that match any of the subject's groups; other.
-// Root reads and writes everything and executes what anyone may execute.
+// What the kernel grants a subject on an item, by its own rules (generic_permission and the
+// POSIX ACL check): the owner gets the owner bits; a named user entry, limited by the mask;
+// else the first group-class entry (owning group, then named groups) that matches one of the
+// subject's groups and holds everything asked for, limited by the mask, and if a group
+// matched but none holds it all, nothing; else other. When the mask grants nothing the ACL
+// is not consulted at all. Root reads and writes everything, searches every folder and
+// executes what has any execute bit.
 class MGAccessEvaluator
 {
 public:
-    // The r/w/x bits (4, 2, 1) granted.
-    static int grantedBits(const MGPosixItemState &item, const MGAccessSubject &subject);
+    // Whether a request for the r/w/x bits `want` (4, 2, 1, together as one request) is
+    // granted. Asking for w and x at once is not asking twice: one entry must grant both.
+    static bool permits(const MGPosixItemState &item, const MGAccessSubject &subject, int want);
 
-    // The effective-permission tree of `path` for the identity with this UUID: section rows
-    // (state -1) holding permission rows (0 not granted, 1 granted).
+    // The effective-permission tree of the item for the identity with this UUID: section rows
+    // (state -1) holding permission rows (0 not granted, 1 granted, -1 with the title saying
+    // on what it depends).
     static MGResult<QList<MGTreeNode::Pointer>> accessTree(const MGFileItem &item, const QUuid &uuid);
     static QList<MGTreeNode::Pointer> accessTree(const MGPosixItemState &item, const MGAccessSubject &subject);
 };

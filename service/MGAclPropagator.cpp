@@ -260,6 +260,13 @@ MGResultError MGAclPropagator::run()
     if (!S_ISDIR(st.stx_mode))
         return m_item.error(ENOTDIR, failure);
     m_mount = st.stx_mnt_id;
+    if (m_expected) {
+        const MGResult<MGPosixItemState> current = MGPosixAclStore::readState(m_item);
+        if (!current)
+            return current.error();
+        if (auto changed = MGPosixAclStore::changedSince(*current, *m_expected, failure, m_path))
+            return *changed;
+    }
     if (MGResultError error = prepare(st.stx_mode))
         return error;
     // The folder itself, for reading: the same inode as the resolved item.

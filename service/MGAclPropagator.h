@@ -35,6 +35,9 @@ class MGAclPropagator
 public:
     MGAclPropagator(const MGFileItem &folder, MGAclList folderEntries);
 
+    // Propagates only while the folder still holds `expected`'s entries (what the caller read).
+    void setExpected(std::optional<MGAclList> expected) { m_expected = std::move(expected); }
+
     MGResultError run();
 
     // What the walk did.
@@ -84,6 +87,7 @@ private:
     const MGFileItem &m_item;
     QString m_path;
     MGAclList m_entries;
+    std::optional<MGAclList> m_expected;
     uid_t m_owner = 0;
     gid_t m_group = 0;
     quint64 m_mount = 0;

@@ -106,7 +106,9 @@ QCborMap MGAclServiceDispatcher::handle(const QCborMap &request, const ProgressS
     // Titles and row names are in the caller's language.
     const NTLocalizedString::ThreadLanguage language(
         locale.isString() && locale.toString().size() < MaximumLocaleLength ? locale.toString() : QStringLiteral("C"));
-    const auto args = read.map(request.value(QStringLiteral("args")), QStringLiteral("argument record"), argumentsOf(*method));
+    const bool writes = *method == MGAclRemoteMethod::SetEntries || *method == MGAclRemoteMethod::PropagateEntries;
+    const auto args = read.map(request.value(QStringLiteral("args")), QStringLiteral("argument record"), argumentsOf(*method),
+                               writes ? QStringList{QStringLiteral("expected")} : QStringList());
     const auto path = args ? pathArgument(*args, read) : std::nullopt;
     if (!path)
         return malformedReply(why, id);
@@ -137,11 +139,15 @@ QCborMap MGAclServiceDispatcher::handle(const QCborMap &request, const ProgressS
         const auto list = MGAclLists::fromCbor(args->value(QStringLiteral("entries")), &why);
         if (!list)
             return malformedReply(why, id);
+        std::optional<MGAclList> expected;
+        if (args->contains(QStringLiteral("expected")) && !(expected = MGAclLists::fromCbor(args->value(QStringLiteral("expected")), &why)))
+            return malformedReply(why, id);
         MGResultError error;
         if (*method == MGAclRemoteMethod::SetEntries) {
-            error = MGPosixAclStore::write(*item, *list);
+            error = MGPosixAclStore::write(*item, *list, expected);
         } else {
             MGAclPropagator propagator(*item, *list);
+            propagator.setExpected(expected);
             if (progress)
                 propagator.setProgressHandler(
                     [&](const MGAclPropagator::Summary &sofar, const QByteArray &folder) {

@@ -337,11 +337,31 @@ MGResultError apply(const MGFileItem &item, const MGPosixItemState &current, con
 }
 }
 
+std::optional<MGError> MGPosixAclStore::changedSince(const MGPosixItemState &current, const MGAclList &expected,
+                                                     const QString &what, const QString &path)
+{
+    if (MGAclLists::sameEntries(listFromState(current), expected))
+        return std::nullopt;
+    return MGError::posixError(ESTALE, QStringLiteral("%1 \u201c%2\u201d: they were changed elsewhere since they were "
+                                                      "read, and nothing was changed. Look at them as they are now and "
+                                                      "make the change again.")
+                                           .arg(what, path));
+}
+
 MGResultError MGPosixAclStore::write(const MGFileItem &item, const MGAclList &list)
+{
+    return write(item, list, std::nullopt);
+}
+
+MGResultError MGPosixAclStore::write(const MGFileItem &item, const MGAclList &list, const std::optional<MGAclList> &expected)
 {
     const MGResult<MGPosixItemState> current = readState(item);
     if (!current)
         return current.error();
+    if (expected) {
+        if (auto changed = changedSince(*current, *expected, WriteFailure, item.shownPath()))
+            return *changed;
+    }
     if (!S_ISDIR(current->mode) && !S_ISREG(current->mode))
         return MGError::posixError(EINVAL, QStringLiteral("%1 \u201c%2\u201d: it is %3, and only folders and regular "
                                                           "files are changed")

@@ -35,6 +35,12 @@ public:
     // Stores exactly what the list says, or nothing: a list that POSIX ACLs cannot hold is
     // refused before anything is written, and a write that fails half-way is undone.
     static MGResultError write(const MGFileItem &item, const MGAclList &list);
+    // The same, only while the item still holds `expected`'s entries (what the caller read
+    // before changing them); otherwise nothing is written and the error says it changed.
+    static MGResultError write(const MGFileItem &item, const MGAclList &list, const std::optional<MGAclList> &expected);
+    // The error for an item whose permissions changed since `expected` was read from it.
+    static std::optional<MGError> changedSince(const MGPosixItemState &current, const MGAclList &expected,
+                                               const QString &what, const QString &path);
     // The same for a path, resolved as MGFileItem does.
     static MGResult<MGAclList> read(const QString &path);
     static MGResultError write(const QString &path, const MGAclList &list);

@@ -55,8 +55,9 @@ private slots:
         QVERIFY(title);
         QCOMPARE(title->textField()->text(), QStringLiteral("Access Control List"));
         QCOMPARE(table->model()->index(1, MGAclEntriesTableModel::TagColumn).data().toString(), QStringLiteral("Allow"));
+        // The group's name, and the letters of what an entry stored in a POSIX ACL holds.
         QCOMPARE(table->model()->index(1, MGAclEntriesTableModel::PermissionGroupColumn).data().toString(),
-                 QStringLiteral("Read"));
+                 QStringLiteral("Read (r-x)"));
         QCOMPARE(table->model()->index(2, MGAclEntriesTableModel::InheritedColumn).data().toString(), QStringLiteral("Yes"));
         // Clicking a title keeps the selection.
         view->selectRow(2);

@@ -159,7 +159,8 @@ private slots:
             QTRY_VERIFY(!object);
             QCOMPARE(otherBits(file), QStringLiteral("---"));
         }
-        // "Yes" with a save that fails: the error is shown, the window stays, reloaded.
+        // "Yes" with a list the item cannot hold: refused before anything is sent; the
+        // error is shown and the window stays open with its edits.
         {
             MGAclPlugin::Pointer plugin = openWindow(file);
             MGAclList list = plugin->entries();
@@ -167,17 +168,39 @@ private slots:
                                                 false, true));
             plugin->setEntries(list);
             QVERIFY(plugin->canRevertEntries());
+            const QString before = facl(file);
+            plugin->window()->close();
+            answer(waitForAlert(), 1000);
+            QMessageBox *error = nullptr;
+            QTRY_VERIFY((error = qobject_cast<QMessageBox *>(QApplication::activeModalWidget()))
+                        && error->objectName() == QLatin1String("MGErrorAlert"));
+            QCOMPARE(error->text(), QStringLiteral("Error saving Acces Control List entries"));
+            QVERIFY2(error->informativeText().contains("Row 1") && error->informativeText().contains("Deny"),
+                     qPrintable(error->informativeText()));
+            error->accept();
+            QVERIFY(plugin->window()->isVisible());
+            QVERIFY(plugin->canRevertEntries());
+            QCOMPARE(facl(file), before);
+            plugin->window()->closeWithoutAsking();
+        }
+        // "Yes" with a save the service refuses (the item was changed elsewhere since it was
+        // read): the error is shown, the window stays, reloaded with what is there now.
+        {
+            MGAclPlugin::Pointer plugin = openWindow(file);
+            otherEntry(plugin->entries())->setPermissions(Set::fromPosixBits(4, false));
+            QVERIFY(shOk("setfacl -m u:daemon:r-- " + quoted(file)));
             QSignalSpy reloaded(plugin.get(), &MGAclPlugin::entriesChanged);
             plugin->window()->close();
             answer(waitForAlert(), 1000);
             QMessageBox *error = nullptr;
             QTRY_VERIFY((error = qobject_cast<QMessageBox *>(QApplication::activeModalWidget()))
                         && error->objectName() == QLatin1String("MGErrorAlert"));
-            QVERIFY(error->text().contains("Deny"));
+            QVERIFY2(error->text().contains("changed elsewhere"), qPrintable(error->text()));
             QTRY_VERIFY(reloaded.count() >= 1);
             QVERIFY(plugin->window()->isVisible());
             QVERIFY(!plugin->canRevertEntries());
-            QCOMPARE(MGAclLists::aclEntries(plugin->entries()).size(), 0);
+            QCOMPARE(MGAclLists::aclEntries(plugin->entries()).size(), 1); // daemon's entry, from elsewhere
+            QVERIFY(facl(file).contains("user:1:r--"));
             error->accept();
             plugin->window()->close();
         }

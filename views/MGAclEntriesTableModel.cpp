@@ -126,10 +126,57 @@ void MGAclEntriesTableModel::rearrangeRows(const MGAclList &list)
     emit dataChanged(index(0, 0), index(rowCount() - 1, ColumnCount - 1));
 }
 
+std::optional<int> MGAclEntriesTableModel::limitingMask(const MGAclEntry &entry) const
+{
+    const bool named = entry.isAcl() && entry.identity().isUserOrGroup();
+    const bool forNewItems = entry.isAcl() && (entry.flags() & MGAclFlag::OnlyInherit);
+    const bool owningGroup = !entry.isAcl() && entry.kind() == MGAclEntry::Kind::OwningGroup;
+    const bool groupForNewItems = forNewItems && entry.identity().identityClass() == CBIdentity::Class::GroupSpecial;
+    if (!(named || owningGroup || groupForNewItems))
+        return std::nullopt;
+    // Entries for the item answer to the POSIX section's mask; entries only for new items,
+    // to the mask the folder passes on.
+    for (const MGAclItem &item : m_list) {
+        const MGAclEntry *mask = MGAclLists::entryOf(item);
+        if (!mask)
+            continue;
+        const bool itemMask = !mask->isAcl() && mask->kind() == MGAclEntry::Kind::Mask;
+        const bool passedMask = mask->isAcl() && mask->identity().identityClass() == CBIdentity::Class::MaskSpecial;
+        if (forNewItems ? passedMask : itemMask)
+            return MGAclPermissionSet::toPosixBits(mask->permissions(), mask->isDirectory());
+    }
+    return std::nullopt;
+}
+
+QString MGAclEntriesTableModel::permissionText(const MGAclEntry &entry) const
+{
+    const QString group = transformed("MGAclPermGroupValueTransformer", entry.permissionGroup()).toString();
+    const auto bits = MGAclPermissionSet::toPosixBits(entry.permissions(), entry.isDirectory());
+    if (!entry.isPosix() || !bits)
+        return group;
+    // The letters say what a named group stands for; a mask that takes some away is named.
+    const QString letters = MGAclPermissionSet::shortText(entry.permissions(), entry.isDirectory());
+    const auto mask = limitingMask(entry);
+    if (mask && (*bits & ~*mask)) {
+        const int effective = *bits & *mask;
+        return QStringLiteral("%1 (%2, %3)")
+            .arg(group, letters,
+                 NTLocalizedString::localize(QStringLiteral("limited to %1"), QStringLiteral("ACL"))
+                     .arg(MGAclPermissionSet::shortText(MGAclPermissionSet::fromPosixBits(effective, entry.isDirectory()),
+                                                        entry.isDirectory())));
+    }
+    return QStringLiteral("%1 (%2)").arg(group, letters);
+}
+
 void MGAclEntriesTableModel::observeValueForKeyPath(const QString &, QObject *object)
 {
+    const auto *changed = qobject_cast<MGAclEntry *>(object);
+    // A mask changes what the entries it limits show.
+    const bool mask = changed
+        && ((!changed->isAcl() && changed->kind() == MGAclEntry::Kind::Mask)
+            || changed->identity().identityClass() == CBIdentity::Class::MaskSpecial);
     for (qsizetype row = 0; row < m_list.size(); ++row) {
-        if (MGAclLists::entryOf(m_list.at(row)) == object)
+        if (mask || MGAclLists::entryOf(m_list.at(row)) == object)
             emit dataChanged(index(int(row), 0), index(int(row), ColumnCount - 1));
     }
 }
@@ -169,7 +216,7 @@ QVariant MGAclEntriesTableModel::data(const QModelIndex &index, int role) const
                 + NTLocalizedString::localize(QStringLiteral("(new items only)"), QStringLiteral("ACL"));
         return entry->identityText();
     case PermissionGroupColumn:
-        return transformed("MGAclPermGroupValueTransformer", entry->permissionGroup());
+        return permissionText(*entry);
     case InheritedColumn:
         return transformed("MGAclInheritedValueTransformer", entry->inherited());
     default:

@@ -35,8 +35,14 @@ public slots:
     // An entry of the list changed in place.
     void observeValueForKeyPath(const QString &keyPath, QObject *object);
 
+    // The permission group's name, with the r/w/x letters of an entry stored in a POSIX ACL
+    // and, when a mask takes some of them away, what the entry is limited to.
+    QString permissionText(const MGAclEntry &entry) const;
+
 private:
     void observe(const MGAclList &list, bool on);
+    // The r/w/x bits of the mask that limits an entry; nothing when none does.
+    std::optional<int> limitingMask(const MGAclEntry &entry) const;
     void replaceRows(int first, int oldCount, const MGAclList &list);
     void rearrangeRows(const MGAclList &list);
 

@@ -1,0 +1,211 @@
+#include "MGAclCommandLine.h"
+#include "MGAclEntriesTableModel.h"
+#include "MGAclEntriesViewController.h"
+#include "MGChildServiceConnection.h"
+#include "PluginHelpers.h"
+#include "StagedBuild.h"
+
+#include <sys/wait.h>
+
+using Set = MGAclPermissionSet;
+
+namespace {
+// Runs the plug-in object's command and waits for the list it installs.
+void perform(const MGAclPlugin::Pointer &plugin, void (MGAclPlugin::*command)(QObject *))
+{
+    QSignalSpy installed(plugin.get(), &MGAclPlugin::entriesChanged);
+    (plugin.get()->*command)(nullptr);
+    QVERIFY(installed.wait(10000));
+}
+
+// Saves from the menu and waits for the reload that follows.
+void save(const MGAclPlugin::Pointer &plugin)
+{
+    QSignalSpy reloaded(plugin.get(), &MGAclPlugin::entriesChanged);
+    plugin->saveEntries(plugin.get());
+    QVERIFY(reloaded.wait(10000));
+    QVERIFY(!QApplication::activeModalWidget());
+}
+
+MGAclEntry *maskOf(const MGAclList &list)
+{
+    return findEntry(list, [](const MGAclEntry &e) { return !e.isAcl() && e.kind() == MGAclEntry::Kind::Mask; });
+}
+}
+
+// The plug-in object's edits, as they reach the item: what inheriting builds, the masks
+// that follow the entries they limit, and lists refused before anything is sent.
+class tst_MGAclPluginEditing : public QObject
+{
+    Q_OBJECT
+
+    SharedTemporaryDir tmp;
+
+private slots:
+    void initTestCase() { useTestSettings(); }
+
+    void whatIsInheritedSavesAndReadsBackTheSame_data()
+    {
+        QTest::addColumn<bool>("folder");
+        QTest::addColumn<bool>("explicitToo");
+        QTest::newRow("folder") << true << false;
+        QTest::newRow("file") << false << false;
+        QTest::newRow("folder, made explicit") << true << true;
+        QTest::newRow("file, made explicit") << false << true;
+    }
+    void whatIsInheritedSavesAndReadsBackTheSame()
+    {
+        QFETCH(bool, folder);
+        QFETCH(bool, explicitToo);
+        // A folder whose default ACL passes on a named entry and its owner, group, other and
+        // mask settings; a child that has none of them yet.
+        const QString parent = tmp.path(QStringLiteral("parent%1%2").arg(folder).arg(explicitToo));
+        const QString child = parent + "/child";
+        QVERIFY(shOk(QStringLiteral("mkdir %1 && setfacl -d -m u:daemon:rwx,u::rwx,g::r-x,o::---,m::rwx %1 && %2 %3 && "
+                                    "setfacl -b %3 && setfacl -k %3 2>/dev/null; chmod 777 %3")
+                         .arg(quoted(parent), folder ? "mkdir" : "touch", quoted(child))));
+        MGAclPlugin::Pointer plugin = openWindow(child);
+        perform(plugin, &MGAclPlugin::inheritEntriesFromParent);
+        if (explicitToo) {
+            QVERIFY(plugin->hasInheritedEntries());
+            plugin->makeInheritedEntriesExplicit(nullptr);
+        }
+        QVERIFY(plugin->canRevertEntries());
+        const MGAclList built = MGAclLists::deepCopy(plugin->entries());
+        // Owner, group and other are the item's own POSIX settings, not entries.
+        QVERIFY(!MGAclLists::posixProblem(built));
+        save(plugin);
+        // POSIX ACLs keep no inherited mark: what comes back is the same, explicit.
+        for (const MGAclItem &item : built)
+            if (MGAclEntry *entry = MGAclLists::entryOf(item))
+                entry->setInherited(false);
+        QVERIFY2(MGAclLists::sameEntries(plugin->entries(), built),
+                 qPrintable(MGAclCommandLine::formatList(plugin->entries()) + "\nbuilt:\n" + MGAclCommandLine::formatList(built)));
+        const QString acl = facl(child);
+        QVERIFY2(acl.contains("user:1:rwx") && acl.contains("group::r-x") && acl.contains("other::---"), qPrintable(acl));
+        QCOMPARE(acl.contains("default:"), folder);
+        plugin->window()->closeWithoutAsking();
+    }
+
+    void anAddedEntryTakesEffect()
+    {
+        // The mask limits daemon to read; a new entry for nobody with read and write widens
+        // it, as setfacl would, so the new entry does what the window says.
+        const QString file = tmp.path("masked");
+        QVERIFY(shOk(QStringLiteral("touch %1 && setfacl -m u:daemon:rwx,m::r-- %1").arg(quoted(file))));
+        MGAclPlugin::Pointer plugin = openWindow(file);
+        auto *model = static_cast<MGAclEntriesViewController *>(plugin->tabViewController()->childViewControllers().first())->model();
+        // As read, daemon's row says what the mask leaves it.
+        QVERIFY2(model->data(model->index(1, MGAclEntriesTableModel::PermissionGroupColumn)).toString().contains("limited to r--"),
+                 qPrintable(model->data(model->index(1, MGAclEntriesTableModel::PermissionGroupColumn)).toString()));
+        MGAclList list = plugin->entries();
+        list.insert(2, MGAclEntry::aclEntry(MGAclEntry::Allow, CBIdentity::user(65534), Set::groupPermissions(Set::ReadWrite, false),
+                                            0, false, true));
+        plugin->setEntries(list);
+        QCOMPARE(Set::shortText(maskOf(plugin->entries())->permissions(), false), QStringLiteral("rwx"));
+        QVERIFY(!model->data(model->index(1, MGAclEntriesTableModel::PermissionGroupColumn)).toString().contains("limited"));
+        save(plugin);
+        QVERIFY2(!facl(file).contains("#effective"), qPrintable(facl(file)));
+        // Taking the new entry out again gives the mask back as it was read.
+        list = plugin->entries();
+        plugin->setEntries(list.mid(0, 2) + list.mid(3));
+        QVERIFY(plugin->canRevertEntries());
+        plugin->window()->closeWithoutAsking();
+    }
+
+    void aMaskSetByHandIsKept()
+    {
+        const QString file = tmp.path("handmask");
+        QVERIFY(shOk(QStringLiteral("touch %1 && setfacl -m u:daemon:rw- %1").arg(quoted(file))));
+        MGAclPlugin::Pointer plugin = openWindow(file);
+        maskOf(plugin->entries())->setPermissions(Set::fromPosixBits(4, false)); // by hand
+        MGAclList list = plugin->entries();
+        list.insert(2, MGAclEntry::aclEntry(MGAclEntry::Allow, CBIdentity::user(65534), Set::fromPosixBits(6, false), 0,
+                                            false, true));
+        plugin->setEntries(list);
+        QCOMPARE(Set::shortText(maskOf(plugin->entries())->permissions(), false), QStringLiteral("r--"));
+        save(plugin);
+        QVERIFY2(facl(file).contains("mask::r--") && facl(file).contains("user:65534:rw-\t#effective:r--"), qPrintable(facl(file)));
+        plugin->window()->closeWithoutAsking();
+    }
+
+    void twoEntriesForOneUserAreRefusedBeforeSending()
+    {
+        const QString file = tmp.path("twice");
+        QVERIFY(shOk(QStringLiteral("touch %1 && setfacl -m u:daemon:r-- %1").arg(quoted(file))));
+        MGAclPlugin::Pointer plugin = openWindow(file);
+        MGAclList list = plugin->entries();
+        list.insert(2, MGAclEntry::aclEntry(MGAclEntry::Allow, CBIdentity::user(1), Set::fromPosixBits(6, false), 0, false, true));
+        plugin->setEntries(list);
+        const QString before = facl(file);
+        plugin->saveEntries(plugin.get());
+        QMessageBox *error = waitForAlert();
+        QVERIFY(error);
+        QVERIFY2(error->informativeText().contains("Rows 1 and 2") && error->informativeText().contains("daemon"),
+                 qPrintable(error->informativeText()));
+        error->accept();
+        QVERIFY(plugin->canRevertEntries()); // the edits stay
+        QCOMPARE(facl(file), before);
+        plugin->window()->closeWithoutAsking();
+    }
+
+    void aChangeMadeElsewhereIsShownAndNotOverwritten()
+    {
+        const QString folder = tmp.path("shared");
+        QVERIFY(shOk(QStringLiteral("mkdir %1 && touch %1/inside && setfacl -m u:daemon:r-x %1").arg(quoted(folder))));
+        MGAclPlugin::Pointer plugin = openWindow(folder);
+        // Unedited, the entries follow a change made elsewhere.
+        QSignalSpy installed(plugin.get(), &MGAclPlugin::entriesChanged);
+        QVERIFY(shOk("setfacl -m u:nobody:rwx " + quoted(folder)));
+        QTRY_VERIFY_WITH_TIMEOUT(findEntry(plugin->entries(), [](const MGAclEntry &e) {
+                                     return e.isAcl() && e.identity().posixID() == 65534;
+                                 }),
+                                 10000);
+        // A propagation of what the window read, after yet another change elsewhere, is refused.
+        QVERIFY(syncWithService(plugin));
+        QVERIFY(shOk("setfacl -m u:bin:r-- " + quoted(folder)));
+        const MGAclList stale = plugin->entries();
+        plugin->queue()->async([plugin, stale] {
+            plugin->sendEntries(MGAclRemoteMethod::PropagateEntries, stale, plugin->url(), [](auto) {},
+                                plugin->revertedEntries());
+        });
+        QVERIFY(syncWithService(plugin));
+        QVERIFY2(!facl(folder + "/inside").contains("user:65534"), qPrintable(facl(folder + "/inside")));
+        plugin->window()->closeWithoutAsking();
+    }
+
+    void anItemTheUserCannotReachStillSaysWhy()
+    {
+        REQUIRE_ROOT();
+        StagedBuild staged;
+        REQUIRE_STAGED(staged);
+        QVERIFY(shOk(QStringLiteral("mkdir -m 700 %1 && touch %1/secret").arg(quoted(tmp.path("closed")))));
+        const QString secret = tmp.path("closed/secret");
+        // As the user: the item counts as chosen even though its folder cannot be entered.
+        const pid_t pid = fork();
+        if (pid == 0) {
+            if (setresgid(65534, 65534, 65534) != 0 || setresuid(65534, 65534, 65534) != 0)
+                _exit(2);
+            _exit(MGHostItem::fromPath(secret).isValid() ? 0 : 1);
+        }
+        int status = -1;
+        waitpid(pid, &status, 0);
+        QCOMPARE(WEXITSTATUS(status), 0);
+        // The window opens and says why it shows nothing, and what an administrator could do.
+        MGChildServiceConnection::setDefaultCommand(AsNobody + QStringList{staged.service(), "--stdio"});
+        qputenv("DBUS_SYSTEM_BUS_ADDRESS", "unix:path=" + QFile::encodeName(tmp.path("no-bus-here")));
+        MGAclPlugin::Pointer plugin = MGAclPlugin::plugin();
+        plugin->processItems({MGHostItem::fromPath(secret)});
+        QVERIFY(plugin->window()->isVisible());
+        QMessageBox *error = waitForAlert();
+        MGChildServiceConnection::setDefaultCommand({});
+        QVERIFY(error);
+        QCOMPARE(error->text(), QStringLiteral("Error retrieving Acces Control List entries"));
+        QVERIFY2(error->informativeText().contains("administrator"), qPrintable(error->informativeText()));
+        error->accept();
+        plugin->window()->closeWithoutAsking();
+    }
+};
+
+QTEST_MAIN(tst_MGAclPluginEditing)
+#include "tst_MGAclPluginEditing.moc"
