@@ -13,7 +13,6 @@
 #include <cstdio>
 
 namespace {
-enum Status { Success = 0, Failure = 1, Dismissed = 2, Usage = 64 };
 
 QString text(std::span<const MGAclTexts::Row> table, qint64 code)
 {
@@ -30,7 +29,7 @@ int runOnQueue(const std::function<void(std::shared_ptr<MGAclServiceClient>, std
 {
     const auto client = MGAclServiceClient::client(QStringLiteral("com.quillwork.Marrowgate.CommandLine"));
     QEventLoop loop;
-    int status = Failure;
+    int status = MGAclCommandLine::Failure;
     auto finish = [&loop, &status](int result) {
         MGMainQueue::async([&loop, &status, result] {
             status = result;
@@ -58,6 +57,29 @@ std::optional<QUrl> itemFor(const QByteArray &path)
                                     .arg(QFile::decodeName(path), QFile::decodeName(resolved.path))));
     return MGItemPaths::urlForNativePath(resolved.path);
 }
+}
+
+QString MGAclCommandLine::usage()
+{
+    return QStringLiteral(
+        "usage: marrowgate-acl PATH\n"
+        "       marrowgate-acl list PATH\n"
+        "       marrowgate-acl access USER-OR-GROUP PATH\n"
+        "       marrowgate-acl screenshot PATH OUT.png [--tab 0|1] [--permissions ROW] [--find ROW TEXT]\n"
+        "\n"
+        "PATH                 opens the ACL window for one file or folder (needs a display)\n"
+        "list                 the item's entries, one per line: ROW, type, who, permission group,\n"
+        "                     inherited, and rwx with any inheritance flags (f files, d folders,\n"
+        "                     l one level, o new items only)\n"
+        "access               what a user or group may do with the item\n"
+        "screenshot           a picture of the window (no display needed); --permissions opens the\n"
+        "                     permission editor of a row, --find a row's chooser with TEXT typed\n"
+        "USER-OR-GROUP        a name (a user before a group of that name), user:NAME, group:NAME,\n"
+        "                     uid:NUMBER or gid:NUMBER\n"
+        "A PATH that leads through a link is about the item at the link's end; the command says so.\n"
+        "\n"
+        "Exit status: 0 done; 1 failed (the error on standard error); 2 an administrator's\n"
+        "authorisation was asked for and dismissed; 64 the command was used wrongly.\n");
 }
 
 bool MGAclCommandLine::handles(const QByteArrayList &arguments)

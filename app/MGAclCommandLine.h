@@ -15,6 +15,11 @@
 class MGAclCommandLine
 {
 public:
+    enum Status { Success = 0, Failure = 1, Dismissed = 2, Usage = 64 };
+
+    // How to use marrowgate-acl, every command with its exit status.
+    static QString usage();
+
     // `arguments`: as the program got them (without its name), bytes: paths need not be UTF-8.
     static bool handles(const QByteArrayList &arguments);
     // Runs the command in `arguments`; needs a QCoreApplication.

@@ -1,6 +1,8 @@
 #include "MGAclHost.h"
 
+#include "MGAclEntriesViewController.h"
 #include "MGAclPlugin.h"
+#include "MGIdentityPopUpButton.h"
 #include "MGTabViewController.h"
 #include "MGWindowController.h"
 
@@ -9,6 +11,8 @@
 #include <QElapsedTimer>
 #include <QEventLoop>
 #include <QFileInfo>
+#include <QLineEdit>
+#include <QPainter>
 #include <QTimer>
 #include <cstdio>
 
@@ -27,7 +31,7 @@ MGMenuPluginFactory *MGAclHost::loadModule(QString *error)
     return factory;
 }
 
-int MGAclHost::run(const QStringList &paths)
+int MGAclHost::run(const QByteArrayList &paths)
 {
     QString error;
     MGMenuPluginFactory *factory = loadModule(&error);
@@ -36,7 +40,7 @@ int MGAclHost::run(const QStringList &paths)
         return 1;
     }
     QList<MGHostItem> items;
-    for (const QString &path : paths)
+    for (const QByteArray &path : paths)
         items << MGHostItem::fromPath(path);
     QEventLoop loop;
     {
@@ -49,7 +53,33 @@ int MGAclHost::run(const QStringList &paths)
     return 0;
 }
 
-int MGAclHost::screenshot(const QString &path, const QString &out, int tab)
+namespace {
+// Runs the event loop until `done` answers true, or for at most `milliseconds`.
+bool waitFor(const std::function<bool()> &done, int milliseconds)
+{
+    QElapsedTimer clock;
+    clock.start();
+    while (!done() && clock.elapsed() < milliseconds)
+        QCoreApplication::processEvents(QEventLoop::AllEvents, 50);
+    return done();
+}
+
+// The window as it looks, with the sheets and pop-ups open over it drawn in.
+QPixmap picture(QWidget *window)
+{
+    QPixmap canvas = window->grab();
+    QPainter painter(&canvas);
+    for (QWidget *top : QApplication::topLevelWidgets()) {
+        if (top == window || !top->isVisible() || top->parentWidget() == nullptr || top->window() != top)
+            continue;
+        const QPoint where = top->mapToGlobal(QPoint(0, 0)) - window->mapToGlobal(QPoint(0, 0));
+        painter.drawPixmap(where, top->grab());
+    }
+    return canvas;
+}
+}
+
+int MGAclHost::screenshot(const Screenshot &request)
 {
     QString error;
     MGMenuPluginFactory *factory = loadModule(&error);
@@ -59,32 +89,52 @@ int MGAclHost::screenshot(const QString &path, const QString &out, int tab)
     }
     const std::shared_ptr<MGMenuPlugin> plugin = factory->plugin();
     auto *acl = qobject_cast<MGAclPlugin *>(plugin->pluginObject());
-    if (!acl || !QFileInfo::exists(path)) {
-        std::fprintf(stderr, "Cannot open \u201c%s\u201d.\n", qPrintable(path));
+    const MGHostItem item = MGHostItem::fromPath(request.path);
+    if (!acl || !item.isValid()) {
+        std::fprintf(stderr, "%s\n",
+                     qPrintable(QStringLiteral("Cannot open \u201c%1\u201d: there is no such file or folder.")
+                                    .arg(QFile::decodeName(request.path))));
         return 1;
     }
-    QEventLoop loop;
+    const int tab = request.tab;
     bool shown = false;
-    auto done = [&] {
-        shown = true;
-        QTimer::singleShot(300, &loop, &QEventLoop::quit); // let the views settle
-    };
-    QObject::connect(acl, tab == 1 ? &MGAclPlugin::accessChanged : &MGAclPlugin::entriesChanged, &loop, [&] {
-        if (!shown && (tab == 1 ? !acl->access().isEmpty() : !acl->entries().isEmpty()))
-            done();
+    QObject::connect(acl, tab == 1 ? &MGAclPlugin::accessChanged : &MGAclPlugin::entriesChanged, acl, [&] {
+        shown = shown || (tab == 1 ? !acl->access().isEmpty() : !acl->entries().isEmpty());
     });
-    QTimer::singleShot(30000, &loop, &QEventLoop::quit);
-    plugin->processItems({MGHostItem::fromPath(path)});
+    plugin->processItems({item});
     if (tab == 1)
         acl->tabViewController()->setSelectedTabViewItemIndex(1);
-    loop.exec();
+    waitFor([&] { return shown; }, 30000);
+    waitFor([] { return false; }, 300); // let the views settle
     MGWindow *window = acl->window();
-    const bool saved = shown && window->grab().save(out, "PNG");
+    auto *entries = qobject_cast<MGAclEntriesViewController *>(acl->tabViewController()->childViewControllers().value(0));
+    if (shown && entries && request.permissionsRow >= 0) {
+        entries->selectRow(request.permissionsRow);
+        entries->showPermissions(nullptr);
+        waitFor([] { return false; }, 300);
+    }
+    if (shown && entries && request.findRow >= 0) {
+        if (MGIdentityPopUpButton *chooser = entries->identityChooser(request.findRow)) {
+            chooser->showPopup();
+            if (chooser->searchField())
+                chooser->searchField()->setText(request.find);
+            waitFor([] { return false; }, 300);
+        }
+    }
+    const bool saved = shown && picture(window).save(request.out, "PNG");
+    for (QWidget *top : QApplication::topLevelWidgets()) {
+        if (top != window && top->isVisible())
+            top->close();
+    }
     window->closeWithoutAsking();
-    if (!saved) {
+    if (!shown) {
         std::fprintf(stderr, "The window showed nothing to save within 30 s.\n");
         return 1;
     }
-    std::printf("%s\n", qPrintable(out));
+    if (!saved) {
+        std::fprintf(stderr, "%s\n", qPrintable(QStringLiteral("Cannot write the picture to \u201c%1\u201d.").arg(request.out)));
+        return 1;
+    }
+    std::printf("%s\n", qPrintable(request.out));
     return 0;
 }

@@ -3,6 +3,7 @@
 #include "MGMenuPlugin.h"
 
 #include <QPluginLoader>
+#include <QByteArrayList>
 #include <QStringList>
 
 class MGAclPlugin;
@@ -20,10 +21,20 @@ public:
 
     // Opens the window for the items (if the plug-in accepts them) and runs until the
     // plug-in object has freed itself.
-    int run(const QStringList &paths);
-    // Opens the window for `path` on tab 0 or 1, waits until its content is shown, and
-    // saves the window as a PNG.
-    int screenshot(const QString &path, const QString &out, int tab);
+    int run(const QByteArrayList &paths);
+    // What a picture of the window shows.
+    struct Screenshot
+    {
+        QByteArray path; // the item, as the file system names it
+        QString out; // the PNG to write
+        int tab = 0;
+        int permissionsRow = -1; // with the permission editor open for this row
+        int findRow = -1; // with this row's identity chooser open, `find` typed into it
+        QString find;
+    };
+    // Opens the window as asked, waits until its content is shown, and saves it (with any
+    // sheet or chooser open over it) as a PNG.
+    int screenshot(const Screenshot &request);
 
 private:
     QPluginLoader m_loader;

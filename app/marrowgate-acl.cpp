@@ -1,14 +1,13 @@
-// marrowgate-acl: the ACL editor's command line.
-//   marrowgate-acl PATH                             the ACL window for one item
-//   marrowgate-acl screenshot PATH OUT.png [--tab 0|1]
-//   marrowgate-acl list PATH | access USER-OR-GROUP PATH
-// The text commands run here without any GUI; the window commands are handed to the small
-// window host installed beside this program.
+// marrowgate-acl: the ACL editor's command line. The text commands run here without any
+// GUI; the window commands are checked here and handed to the small window host installed
+// beside this program.
 #include "MGAclCommandLine.h"
+#include "MGAclWindowArguments.h"
 #include "NTLocalizedString.h"
 
 #include <QCoreApplication>
 #include <QDir>
+#include <QFileInfo>
 #include <QLocale>
 #include <cerrno>
 #include <cstdio>
@@ -23,7 +22,7 @@ int runWindowHost(char **argv)
     const ssize_t length = readlink("/proc/self/exe", self, sizeof self - 1);
     if (length <= 0) {
         std::fprintf(stderr, "marrowgate-acl: cannot find its own place: %s\n", std::strerror(errno));
-        return 1;
+        return MGAclCommandLine::Failure;
     }
     self[length] = 0;
     const QByteArray host = QFile::encodeName(QDir::cleanPath(
@@ -32,7 +31,7 @@ int runWindowHost(char **argv)
     execv(host.constData(), argv);
     std::fprintf(stderr, "marrowgate-acl: cannot start the window \u201c%s\u201d: %s\n", host.constData(),
                  std::strerror(errno));
-    return 1;
+    return MGAclCommandLine::Failure;
 }
 }
 
@@ -41,8 +40,24 @@ int main(int argc, char **argv)
     QByteArrayList arguments;
     for (int i = 1; i < argc; ++i)
         arguments << QByteArray(argv[i]);
-    if (!MGAclCommandLine::handles(arguments))
+    const QByteArray first = arguments.value(0);
+    if (first == "--help" || first == "-h" || first == "help") {
+        std::fputs(qPrintable(MGAclCommandLine::usage()), stdout);
+        return MGAclCommandLine::Success;
+    }
+    if (!MGAclCommandLine::handles(arguments)) {
+        QString error;
+        const auto window = MGAclWindowArguments::read(arguments, &error);
+        if (!window) {
+            std::fprintf(stderr, "%s\n\n%s", qPrintable(error), qPrintable(MGAclCommandLine::usage()));
+            return MGAclCommandLine::Usage;
+        }
+        if (const QString problem = window->problem(); !problem.isEmpty()) {
+            std::fprintf(stderr, "%s\n", qPrintable(problem));
+            return MGAclCommandLine::Failure;
+        }
         return runWindowHost(argv);
+    }
     // Standard error carries the command's own errors only.
     qInstallMessageHandler([](QtMsgType type, const QMessageLogContext &, const QString &message) {
         if (type == QtCriticalMsg || type == QtFatalMsg)

@@ -1,9 +1,11 @@
 #include "MGAclAccessTreeModel.h"
 #include "MGAclAccessViewController.h"
+#include "MGIdentityPopUpButton.h"
 #include "PluginHelpers.h"
 
 #include <QAbstractItemModelTester>
 #include <QComboBox>
+#include <QLineEdit>
 #include <QStandardItemModel>
 #include <QTreeView>
 
@@ -78,12 +80,13 @@ private slots:
         QSignalSpy access(plugin.get(), &MGAclPlugin::accessChanged);
         plugin->tabViewController()->setSelectedTabViewItemIndex(1);
         QVERIFY(access.wait(10000));
-        QComboBox *chooser = accessView(plugin)->identityPopUpButton();
-        QCOMPARE(chooser->currentData().value<CBIdentity>(), plugin->identity());
-        const int nobody = chooser->findText("nobody", Qt::MatchStartsWith);
-        QVERIFY(nobody >= 0);
-        chooser->setCurrentIndex(nobody);
-        emit chooser->activated(nobody);
+        MGIdentityPopUpButton *chooser = accessView(plugin)->identityPopUpButton();
+        QCOMPARE(chooser->identity(), plugin->identity());
+        // As a user does: open the chooser, type part of a name, take the first match.
+        QTest::mouseClick(chooser, Qt::LeftButton);
+        QTRY_VERIFY(chooser->searchField());
+        QTest::keyClicks(chooser->searchField(), "obod");
+        QTest::keyClick(chooser->searchField(), Qt::Key_Return);
         QVERIFY(access.wait(10000));
         QCOMPARE(plugin->identity().posixName(), QStringLiteral("nobody"));
         plugin->window()->closeWithoutAsking();

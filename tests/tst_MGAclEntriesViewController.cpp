@@ -1,10 +1,16 @@
 #include "MGAclEntriesTableModel.h"
 #include "MGAclEntriesViewController.h"
+#include "MGAclEntryPopUpButtons.h"
+#include "MGAclPermissionViewController.h"
 #include "MGAclTableRowView.h"
+#include "MGIdentityPopUpButton.h"
 #include "PluginHelpers.h"
 
 #include <QAbstractItemModelTester>
+#include <QLineEdit>
+#include <QListView>
 #include <QMenu>
+#include <QStandardItemModel>
 #include <QTableView>
 #include <QToolButton>
 
@@ -138,6 +144,198 @@ private slots:
         QVERIFY(folderMenu->actions().at(5)->isEnabled());
         folder->window()->closeWithoutAsking();
         plain->window()->closeWithoutAsking();
+    }
+
+    // The permission editor a row's command opened, once it is on screen.
+    static MGAclPermissionViewController *openEditor(const MGAclPlugin::Pointer &plugin)
+    {
+        MGAclPermissionViewController *editor = nullptr;
+        QTest::qWaitFor([&] {
+            const auto presented = plugin->tabViewController()->presentedViewControllers();
+            editor = presented.isEmpty() ? nullptr : qobject_cast<MGAclPermissionViewController *>(presented.last());
+            return editor && editor->sheet() && editor->sheet()->isVisible() && editor->buttonFor("Read")
+                && editor->buttonFor("Read")->isVisible();
+        }, 5000);
+        return editor;
+    }
+
+    static QPoint centreOfRow(QTableView *table, int row, int column)
+    {
+        return table->visualRect(table->model()->index(row, column)).center();
+    }
+
+    static MGAclPermGroupPopUpButton *groupPopUp(MGAclEntriesViewController *view, int row)
+    {
+        QWidget *cell = view->rowControl(row, MGAclEntriesTableModel::PermissionGroupColumn);
+        return cell ? cell->findChild<MGAclPermGroupPopUpButton *>() : nullptr;
+    }
+
+    void addingSomeoneIsPlusTypeEnterThenAGroup()
+    {
+        const QString target = tmp.path("shared-file");
+        QVERIFY(shOk("touch " + quoted(target) + " && chmod 640 " + quoted(target)));
+        MGAclPlugin::Pointer plugin = openWindow(target);
+        MGAclEntriesViewController *view = entriesView(plugin);
+        QSignalSpy installed(plugin.get(), &MGAclPlugin::entriesChanged);
+        QTest::mouseClick(view->addButton(), Qt::LeftButton);
+        QVERIFY(installed.wait(10000));
+        // The new row's chooser is open: typing finds people by any part of their name.
+        MGIdentityPopUpButton *chooser = view->identityChooser(1);
+        QVERIFY(chooser);
+        QTRY_VERIFY(chooser->searchField());
+        QTest::keyClicks(chooser->searchField(), "BOD");
+        QTRY_COMPARE(chooser->listView()->currentIndex().data().toString(), QStringLiteral("nobody"));
+        QTest::keyClick(chooser->searchField(), Qt::Key_Return);
+        QTRY_VERIFY(!chooser->searchField());
+        MGAclEntry *added = MGAclLists::aclEntries(plugin->entries()).first().get();
+        QCOMPARE(added->identity().posixName(), QStringLiteral("nobody"));
+        // Deny is there but cannot be chosen: POSIX ACLs have none, and the tooltip says so.
+        auto *tag = qobject_cast<MGAclTagPopUpButton *>(view->rowControl(1, MGAclEntriesTableModel::TagColumn));
+        auto *tags = qobject_cast<QStandardItemModel *>(tag->model());
+        QVERIFY(!tags->item(1)->isEnabled());
+        QVERIFY(tags->item(1)->toolTip().contains("no deny entries"));
+        // A group from the row's pop-up, with the keyboard.
+        MGAclPermGroupPopUpButton *group = groupPopUp(view, 1);
+        QCOMPARE(group->currentText(), QStringLiteral("Read"));
+        group->setFocus();
+        QTest::keyClick(group, Qt::Key_Up); // Read & Write comes before Read
+        QCOMPARE(added->permissionGroup(), qint64(Set::ReadWrite));
+        QVERIFY(view->rowControl(1, MGAclEntriesTableModel::PermissionGroupColumn)
+                    ->findChild<QLabel *>("permissionDetail")->text().startsWith("rw-"));
+        QVERIFY(group->toolTip().contains("Write"));
+        QTest::keyClick(plugin->window(), Qt::Key_S, Qt::ControlModifier);
+        QVERIFY(installed.wait(10000));
+        QVERIFY2(facl(target).contains("user:65534:rw-"), qPrintable(facl(target)));
+        plugin->window()->close();
+    }
+
+    void theEditorOpensByDoubleClickAndEditsInPlace()
+    {
+        const QString target = tmp.path("edited-file");
+        QVERIFY(shOk("touch " + quoted(target) + " && setfacl -m u:nobody:r-- " + quoted(target)));
+        MGAclPlugin::Pointer plugin = openWindow(target);
+        MGAclEntriesViewController *view = entriesView(plugin);
+        QTableView *table = view->tableView();
+        // Double-click on the row's Inherited cell (which has no control of its own).
+        QTest::mouseClick(table->viewport(), Qt::LeftButton, {}, centreOfRow(table, 1, MGAclEntriesTableModel::InheritedColumn));
+        QTest::mouseDClick(table->viewport(), Qt::LeftButton, {}, centreOfRow(table, 1, MGAclEntriesTableModel::InheritedColumn));
+        MGAclPermissionViewController *editor = openEditor(plugin);
+        QVERIFY(editor);
+        QCOMPARE(editor->entry()->identity().posixName(), QStringLiteral("nobody"));
+        // A POSIX-kept entry: read, write and execute, and a word on why only those.
+        QVERIFY(editor->buttonFor("Read") && editor->buttonFor("Write") && editor->buttonFor("Execute"));
+        QVERIFY(!editor->buttonFor("Take Ownership"));
+        QVERIFY(editor->view()->findChild<QLabel *>("posixNote")->isVisible());
+        QVERIFY(editor->sheet()->windowModality() == Qt::WindowModal);
+        QCOMPARE(editor->sheet()->minimumSize(), editor->sheet()->maximumSize()); // not resizable
+        // Ticking changes the listed entry at once; unticking makes the window unedited again.
+        // A click on the box itself.
+        auto tick = [&](const char *key) {
+            QAbstractButton *box = editor->buttonFor(QString::fromLatin1(key));
+            QTest::mouseClick(box, Qt::LeftButton, {}, QPoint(8, box->height() / 2));
+        };
+        tick("Write");
+        QCOMPARE(Set::shortText(MGAclLists::aclEntries(plugin->entries()).first()->permissions(), false), QStringLiteral("rw-"));
+        QVERIFY(plugin->window()->isWindowModified());
+        tick("Write");
+        QVERIFY(!plugin->window()->isWindowModified());
+        tick("Execute");
+        QTest::mouseClick(editor->closeButton(), Qt::LeftButton);
+        QTRY_VERIFY(plugin->tabViewController()->presentedViewControllers().isEmpty());
+        QVERIFY(plugin->window()->isWindowModified()); // closing keeps what was changed
+        QSignalSpy reloaded(plugin.get(), &MGAclPlugin::entriesChanged);
+        plugin->saveEntries(plugin.get());
+        QVERIFY(reloaded.wait(10000));
+        QVERIFY2(facl(target).contains("user:65534:r-x"), qPrintable(facl(target)));
+        plugin->window()->close();
+    }
+
+    void customOpensTheEditorForItsOwnRow()
+    {
+        MGAclPlugin::Pointer plugin = openWindow(tmp.path());
+        installSample(plugin);
+        MGAclEntriesViewController *view = entriesView(plugin);
+        view->selectRow(1);
+        // "Custom…" in row 3, while row 1 is selected.
+        MGAclPermGroupPopUpButton *group = groupPopUp(view, 3);
+        const int custom = group->findText(QStringLiteral("Custom\u2026"));
+        QVERIFY(custom >= 0);
+        group->setCurrentIndex(custom);
+        emit group->activated(custom);
+        MGAclPermissionViewController *editor = openEditor(plugin);
+        QVERIFY(editor);
+        QCOMPARE(editor->entry()->identity().posixID(), 3u);
+        QCOMPARE(MGAclLists::entryOf(plugin->entries().at(3))->permissionGroup(), qint64(Set::Custom));
+        // Showing permissions again while a sheet is open leaves the open one.
+        view->showPermissions(nullptr);
+        QCOMPARE(plugin->tabViewController()->presentedViewControllers().size(), 2);
+        for (MGViewController *presented : plugin->tabViewController()->presentedViewControllers())
+            plugin->tabViewController()->dismissViewController(presented);
+        plugin->window()->closeWithoutAsking();
+    }
+
+    void rowsHaveMenusAndKeys()
+    {
+        MGAclPlugin::Pointer plugin = openWindow(tmp.path());
+        installSample(plugin);
+        MGAclEntriesViewController *view = entriesView(plugin);
+        QTableView *table = view->tableView();
+        auto enabled = [&](const char *action) {
+            QAction item;
+            item.setObjectName(QString::fromLatin1(action));
+            return view->validateMenuItem(&item);
+        };
+        table->clearSelection();
+        QVERIFY(enabled("addEntry:") && !enabled("removeEntry:") && !enabled("showPermissions:"));
+        QVERIFY(!enabled("sortEntriesCanonically:"));
+        view->selectRow(2); // inherited: shown, not removable
+        QVERIFY(enabled("showPermissions:") && !enabled("removeEntry:"));
+        QVERIFY(!view->identityChooser(2)->isEnabled());
+        view->selectRow(1);
+        QVERIFY(enabled("removeEntry:"));
+        // Enter opens the editor for the selected row; Delete removes it.
+        table->setFocus();
+        QTest::keyClick(table, Qt::Key_Return);
+        MGAclPermissionViewController *editor = openEditor(plugin);
+        QVERIFY(editor && editor->entry()->identity().posixID() == 1u);
+        QTest::keyClick(editor->sheet(), Qt::Key_Escape);
+        QTRY_VERIFY(plugin->tabViewController()->presentedViewControllers().isEmpty());
+        QSignalSpy installed(plugin.get(), &MGAclPlugin::entriesChanged);
+        table->setFocus();
+        QTest::keyClick(table, Qt::Key_Delete);
+        QVERIFY(installed.wait(10000));
+        QCOMPARE(MGAclLists::aclEntries(plugin->entries()).size(), 2);
+        // The row menu: its items are validated as it opens.
+        view->selectRow(1); // the inherited entry, now first
+        QMenu *menu = table->findChild<QMenu *>();
+        QVERIFY(menu);
+        emit menu->aboutToShow();
+        QStringList items;
+        for (QAction *item : menu->actions())
+            items << item->objectName() + (item->isEnabled() ? "+" : "-");
+        QCOMPARE(items, (QStringList{"showPermissions:+", "removeEntry:-"}));
+        plugin->window()->closeWithoutAsking();
+    }
+
+    void nobodyIsOfferedTwice()
+    {
+        MGAclPlugin::Pointer plugin = openWindow(tmp.path());
+        installSample(plugin);
+        MGAclEntriesViewController *view = entriesView(plugin);
+        // Users 1 and 3 have entries of their own: row 3's chooser does not offer user 1,
+        // nor user 2, whose inherited entry also applies to the folder.
+        const QList<CBIdentity> taken = MGAclEntriesViewController::unavailableIdentities(
+            plugin->entries(), *MGAclLists::entryOf(plugin->entries().at(3)));
+        QVERIFY(taken.contains(CBIdentity::user(1)) && taken.contains(CBIdentity::user(3)) == false);
+        MGIdentityPopUpButton *chooser = view->identityChooser(3);
+        chooser->showPopup();
+        QTRY_VERIFY(chooser->searchField());
+        bool offersUser1 = false;
+        for (int row = 0; row < chooser->count(); ++row)
+            offersUser1 = offersUser1 || chooser->itemData(row).value<CBIdentity>() == CBIdentity::user(1);
+        QVERIFY(!offersUser1);
+        chooser->hidePopup();
+        plugin->window()->closeWithoutAsking();
     }
 
     void inheritingFromTheParentReplacesTheAcl()

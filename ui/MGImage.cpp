@@ -77,3 +77,38 @@ QIcon MGImage::xmarkImage()
 {
     return drawnIcon([](QPainter &p) { strokeLines(p, QColor(0xd0, 0x33, 0x2b), {{4, 4, 12, 12}, {12, 4, 4, 12}}); });
 }
+
+QIcon MGImage::userImage()
+{
+    return drawnIcon([](QPainter &p) {
+        // A head and shoulders.
+        p.setPen(Qt::NoPen);
+        p.setBrush(foreground());
+        p.drawEllipse(QPointF(8, 5), 3, 3);
+        QPainterPath body;
+        body.moveTo(2.5, 15);
+        body.cubicTo(2.5, 9.5, 13.5, 9.5, 13.5, 15);
+        body.closeSubpath();
+        p.drawPath(body);
+    });
+}
+
+QIcon MGImage::groupImage()
+{
+    return drawnIcon([](QPainter &p) {
+        // Two heads and shoulders, one behind the other.
+        p.setPen(Qt::NoPen);
+        const QColor front = foreground();
+        QColor back = front;
+        back.setAlphaF(0.55);
+        for (const auto &[x, color] : {std::pair{10.5, back}, std::pair{5.5, front}}) {
+            p.setBrush(color);
+            p.drawEllipse(QPointF(x, 5.5), 2.5, 2.5);
+            QPainterPath body;
+            body.moveTo(x - 4.5, 15);
+            body.cubicTo(x - 4.5, 10, x + 4.5, 10, x + 4.5, 15);
+            body.closeSubpath();
+            p.drawPath(body);
+        }
+    });
+}

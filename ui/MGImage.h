@@ -12,4 +12,7 @@ public:
     static QIcon settingsImage();
     static QIcon checkmarkImage();
     static QIcon xmarkImage();
+    // What an identity is: one user, or a group of users.
+    static QIcon userImage();
+    static QIcon groupImage();
 };

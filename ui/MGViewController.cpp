@@ -1,6 +1,8 @@
 #include "MGViewController.h"
 
+#include <QDialog>
 #include <QEvent>
+#include <QVBoxLayout>
 
 MGViewController::MGViewController(QObject *parent) : QObject(parent)
 {
@@ -21,6 +23,35 @@ QWidget *MGViewController::view()
         viewDidLoad();
     }
     return m_view;
+}
+
+void MGViewController::presentViewControllerAsSheet(MGViewController *controller)
+{
+    auto *sheet = new QDialog(view()->window());
+    sheet->setAttribute(Qt::WA_DeleteOnClose);
+    sheet->setWindowModality(Qt::WindowModal);
+    auto *layout = new QVBoxLayout(sheet);
+    layout->setContentsMargins(0, 0, 0, 0);
+    layout->addWidget(controller->view());
+    controller->setParent(this);
+    controller->m_presenting = this;
+    controller->m_sheet = sheet;
+    m_presented << controller;
+    // A sheet closed by its window (Escape) is dismissed like one closed by its controller.
+    connect(sheet, &QDialog::finished, this, [this, controller] { dismissViewController(controller); });
+    sheet->open();
+}
+
+void MGViewController::dismissViewController(MGViewController *controller)
+{
+    if (!m_presented.removeOne(controller))
+        return;
+    if (QDialog *sheet = controller->m_sheet) {
+        controller->m_sheet = nullptr;
+        sheet->disconnect(this);
+        sheet->close();
+    }
+    controller->deleteLater();
 }
 
 bool MGViewController::eventFilter(QObject *watched, QEvent *event)

@@ -8,7 +8,7 @@
 #include <QMetaMethod>
 #include <QVBoxLayout>
 
-MGWindow::MGWindow(MGViewController *controller) : QWidget(nullptr, Qt::Window)
+MGWindow::MGWindow(MGViewController *controller) : QWidget(nullptr, Qt::Window), m_content(controller)
 {
     auto *layout = new QVBoxLayout(this);
     layout->setContentsMargins(0, 0, 0, 0);

@@ -1,11 +1,11 @@
 #pragma once
 
+#include "MGViewController.h"
+
 #include <QPointer>
 #include <QUrl>
 #include <QVariant>
 #include <QWidget>
-
-class MGViewController;
 
 // Decides about and learns of a window's closing, and is the last stop for its actions.
 class MGWindowDelegate
@@ -25,6 +25,7 @@ class MGWindow : public QWidget
 public:
     static MGWindow *windowWithContentViewController(MGViewController *controller);
 
+    MGViewController *contentViewController() const { return m_content; }
     void setDelegate(MGWindowDelegate *delegate) { m_delegate = delegate; }
     MGWindowDelegate *delegate() const { return m_delegate; }
 
@@ -53,6 +54,7 @@ private:
     explicit MGWindow(MGViewController *controller);
     static bool invoke(QObject *target, const QByteArray &action, const QVariant &argument);
 
+    QPointer<MGViewController> m_content;
     MGWindowDelegate *m_delegate = nullptr;
     QUrl m_representedUrl;
     bool m_closingFromCode = false;

@@ -62,7 +62,9 @@ QVariant MGAclAccessTreeModel::data(const QModelIndex &index, int role) const
         return {};
     if (index.column() == TitleColumn && role == Qt::DisplayRole)
         return node->title();
-    if (index.column() == TitleColumn && role == Qt::FontRole && node->state() == -1) {
+    // Section rows are bold; a permission row without a yes or no says in its title on what
+    // it depends.
+    if (index.column() == TitleColumn && role == Qt::FontRole && !node->childNodes().isEmpty()) {
         QFont bold;
         bold.setBold(true);
         return bold;

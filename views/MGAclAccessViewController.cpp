@@ -2,6 +2,7 @@
 
 #include "CBIdentity.h"
 #include "MGAclAccessTreeModel.h"
+#include "MGIdentityPopUpButton.h"
 #include "MGAclDocument.h"
 #include "MGIdentities.h"
 #include "NTLocalizedString.h"
@@ -49,11 +50,12 @@ void MGAclAccessViewController::viewDidLoad()
     connect(m_outlineView->selectionModel(), &QItemSelectionModel::selectionChanged, this,
             &MGAclAccessViewController::outlineViewSelectionDidChange);
     fillIdentities();
-    connect(m_identityPopUpButton, &QComboBox::activated, this, [this](int index) {
-        const QVariant chosen = m_identityPopUpButton->itemData(index);
-        if (m_acl && chosen.canConvert<CBIdentity>() && chosen.metaType() == QMetaType::fromType<CBIdentity>())
-            m_acl->setIdentity(chosen.value<CBIdentity>());
+    connect(m_identityPopUpButton, &MGIdentityPopUpButton::identityChosen, this, [this](const CBIdentity &identity) {
+        if (m_acl && identity.isValid())
+            m_acl->setIdentity(identity);
     });
+    connect(m_identityPopUpButton, &MGIdentityPopUpButton::menuAboutToShow, this,
+            [](QComboBox *menu) { menuNeedsUpdate(menu); });
     if (m_acl)
         m_model->setForest(m_acl->access());
     m_outlineView->expandAll();
@@ -63,39 +65,13 @@ void MGAclAccessViewController::fillIdentities()
 {
     if (!m_identityPopUpButton || !m_acl)
         return;
-    const QSignalBlocker blocker(m_identityPopUpButton);
-    m_identityPopUpButton->clear();
-    const CBIdentity current = m_acl->identity();
-    for (const QVariant &item : m_acl->identities()) {
-        if (item.metaType() == QMetaType::fromType<CBIdentity>()) {
-            const CBIdentity identity = item.value<CBIdentity>();
-            const QString full = identity.fullName();
-            const QString shown = full != identity.displayName() ? QStringLiteral("%1 (%2)").arg(full, identity.displayName())
-                                                                  : identity.displayName();
-            m_identityPopUpButton->addItem(shown, item);
-            if (identity == current)
-                m_identityPopUpButton->setCurrentIndex(m_identityPopUpButton->count() - 1);
-        } else {
-            m_identityPopUpButton->addItem(item.toString(), item);
-        }
-    }
+    m_identityPopUpButton->setIdentities(m_acl->identities(), m_acl->identity());
     menuNeedsUpdate(m_identityPopUpButton);
 }
 
 void MGAclAccessViewController::menuNeedsUpdate(QComboBox *menu)
 {
-    auto *model = qobject_cast<QStandardItemModel *>(menu->model());
-    for (int i = 0; i < menu->count(); ++i) {
-        if (menu->itemText(i) == QLatin1String(MGIdentities::SeparatorTitle)) {
-            menu->removeItem(i);
-            menu->insertSeparator(i);
-            continue;
-        }
-        if (menu->itemData(i).metaType() != QMetaType::fromType<CBIdentity>() && model) {
-            if (QStandardItem *item = model->item(i))
-                item->setFlags(item->flags() & ~(Qt::ItemIsEnabled | Qt::ItemIsSelectable));
-        }
-    }
+    MGIdentityMenus::menuNeedsUpdate(menu);
 }
 
 void MGAclAccessViewController::accessChanged()

@@ -2,6 +2,8 @@
 
 #include "MGViewController.h"
 
+#include "MGIdentityPopUpButton.h"
+
 #include <QComboBox>
 #include <QPointer>
 #include <QTreeView>
@@ -19,7 +21,7 @@ public:
     ~MGAclAccessViewController() override;
 
     QTreeView *outlineView() const { return m_outlineView; }
-    QComboBox *identityPopUpButton() const { return m_identityPopUpButton; }
+    MGIdentityPopUpButton *identityPopUpButton() const { return m_identityPopUpButton; }
     MGAclAccessTreeModel *model() const { return m_model; }
     int selectedRow() const { return m_selectedRow; }
 
@@ -41,6 +43,6 @@ private:
     QPointer<MGAclDocument> m_acl;
     MGAclAccessTreeModel *m_model = nullptr;
     QPointer<QTreeView> m_outlineView;
-    QPointer<QComboBox> m_identityPopUpButton;
+    QPointer<MGIdentityPopUpButton> m_identityPopUpButton;
     int m_selectedRow = 0;
 };

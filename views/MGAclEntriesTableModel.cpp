@@ -148,24 +148,29 @@ std::optional<int> MGAclEntriesTableModel::limitingMask(const MGAclEntry &entry)
     return std::nullopt;
 }
 
-QString MGAclEntriesTableModel::permissionText(const MGAclEntry &entry) const
+QString MGAclEntriesTableModel::permissionDetail(const MGAclEntry &entry) const
 {
-    const QString group = transformed("MGAclPermGroupValueTransformer", entry.permissionGroup()).toString();
     const auto bits = MGAclPermissionSet::toPosixBits(entry.permissions(), entry.isDirectory());
     if (!entry.isPosix() || !bits)
-        return group;
+        return QString();
     // The letters say what a named group stands for; a mask that takes some away is named.
     const QString letters = MGAclPermissionSet::shortText(entry.permissions(), entry.isDirectory());
     const auto mask = limitingMask(entry);
     if (mask && (*bits & ~*mask)) {
         const int effective = *bits & *mask;
-        return QStringLiteral("%1 (%2, %3)")
-            .arg(group, letters,
-                 NTLocalizedString::localize(QStringLiteral("limited to %1"), QStringLiteral("ACL"))
-                     .arg(MGAclPermissionSet::shortText(MGAclPermissionSet::fromPosixBits(effective, entry.isDirectory()),
-                                                        entry.isDirectory())));
+        return QStringLiteral("%1, %2").arg(
+            letters, NTLocalizedString::localize(QStringLiteral("limited to %1"), QStringLiteral("ACL"))
+                         .arg(MGAclPermissionSet::shortText(MGAclPermissionSet::fromPosixBits(effective, entry.isDirectory()),
+                                                            entry.isDirectory())));
     }
-    return QStringLiteral("%1 (%2)").arg(group, letters);
+    return letters;
+}
+
+QString MGAclEntriesTableModel::permissionText(const MGAclEntry &entry) const
+{
+    const QString group = transformed("MGAclPermGroupValueTransformer", entry.permissionGroup()).toString();
+    const QString detail = permissionDetail(entry);
+    return detail.isEmpty() ? group : QStringLiteral("%1 (%2)").arg(group, detail);
 }
 
 void MGAclEntriesTableModel::observeValueForKeyPath(const QString &, QObject *object)

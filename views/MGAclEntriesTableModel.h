@@ -38,6 +38,9 @@ public slots:
     // The permission group's name, with the r/w/x letters of an entry stored in a POSIX ACL
     // and, when a mask takes some of them away, what the entry is limited to.
     QString permissionText(const MGAclEntry &entry) const;
+    // The r/w/x letters and the limit alone ("rw-, limited to r--"); empty for an entry that
+    // is not kept in a POSIX ACL.
+    QString permissionDetail(const MGAclEntry &entry) const;
 
 private:
     void observe(const MGAclList &list, bool on);

@@ -1,8 +1,11 @@
 #include "MGAclEntriesViewController.h"
 
-#include "MGAclEntriesTableModel.h"
 #include "MGAclDocument.h"
+#include "MGAclEntriesTableModel.h"
+#include "MGAclEntryPopUpButtons.h"
+#include "MGAclPermissionViewController.h"
 #include "MGAclTableRowView.h"
+#include "MGIdentityPopUpButton.h"
 #include "MGImage.h"
 #include "MGUrlResources.h"
 #include "MGWindow.h"
@@ -10,13 +13,48 @@
 #include "NTLocalizedView.h"
 #include "ui_MGAclEntriesView.h"
 
+#include <QHBoxLayout>
 #include <QHeaderView>
+#include <QKeyEvent>
 #include <QLabel>
 #include <QMenu>
+#include <QStyledItemDelegate>
 #include <QTimer>
 
 namespace {
 const QString ACL = QStringLiteral("ACL");
+
+bool appliesHere(const MGAclEntry &entry)
+{
+    return !(entry.flags() & MGAclFlag::OnlyInherit);
+}
+
+bool passesOn(const MGAclEntry &entry)
+{
+    return entry.flags() & (MGAclFlag::FileInherit | MGAclFlag::DirectoryInherit);
+}
+
+// Cells with a control of their own show the control only: the model's text (which screen
+// readers and the command line read) is not drawn beneath it.
+class CellDelegate : public QStyledItemDelegate
+{
+public:
+    explicit CellDelegate(QTableView *table) : QStyledItemDelegate(table), m_table(table) {}
+
+    void paint(QPainter *painter, const QStyleOptionViewItem &option, const QModelIndex &index) const override
+    {
+        if (!m_table->indexWidget(index))
+            return QStyledItemDelegate::paint(painter, option, index);
+        QStyleOptionViewItem background = option;
+        initStyleOption(&background, index);
+        background.text.clear();
+        background.icon = QIcon();
+        m_table->style()->drawControl(QStyle::CE_ItemViewItem, &background, painter, m_table);
+    }
+
+private:
+    QTableView *m_table;
+};
 }
 
 MGAclEntriesViewController::MGAclEntriesViewController(MGAclDocument *acl) : m_acl(acl)
@@ -53,14 +91,19 @@ QMenu *MGAclEntriesViewController::actionMenu() const
     return m_actionPopUpButton ? m_actionPopUpButton->menu() : nullptr;
 }
 
-QAction *MGAclEntriesViewController::addMenuItem(const QString &title, const char *action)
+void MGAclEntriesViewController::perform(const char *action, const QVariant &argument)
 {
-    QAction *item = actionMenu()->addAction(title);
+    if (auto *window = qobject_cast<MGWindow *>(view()->window()))
+        window->tryToPerform(QString::fromLatin1(action), argument);
+}
+
+QAction *MGAclEntriesViewController::addMenuItem(QMenu *menu, const QString &title, const char *action)
+{
+    QAction *item = menu->addAction(title);
     item->setObjectName(QString::fromLatin1(action));
-    // No target of its own: the action goes through the window to the plug-in object.
+    // No target of its own: the action goes through the window to whoever answers it.
     connect(item, &QAction::triggered, this, [this, item] {
-        if (auto *window = qobject_cast<MGWindow *>(view()->window()))
-            window->tryToPerform(item->objectName(), QVariant::fromValue<QObject *>(item));
+        perform(item->objectName().toLatin1().constData(), QVariant::fromValue<QObject *>(item));
     });
     return item;
 }
@@ -69,25 +112,53 @@ void MGAclEntriesViewController::viewDidLoad()
 {
     NTLocalizedView::localizeView(view(), ACL);
     m_tableView->setModel(m_model);
-    m_tableView->horizontalHeader()->setSectionResizeMode(MGAclEntriesTableModel::IdentityColumn, QHeaderView::Stretch);
+    m_tableView->setItemDelegate(new CellDelegate(m_tableView));
+    // Every column fits its longest content in the language shown; who takes the rest.
+    QHeaderView *header = m_tableView->horizontalHeader();
+    header->setSectionResizeMode(QHeaderView::ResizeToContents);
+    header->setSectionResizeMode(MGAclEntriesTableModel::IdentityColumn, QHeaderView::Stretch);
+    header->setStretchLastSection(false);
+    connect(m_model, &QAbstractItemModel::dataChanged, this, &MGAclEntriesViewController::rowsChanged);
+    m_tableView->verticalHeader()->setDefaultSectionSize(m_tableView->verticalHeader()->defaultSectionSize() + 6);
     connect(m_tableView->selectionModel(), &QItemSelectionModel::selectionChanged, this,
             &MGAclEntriesViewController::tableViewSelectionDidChange);
+    // The double action uses the selection, whatever row was clicked.
+    connect(m_tableView, &QTableView::doubleClicked, this, [this] { showPermissions(m_tableView); });
+    m_tableView->installEventFilter(this);
 
     // The pull-down's first item is its title, shown as the button itself.
     QAction *titleItem = actionMenu()->addAction(MGImage::settingsImage(), QString());
     titleItem->setVisible(false);
-    addMenuItem(NTLocalizedString::localize(QStringLiteral("Sort Access Control List Canonically"), ACL),
+    addMenuItem(actionMenu(), NTLocalizedString::localize(QStringLiteral("Sort Access Control List Canonically"), ACL),
                 "sortEntriesCanonically:");
-    addMenuItem(NTLocalizedString::localize(QStringLiteral("Remove Inherited Entries"), ACL), "removeInheritedEntries:");
-    addMenuItem(NTLocalizedString::localize(QStringLiteral("Make Inherited Entries Explicit"), ACL),
+    addMenuItem(actionMenu(), NTLocalizedString::localize(QStringLiteral("Remove Inherited Entries"), ACL),
+                "removeInheritedEntries:");
+    addMenuItem(actionMenu(), NTLocalizedString::localize(QStringLiteral("Make Inherited Entries Explicit"), ACL),
                 "makeInheritedEntriesExplicit:");
-    addMenuItem(NTLocalizedString::localize(QStringLiteral("Inherit Entries from Parent Folder"), ACL),
+    addMenuItem(actionMenu(), NTLocalizedString::localize(QStringLiteral("Inherit Entries from Parent Folder"), ACL),
                 "inheritEntriesFromParent:");
     connect(actionMenu(), &QMenu::aboutToShow, this, [this] {
         for (QAction *item : actionMenu()->actions()) {
             if (!item->objectName().isEmpty() && m_acl)
                 item->setEnabled(m_acl->validateMenuItem(item));
         }
+    });
+
+    // A row's own menu: its permissions, or away with it.
+    m_rowMenu = new QMenu(m_tableView);
+    addMenuItem(m_rowMenu, NTLocalizedString::localize(QStringLiteral("Show Permissions\u2026"), ACL), "showPermissions:");
+    addMenuItem(m_rowMenu, NTLocalizedString::localize(QStringLiteral("Remove"), ACL), "removeEntry:");
+    connect(m_rowMenu, &QMenu::aboutToShow, this, [this] {
+        for (QAction *item : m_rowMenu->actions())
+            item->setEnabled(validateMenuItem(item));
+    });
+    m_tableView->setContextMenuPolicy(Qt::CustomContextMenu);
+    connect(m_tableView, &QWidget::customContextMenuRequested, this, [this](const QPoint &point) {
+        const QModelIndex index = m_tableView->indexAt(point);
+        if (!index.isValid() || m_model->isGroupRow(index.row()))
+            return;
+        selectRow(index.row());
+        m_rowMenu->popup(m_tableView->viewport()->mapToGlobal(point));
     });
 
     m_addButton->setIcon(MGImage::plusImage());
@@ -101,7 +172,7 @@ void MGAclEntriesViewController::viewDidLoad()
     });
     m_addButton->setEnabled(m_canAddEntry);
     m_removeButton->setEnabled(m_canRemoveEntry);
-    showGroupRows();
+    showRows();
     // The view is not in its window yet.
     QTimer::singleShot(0, m_tableView, [table = m_tableView] { table->setFocus(); });
 }
@@ -110,11 +181,29 @@ void MGAclEntriesViewController::viewDidAppear()
 {
     const bool folder = m_acl && resourceForKey(m_acl->url(), NSURLIsDirectoryKey).toBool();
     if (folder && !m_propagateItem)
-        m_propagateItem = addMenuItem(NTLocalizedString::localize(QStringLiteral("Propagate Permissions\u2026"), ACL),
+        m_propagateItem = addMenuItem(actionMenu(),
+                                      NTLocalizedString::localize(QStringLiteral("Propagate Permissions\u2026"), ACL),
                                       "propagateEntries:");
 }
 
-void MGAclEntriesViewController::showGroupRows()
+bool MGAclEntriesViewController::eventFilter(QObject *watched, QEvent *event)
+{
+    if (watched == m_tableView && event->type() == QEvent::KeyPress) {
+        auto *key = static_cast<QKeyEvent *>(event);
+        if ((key->key() == Qt::Key_Return || key->key() == Qt::Key_Enter) && key->modifiers() == Qt::NoModifier) {
+            showPermissions(m_tableView);
+            return true;
+        }
+        if ((key->key() == Qt::Key_Delete || key->key() == Qt::Key_Backspace) && key->modifiers() == Qt::NoModifier) {
+            if (m_canRemoveEntry)
+                removeEntry(m_tableView);
+            return true;
+        }
+    }
+    return MGViewController::eventFilter(watched, event);
+}
+
+void MGAclEntriesViewController::showRows()
 {
     if (!m_tableView)
         return;
@@ -126,7 +215,12 @@ void MGAclEntriesViewController::showGroupRows()
                 m_tableView->setSpan(row, 0, 1, 1);
             if (rowView)
                 m_tableView->setIndexWidget(index, nullptr);
+            showRowControls(row, MGAclLists::entryPointerOf(m_model->list().at(row)));
             continue;
+        }
+        for (int column = 0; column < MGAclEntriesTableModel::ColumnCount; ++column) {
+            if (column > 0 || !rowView)
+                m_tableView->setIndexWidget(m_model->index(row, column), nullptr);
         }
         if (m_tableView->columnSpan(row, 0) != MGAclEntriesTableModel::ColumnCount)
             m_tableView->setSpan(row, 0, 1, MGAclEntriesTableModel::ColumnCount);
@@ -138,6 +232,137 @@ void MGAclEntriesViewController::showGroupRows()
         }
         rowView->textField()->setText(m_model->data(index, MGAclEntriesTableModel::TitleRole).toString());
     }
+}
+
+void MGAclEntriesViewController::showRowControls(int row, const MGAclEntry::Pointer &entry)
+{
+    // Each control is bound to the entry shown in its row; a row that shows another entry
+    // (the list changed) rebinds its controls.
+    const QModelIndex tagIndex = m_model->index(row, MGAclEntriesTableModel::TagColumn);
+    auto *tag = qobject_cast<MGAclTagPopUpButton *>(m_tableView->indexWidget(tagIndex));
+    if (entry->isAcl()) {
+        if (!tag) {
+            tag = new MGAclTagPopUpButton;
+            m_tableView->setIndexWidget(tagIndex, tag);
+        }
+        tag->setEntry(entry);
+    } else if (tag) {
+        m_tableView->setIndexWidget(tagIndex, nullptr);
+    }
+
+    const QModelIndex whoIndex = m_model->index(row, MGAclEntriesTableModel::IdentityColumn);
+    auto *chooser = qobject_cast<MGIdentityPopUpButton *>(m_tableView->indexWidget(whoIndex));
+    // The owner, owning group, everyone and the mask are who they are; only users and
+    // groups are chosen.
+    if (entry->isAcl() && entry->identity().isUserOrGroup()) {
+        if (!chooser) {
+            chooser = new MGIdentityPopUpButton;
+            m_tableView->setIndexWidget(whoIndex, chooser);
+            connect(chooser, &MGIdentityPopUpButton::menuAboutToShow, this, [this, chooser](QComboBox *menu) {
+                const int shownRow = rowForView(chooser);
+                if (const MGAclEntry *shown = shownRow >= 0 ? MGAclLists::entryOf(m_model->list().at(shownRow)) : nullptr)
+                    fillIdentityChooser(chooser, *shown);
+                menuNeedsUpdate(menu);
+            });
+            connect(chooser, &MGIdentityPopUpButton::identityChosen, this, [this, chooser](const CBIdentity &identity) {
+                const int shownRow = rowForView(chooser);
+                if (MGAclEntry *shown = shownRow >= 0 ? MGAclLists::entryOf(m_model->list().at(shownRow)) : nullptr)
+                    shown->setIdentity(identity);
+            });
+        }
+        if (chooser->identity() != entry->identity() || chooser->count() == 0)
+            fillIdentityChooser(chooser, *entry);
+        chooser->setEnabled(!entry->inherited());
+        chooser->setToolTip(entry->identityText());
+    } else if (chooser) {
+        m_tableView->setIndexWidget(whoIndex, nullptr);
+    }
+
+    // The group pop-up, and beside it the letters of what the entry holds and any limit.
+    const QModelIndex groupIndex = m_model->index(row, MGAclEntriesTableModel::PermissionGroupColumn);
+    QWidget *cell = m_tableView->indexWidget(groupIndex);
+    if (!cell) {
+        cell = new QWidget;
+        auto *layout = new QHBoxLayout(cell);
+        layout->setContentsMargins(0, 0, 4, 0);
+        layout->setSpacing(6);
+        auto *group = new MGAclPermGroupPopUpButton(cell);
+        group->setSizeAdjustPolicy(QComboBox::AdjustToContents);
+        auto *detail = new QLabel(cell);
+        detail->setObjectName(QStringLiteral("permissionDetail"));
+        layout->addWidget(group);
+        layout->addWidget(detail, 1);
+        m_tableView->setIndexWidget(groupIndex, cell);
+        connect(group, &MGAclPermGroupPopUpButton::groupChosen, this, [this](QComboBox *sender) { selectPermissionGroup(sender); });
+    }
+    cell->findChild<MGAclPermGroupPopUpButton *>()->setEntry(entry);
+    cell->findChild<QLabel *>(QStringLiteral("permissionDetail"))->setText(m_model->permissionDetail(*entry));
+}
+
+void MGAclEntriesViewController::rowsChanged(const QModelIndex &topLeft, const QModelIndex &bottomRight)
+{
+    // What a row's pop-ups do not show themselves: the letters and the limit beside the group.
+    for (int row = topLeft.row(); row <= bottomRight.row(); ++row) {
+        const MGAclEntry *entry = MGAclLists::entryOf(m_model->list().value(row));
+        QWidget *cell = rowControl(row, MGAclEntriesTableModel::PermissionGroupColumn);
+        if (entry && cell)
+            cell->findChild<QLabel *>(QStringLiteral("permissionDetail"))->setText(m_model->permissionDetail(*entry));
+    }
+}
+
+void MGAclEntriesViewController::fillIdentityChooser(MGIdentityPopUpButton *chooser, const MGAclEntry &entry)
+{
+    if (!m_acl)
+        return;
+    const QList<CBIdentity> taken = unavailableIdentities(m_model->list(), entry);
+    QVariantList offered;
+    for (const QVariant &item : m_acl->identities()) {
+        if (item.metaType() == QMetaType::fromType<CBIdentity>() && taken.contains(item.value<CBIdentity>()))
+            continue;
+        offered << item;
+    }
+    chooser->setIdentities(offered, entry.identity());
+}
+
+QList<CBIdentity> MGAclEntriesViewController::unavailableIdentities(const MGAclList &list, const MGAclEntry &entry)
+{
+    QList<CBIdentity> taken;
+    if (!entry.isPosix())
+        return taken;
+    for (const MGAclItem &item : list) {
+        const MGAclEntry *other = MGAclLists::entryOf(item);
+        if (!other || other == &entry || !other->isAcl() || !other->identity().isUserOrGroup())
+            continue;
+        // POSIX ACLs hold one entry per user or group for the item, and one for new items.
+        if ((appliesHere(entry) && appliesHere(*other)) || (passesOn(entry) && passesOn(*other)))
+            taken << other->identity();
+    }
+    return taken;
+}
+
+QWidget *MGAclEntriesViewController::rowControl(int row, int column) const
+{
+    return m_tableView ? m_tableView->indexWidget(m_model->index(row, column)) : nullptr;
+}
+
+MGIdentityPopUpButton *MGAclEntriesViewController::identityChooser(int row) const
+{
+    return qobject_cast<MGIdentityPopUpButton *>(rowControl(row, MGAclEntriesTableModel::IdentityColumn));
+}
+
+int MGAclEntriesViewController::rowForView(QObject *view) const
+{
+    auto *widget = qobject_cast<QWidget *>(view);
+    if (!widget || !m_tableView)
+        return -1;
+    for (int row = 0; row < m_model->rowCount(); ++row) {
+        for (int column = 0; column < MGAclEntriesTableModel::ColumnCount; ++column) {
+            QWidget *control = m_tableView->indexWidget(m_model->index(row, column));
+            if (control && (control == widget || control->isAncestorOf(widget)))
+                return row;
+        }
+    }
+    return -1;
 }
 
 int MGAclEntriesViewController::selectedRow() const
@@ -155,17 +380,70 @@ void MGAclEntriesViewController::selectRow(int row)
                                               QItemSelectionModel::ClearAndSelect | QItemSelectionModel::Rows);
 }
 
+bool MGAclEntriesViewController::validateMenuItem(QAction *item) const
+{
+    const QString action = item->objectName();
+    if (action == QLatin1String("addEntry:"))
+        return m_canAddEntry;
+    if (action == QLatin1String("removeEntry:"))
+        return m_canRemoveEntry;
+    if (action == QLatin1String("showPermissions:"))
+        return selectedRow() > 0; // row 0 is the ACL section's title
+    return false;
+}
+
+void MGAclEntriesViewController::menuNeedsUpdate(QComboBox *menu)
+{
+    MGIdentityMenus::menuNeedsUpdate(menu);
+}
+
 void MGAclEntriesViewController::addEntry(QObject *)
 {
     m_entryAdded = true;
-    if (auto *window = qobject_cast<MGWindow *>(view()->window()))
-        window->tryToPerform(QStringLiteral("addEntry:"), QVariant(qint64(selectedRow())));
+    m_chooseAfterAdding = true;
+    perform("addEntry:", QVariant(qint64(selectedRow())));
 }
 
 void MGAclEntriesViewController::removeEntry(QObject *)
 {
-    if (auto *window = qobject_cast<MGWindow *>(view()->window()))
-        window->tryToPerform(QStringLiteral("removeEntry:"), QVariant(quint64(selectedRow())));
+    perform("removeEntry:", QVariant(quint64(selectedRow())));
+}
+
+void MGAclEntriesViewController::showPermissions(QObject *)
+{
+    const int row = selectedRow();
+    if (row < 0 || !m_acl)
+        return;
+    // Only sheets this controller presented itself; the editor is presented by the window's
+    // content view controller, so an editor already open stays.
+    for (MGViewController *presented : presentedViewControllers())
+        dismissViewController(presented);
+    presentEditor(MGAclLists::entryPointerOf(m_model->list().value(row)));
+}
+
+void MGAclEntriesViewController::selectPermissionGroup(QObject *sender)
+{
+    // The group is stored in the entry already; "Custom…" opens the editor for the sender's
+    // row, whatever row is selected.
+    const int row = rowForView(sender);
+    const MGAclEntry::Pointer entry = row >= 0 ? MGAclLists::entryPointerOf(m_model->list().at(row)) : nullptr;
+    if (entry && entry->permissionGroup() == MGAclPermissionSet::Custom) {
+        for (MGViewController *presented : presentedViewControllers())
+            dismissViewController(presented);
+        presentEditor(entry);
+    }
+}
+
+void MGAclEntriesViewController::presentEditor(const MGAclEntry::Pointer &entry)
+{
+    if (!entry)
+        return;
+    auto *editor = new MGAclPermissionViewController(entry);
+    editor->setUnavailableIdentities(unavailableIdentities(m_model->list(), *entry));
+    MGViewController *presenter = this;
+    if (auto *window = qobject_cast<MGWindow *>(view()->window()); window && window->contentViewController())
+        presenter = window->contentViewController();
+    presenter->presentViewControllerAsSheet(editor);
 }
 
 void MGAclEntriesViewController::tableViewSelectionDidChange()
@@ -183,9 +461,10 @@ void MGAclEntriesViewController::tableViewSelectionDidChange()
 void MGAclEntriesViewController::entriesChanged()
 {
     const MGAclEntry::Pointer previousEntry = m_selectedEntry;
+    const bool added = m_entryAdded;
     m_model->setList(m_acl ? m_acl->entries() : MGAclList());
     if (m_tableView) {
-        showGroupRows();
+        showRows();
         if (previousEntry) {
             const qsizetype index = MGAclLists::indexOfItem(m_model->list(), previousEntry);
             if (index >= 0)
@@ -196,4 +475,10 @@ void MGAclEntriesViewController::entriesChanged()
     }
     m_entryAdded = false;
     tableViewSelectionDidChange();
+    // Adding someone is: +, type a name, Enter: the new row's chooser opens at once.
+    if (added && m_chooseAfterAdding) {
+        m_chooseAfterAdding = false;
+        if (MGIdentityPopUpButton *chooser = identityChooser(selectedRow()))
+            QTimer::singleShot(0, chooser, [chooser] { chooser->showPopup(); });
+    }
 }

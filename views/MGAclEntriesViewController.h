@@ -1,6 +1,6 @@
 #pragma once
 
-#include "MGAclEntry.h"
+#include "MGAclList.h"
 #include "MGViewController.h"
 
 #include <QPointer>
@@ -9,10 +9,14 @@
 
 class MGAclEntriesTableModel;
 class MGAclDocument;
+class MGIdentityPopUpButton;
+class QComboBox;
 class QMenu;
 
-// The "Set of Permissions" tab: the entry list as a table with section-title rows, the add
-// and remove buttons, and the action pull-down with the list-wide commands.
+// The "Set of Permissions" tab: the entry list as a table with section-title rows, each
+// entry's row with its controls (who it is for, allow or deny, its permission group), the
+// add and remove buttons, and the action pull-down with the list-wide commands. A row's
+// permissions are edited one by one in the permission editor, a sheet.
 class MGAclEntriesViewController : public MGViewController
 {
     Q_OBJECT
@@ -28,6 +32,10 @@ public:
     QToolButton *actionPopUpButton() const { return m_actionPopUpButton; }
     QMenu *actionMenu() const;
     MGAclEntriesTableModel *model() const { return m_model; }
+    // The control of a row's column (the identity chooser, the tag or group pop-up); null
+    // where the row has none.
+    QWidget *rowControl(int row, int column) const;
+    MGIdentityPopUpButton *identityChooser(int row) const;
 
     MGAclEntry::Pointer selectedEntry() const { return m_selectedEntry; }
     bool canAddEntry() const { return m_canAddEntry; }
@@ -38,9 +46,18 @@ public:
     void selectRow(int row);
     int selectedRow() const;
 
+    bool validateMenuItem(QAction *item) const;
+    // The tidying every identity menu gets before it opens.
+    static void menuNeedsUpdate(QComboBox *menu);
+    // The users and groups an entry may not take: those another entry of the list already
+    // has for the same purpose (the item itself, or what a folder passes on).
+    static QList<CBIdentity> unavailableIdentities(const MGAclList &list, const MGAclEntry &entry);
+
 public slots:
     void addEntry(QObject *sender);
     void removeEntry(QObject *sender);
+    void showPermissions(QObject *sender);
+    void selectPermissionGroup(QObject *sender);
     void tableViewSelectionDidChange();
 
 signals:
@@ -50,11 +67,18 @@ protected:
     QWidget *loadView() override;
     void viewDidLoad() override;
     void viewDidAppear() override;
+    bool eventFilter(QObject *watched, QEvent *event) override;
 
 private:
     void entriesChanged();
-    void showGroupRows();
-    QAction *addMenuItem(const QString &title, const char *action);
+    void showRows();
+    void showRowControls(int row, const MGAclEntry::Pointer &entry);
+    void rowsChanged(const QModelIndex &topLeft, const QModelIndex &bottomRight);
+    void fillIdentityChooser(MGIdentityPopUpButton *chooser, const MGAclEntry &entry);
+    void presentEditor(const MGAclEntry::Pointer &entry);
+    int rowForView(QObject *view) const;
+    QAction *addMenuItem(QMenu *menu, const QString &title, const char *action);
+    void perform(const char *action, const QVariant &argument);
 
     QPointer<MGAclDocument> m_acl;
     MGAclEntriesTableModel *m_model = nullptr;
@@ -63,8 +87,10 @@ private:
     QPointer<QToolButton> m_removeButton;
     QPointer<QToolButton> m_actionPopUpButton;
     QPointer<QAction> m_propagateItem; // folders only, added when the tab first appears
+    QPointer<QMenu> m_rowMenu;
     MGAclEntry::Pointer m_selectedEntry;
     bool m_canAddEntry = true;
     bool m_canRemoveEntry = false;
     bool m_entryAdded = false;
+    bool m_chooseAfterAdding = false;
 };

@@ -1,0 +1,80 @@
+#include "MGAclWindowArguments.h"
+
+#include "MGItemPaths.h"
+
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
+#include <cstring>
+
+namespace {
+std::optional<int> number(const QByteArray &text, int lowest, int highest)
+{
+    bool ok = false;
+    const int value = text.toInt(&ok);
+    return ok && value >= lowest && value <= highest ? std::optional<int>(value) : std::nullopt;
+}
+}
+
+std::optional<MGAclWindowArguments> MGAclWindowArguments::read(const QByteArrayList &arguments, QString *error)
+{
+    MGAclWindowArguments read;
+    QByteArrayList rest = arguments;
+    read.screenshot = !rest.isEmpty() && rest.first() == "screenshot";
+    if (read.screenshot)
+        rest.removeFirst();
+    QByteArrayList positional;
+    for (qsizetype i = 0; i < rest.size(); ++i) {
+        const QByteArray &word = rest[i];
+        const bool option = read.screenshot && word.startsWith("--");
+        if (!option) {
+            positional << word;
+            continue;
+        }
+        if (word == "--tab" && i + 1 < rest.size() && number(rest[i + 1], 0, 1)) {
+            read.tab = *number(rest[++i], 0, 1);
+        } else if (word == "--permissions" && i + 1 < rest.size() && number(rest[i + 1], 1, 1 << 20)) {
+            read.permissionsRow = *number(rest[++i], 1, 1 << 20);
+        } else if (word == "--find" && i + 2 < rest.size() && number(rest[i + 1], 1, 1 << 20)) {
+            read.findRow = *number(rest[++i], 1, 1 << 20);
+            read.find = QString::fromLocal8Bit(rest[++i]);
+        } else {
+            *error = QStringLiteral("Unknown option or missing value: %1").arg(QString::fromLocal8Bit(word));
+            return std::nullopt;
+        }
+    }
+    if (positional.size() != (read.screenshot ? 2 : 1)) {
+        *error = read.screenshot ? QStringLiteral("A screenshot needs a path and a picture to write.")
+                                 : positional.isEmpty() ? QStringLiteral("Name the file or folder to show.")
+                                                        : QStringLiteral("The window shows one file or folder at a time.");
+        return std::nullopt;
+    }
+    read.path = positional.first();
+    if (read.screenshot)
+        read.out = QFile::decodeName(positional.at(1));
+    return read;
+}
+
+QString MGAclWindowArguments::problem() const
+{
+    const MGItemPaths::Resolution item = MGItemPaths::resolve(path);
+    if (!item.exists) {
+        const bool danglingLink = QFileInfo(QFile::decodeName(path)).isSymLink();
+        return danglingLink
+            ? QStringLiteral("\u201c%1\u201d is a link to something that is not there.").arg(QFile::decodeName(path))
+            : QStringLiteral("\u201c%1\u201d: %2.").arg(QFile::decodeName(path), QString::fromLocal8Bit(std::strerror(item.error)));
+    }
+    if (screenshot) {
+        const QFileInfo picture(out);
+        if (!picture.absoluteDir().exists())
+            return QStringLiteral("The folder \u201c%1\u201d, where the picture is to go, does not exist.")
+                .arg(picture.absolutePath());
+        return QString();
+    }
+    if (qEnvironmentVariableIsEmpty("DISPLAY") && qEnvironmentVariableIsEmpty("WAYLAND_DISPLAY")
+        && qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM"))
+        return QStringLiteral("There is no display to show the window on (neither DISPLAY nor WAYLAND_DISPLAY is set). "
+                              "\u201cmarrowgate-acl list\u201d shows the entries as text, and \u201cmarrowgate-acl "
+                              "screenshot\u201d writes a picture of the window.");
+    return QString();
+}

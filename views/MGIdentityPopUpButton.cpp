@@ -1,0 +1,299 @@
+#include "MGIdentityPopUpButton.h"
+
+#include "MGIdentities.h"
+#include "MGImage.h"
+#include "NTLocalizedString.h"
+
+#include <QApplication>
+#include <QFrame>
+#include <QKeyEvent>
+#include <QLineEdit>
+#include <QListView>
+#include <QPainter>
+#include <QScreen>
+#include <QSortFilterProxyModel>
+#include <QStandardItemModel>
+#include <QStyledItemDelegate>
+#include <QVBoxLayout>
+
+namespace {
+bool isIdentity(const QVariant &value)
+{
+    return value.metaType() == QMetaType::fromType<CBIdentity>();
+}
+
+bool isSeparator(const QModelIndex &index)
+{
+    return index.data(Qt::AccessibleDescriptionRole).toString() == QLatin1String("separator");
+}
+
+// The list's rows: identities, titles that cannot be chosen, and separators drawn as lines.
+class ItemDelegate : public QStyledItemDelegate
+{
+public:
+    using QStyledItemDelegate::QStyledItemDelegate;
+
+    void paint(QPainter *painter, const QStyleOptionViewItem &option, const QModelIndex &index) const override
+    {
+        if (!isSeparator(index))
+            return QStyledItemDelegate::paint(painter, option, index);
+        const int y = option.rect.center().y();
+        painter->setPen(option.palette.color(QPalette::Mid));
+        painter->drawLine(option.rect.left() + 4, y, option.rect.right() - 4, y);
+    }
+
+    QSize sizeHint(const QStyleOptionViewItem &option, const QModelIndex &index) const override
+    {
+        return isSeparator(index) ? QSize(10, 7) : QStyledItemDelegate::sizeHint(option, index);
+    }
+};
+
+// What a search shows: the identities whose login or full name holds the text; with no text,
+// every item, separators and titles included.
+class SearchModel : public QSortFilterProxyModel
+{
+public:
+    using QSortFilterProxyModel::QSortFilterProxyModel;
+
+    void setText(const QString &text)
+    {
+        m_text = text.trimmed();
+        invalidateFilter();
+    }
+
+protected:
+    bool filterAcceptsRow(int row, const QModelIndex &parent) const override
+    {
+        if (m_text.isEmpty())
+            return true;
+        const QVariant value = sourceModel()->index(row, 0, parent).data(Qt::UserRole);
+        if (!isIdentity(value))
+            return false;
+        const CBIdentity identity = value.value<CBIdentity>();
+        return identity.displayName().contains(m_text, Qt::CaseInsensitive)
+            || identity.fullName().contains(m_text, Qt::CaseInsensitive);
+    }
+
+private:
+    QString m_text;
+};
+}
+
+// The open list: a search field over the button's items.
+class MGIdentityPopUp : public QFrame
+{
+public:
+    explicit MGIdentityPopUp(MGIdentityPopUpButton *button) : QFrame(button, Qt::Popup), m_button(button)
+    {
+        setFrameShape(QFrame::StyledPanel);
+        setAttribute(Qt::WA_DeleteOnClose);
+        auto *layout = new QVBoxLayout(this);
+        layout->setContentsMargins(2, 2, 2, 2);
+        layout->setSpacing(2);
+        m_search = new QLineEdit(this);
+        m_search->setObjectName(QStringLiteral("identitySearchField"));
+        m_search->setPlaceholderText(NTLocalizedString::localize(QStringLiteral("Find a user or group"), QStringLiteral("ACL")));
+        m_search->setClearButtonEnabled(true);
+        m_search->installEventFilter(this);
+        m_model = new SearchModel(this);
+        m_model->setSourceModel(button->model());
+        m_list = new QListView(this);
+        m_list->setObjectName(QStringLiteral("identityList"));
+        m_list->setModel(m_model);
+        m_list->setItemDelegate(new ItemDelegate(m_list));
+        m_list->setUniformItemSizes(false);
+        m_list->setEditTriggers(QAbstractItemView::NoEditTriggers);
+        m_list->setSelectionMode(QAbstractItemView::SingleSelection);
+        layout->addWidget(m_search);
+        layout->addWidget(m_list);
+        connect(m_search, &QLineEdit::textChanged, this, [this](const QString &text) {
+            m_model->setText(text);
+            selectFirstIdentity();
+        });
+        connect(m_list, &QListView::clicked, this, [this](const QModelIndex &index) { choose(index); });
+        connect(m_list, &QListView::activated, this, [this](const QModelIndex &index) { choose(index); });
+        const QModelIndex current = m_model->mapFromSource(button->model()->index(button->currentIndex(), 0));
+        if (current.isValid())
+            m_list->setCurrentIndex(current);
+    }
+
+    QLineEdit *search() const { return m_search; }
+    QListView *list() const { return m_list; }
+
+protected:
+    bool eventFilter(QObject *watched, QEvent *event) override
+    {
+        if (watched == m_search && event->type() == QEvent::KeyPress) {
+            auto *key = static_cast<QKeyEvent *>(event);
+            switch (key->key()) {
+            case Qt::Key_Down:
+            case Qt::Key_Up:
+            case Qt::Key_PageDown:
+            case Qt::Key_PageUp:
+                // The list moves while the typing stays in the field.
+                QApplication::sendEvent(m_list, event);
+                return true;
+            case Qt::Key_Return:
+            case Qt::Key_Enter:
+                choose(m_list->currentIndex());
+                return true;
+            case Qt::Key_Escape:
+                close();
+                return true;
+            default:
+                break;
+            }
+        }
+        return QFrame::eventFilter(watched, event);
+    }
+
+private:
+    void selectFirstIdentity()
+    {
+        for (int row = 0; row < m_model->rowCount(); ++row) {
+            const QModelIndex index = m_model->index(row, 0);
+            if (isIdentity(index.data(Qt::UserRole))) {
+                m_list->setCurrentIndex(index);
+                return;
+            }
+        }
+    }
+
+    void choose(const QModelIndex &index)
+    {
+        if (!index.isValid() || !(index.flags() & Qt::ItemIsEnabled) || !isIdentity(index.data(Qt::UserRole)))
+            return;
+        const int row = m_model->mapToSource(index).row();
+        close();
+        if (m_button)
+            m_button->choose(row);
+    }
+
+    QPointer<MGIdentityPopUpButton> m_button;
+    QLineEdit *m_search;
+    QListView *m_list;
+    SearchModel *m_model;
+};
+
+MGIdentityPopUpButton::MGIdentityPopUpButton(QWidget *parent) : QComboBox(parent)
+{
+    setSizeAdjustPolicy(QComboBox::AdjustToMinimumContentsLengthWithIcon);
+    setMinimumContentsLength(12);
+}
+
+MGIdentityPopUpButton::~MGIdentityPopUpButton()
+{
+    delete m_popUp;
+}
+
+QString MGIdentityPopUpButton::titleFor(const CBIdentity &identity)
+{
+    const QString full = identity.fullName();
+    return full != identity.displayName() ? QStringLiteral("%1 (%2)").arg(full, identity.displayName())
+                                          : identity.displayName();
+}
+
+void MGIdentityPopUpButton::setIdentities(const QVariantList &identities, const CBIdentity &current)
+{
+    const QSignalBlocker blocker(this);
+    clear();
+    bool listed = false;
+    for (const QVariant &item : identities) {
+        if (isIdentity(item)) {
+            const CBIdentity identity = item.value<CBIdentity>();
+            addItem(identity.isGroup() ? MGImage::groupImage() : MGImage::userImage(), titleFor(identity), item);
+            setItemData(count() - 1,
+                        NTLocalizedString::localize(identity.isGroup() ? QStringLiteral("Group") : QStringLiteral("User"),
+                                                    QStringLiteral("ACL")),
+                        Qt::ToolTipRole);
+            if (identity == current) {
+                setCurrentIndex(count() - 1);
+                listed = true;
+            }
+        } else {
+            addItem(item.toString(), item);
+        }
+    }
+    if (!listed && current.isUserOrGroup()) {
+        insertItem(0, current.isGroup() ? MGImage::groupImage() : MGImage::userImage(), titleFor(current),
+                   QVariant::fromValue(current));
+        setCurrentIndex(0);
+    }
+}
+
+CBIdentity MGIdentityPopUpButton::identity() const
+{
+    const QVariant value = currentData(Qt::UserRole);
+    return isIdentity(value) ? value.value<CBIdentity>() : CBIdentity();
+}
+
+void MGIdentityPopUpButton::setIdentity(const CBIdentity &identity)
+{
+    for (int row = 0; row < count(); ++row) {
+        const QVariant value = itemData(row);
+        if (isIdentity(value) && value.value<CBIdentity>() == identity) {
+            setCurrentIndex(row);
+            return;
+        }
+    }
+}
+
+void MGIdentityPopUpButton::showPopup()
+{
+    emit menuAboutToShow(this);
+    delete m_popUp;
+    m_popUp = new MGIdentityPopUp(this);
+    const QRect screen = this->screen() ? this->screen()->availableGeometry() : QRect(0, 0, 1024, 768);
+    const QPoint below = mapToGlobal(QPoint(0, height()));
+    const int width = qMax(this->width(), 280);
+    const int height = qMin(360, screen.bottom() - below.y());
+    m_popUp->setGeometry(QRect(below, QSize(width, qMax(height, 160))));
+    m_popUp->show();
+    m_popUp->search()->setFocus();
+}
+
+void MGIdentityPopUpButton::hidePopup()
+{
+    if (m_popUp)
+        m_popUp->close();
+}
+
+QLineEdit *MGIdentityPopUpButton::searchField() const
+{
+    return m_popUp ? m_popUp->search() : nullptr;
+}
+
+QListView *MGIdentityPopUpButton::listView() const
+{
+    return m_popUp ? m_popUp->list() : nullptr;
+}
+
+void MGIdentityPopUpButton::choose(int row)
+{
+    setCurrentIndex(row);
+    emit activated(row);
+    emit identityChosen(identity());
+}
+
+namespace MGIdentityMenus {
+
+void menuNeedsUpdate(QComboBox *menu)
+{
+    auto *model = qobject_cast<QStandardItemModel *>(menu->model());
+    // Walks a snapshot: items are replaced in place, never added or moved.
+    const int items = menu->count();
+    for (int i = 0; i < items; ++i) {
+        if (menu->itemText(i) == QLatin1String(MGIdentities::SeparatorTitle)) {
+            menu->removeItem(i);
+            menu->insertSeparator(i);
+            continue;
+        }
+        if (!isIdentity(menu->itemData(i)) && model) {
+            if (QStandardItem *item = model->item(i)) {
+                if (item->data(Qt::AccessibleDescriptionRole).toString() != QLatin1String("separator"))
+                    item->setFlags(item->flags() & ~(Qt::ItemIsEnabled | Qt::ItemIsSelectable));
+            }
+        }
+    }
+}
+}
