@@ -1,6 +1,8 @@
 #include "MGAclHost.h"
 
 #include "MGAclEntriesViewController.h"
+#include "MGAclHostInstance.h"
+#include "MGAclMenuBar.h"
 #include "MGAclPlugin.h"
 #include "MGIdentityPopUpButton.h"
 #include "MGTabViewController.h"
@@ -24,6 +26,8 @@ QString MGAclHost::modulePath()
 
 MGMenuPluginFactory *MGAclHost::loadModule(QString *error)
 {
+    if (m_loader.isLoaded())
+        return qobject_cast<MGMenuPluginFactory *>(m_loader.instance());
     m_loader.setFileName(modulePath());
     auto *factory = qobject_cast<MGMenuPluginFactory *>(m_loader.instance());
     if (!factory)
@@ -31,26 +35,48 @@ MGMenuPluginFactory *MGAclHost::loadModule(QString *error)
     return factory;
 }
 
-int MGAclHost::run(const QByteArrayList &paths)
+int MGAclHost::run(const QByteArrayList &paths, const QString &instanceName)
 {
     QString error;
-    MGMenuPluginFactory *factory = loadModule(&error);
-    if (!factory) {
+    if (!loadModule(&error)) {
         std::fprintf(stderr, "%s\n", qPrintable(error));
         return 1;
     }
+    MGAclHostInstance instance;
+    instance.listen(instanceName, [this](const QByteArray &path) { open({path}); });
+    open(paths);
+    if (m_open > 0)
+        m_loop.exec();
+    return 0;
+}
+
+void MGAclHost::open(const QByteArrayList &paths)
+{
+    QString error;
+    MGMenuPluginFactory *factory = loadModule(&error);
+    if (!factory)
+        return;
     QList<MGHostItem> items;
     for (const QByteArray &path : paths)
         items << MGHostItem::fromPath(path);
-    QEventLoop loop;
-    {
-        // The host keeps nothing of the plug-in object once it has the items.
-        const std::shared_ptr<MGMenuPlugin> plugin = factory->plugin();
-        QObject::connect(plugin->pluginObject(), &QObject::destroyed, &loop, &QEventLoop::quit);
-        plugin->processItems(items);
+    // The host keeps nothing of the plug-in object once it has the items; it runs until
+    // every object it made has freed itself.
+    const std::shared_ptr<MGMenuPlugin> plugin = factory->plugin();
+    ++m_open;
+    QObject::connect(plugin->pluginObject(), &QObject::destroyed, &m_loop, [this] {
+        if (--m_open == 0)
+            m_loop.quit();
+    });
+    plugin->processItems(items);
+    attachMenuBars();
+}
+
+void MGAclHost::attachMenuBars()
+{
+    for (QWidget *top : QApplication::topLevelWidgets()) {
+        if (auto *window = qobject_cast<MGWindow *>(top))
+            MGAclMenuBar::attachTo(window);
     }
-    loop.exec();
-    return 0;
 }
 
 namespace {
@@ -102,6 +128,7 @@ int MGAclHost::screenshot(const Screenshot &request)
         shown = shown || (tab == 1 ? !acl->access().isEmpty() : !acl->entries().isEmpty());
     });
     plugin->processItems({item});
+    attachMenuBars();
     if (tab == 1)
         acl->tabViewController()->setSelectedTabViewItemIndex(1);
     waitFor([&] { return shown; }, 30000);

@@ -2,6 +2,7 @@
 
 #include "MGMenuPlugin.h"
 
+#include <QEventLoop>
 #include <QPluginLoader>
 #include <QByteArrayList>
 #include <QStringList>
@@ -19,9 +20,12 @@ public:
     // Answers the module's factory, or nothing with `error` saying why.
     MGMenuPluginFactory *loadModule(QString *error);
 
-    // Opens the window for the items (if the plug-in accepts them) and runs until the
-    // plug-in object has freed itself.
-    int run(const QByteArrayList &paths);
+    // Opens the window for the items (if the plug-in accepts them) and runs until every
+    // plug-in object has freed itself; meanwhile items handed over at `instanceName` (when
+    // given) open windows of their own.
+    int run(const QByteArrayList &paths, const QString &instanceName = QString());
+    // Opens one more window, for the items.
+    void open(const QByteArrayList &paths);
     // What a picture of the window shows.
     struct Screenshot
     {
@@ -37,5 +41,10 @@ public:
     int screenshot(const Screenshot &request);
 
 private:
+    // Every ACL window gets the host's menu bar.
+    static void attachMenuBars();
+
     QPluginLoader m_loader;
+    QEventLoop m_loop;
+    int m_open = 0;
 };

@@ -1,6 +1,7 @@
 // marrowgate-aclwindow: the small host that shows the ACL window; marrowgate-acl checks the
 // arguments and starts it for the window commands, with the same arguments.
 #include "MGAclHost.h"
+#include "MGAclHostInstance.h"
 #include "MGAclWindowArguments.h"
 #include "NTLocalizedString.h"
 
@@ -23,6 +24,10 @@ int main(int argc, char **argv)
     if (window->screenshot && qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM") && qEnvironmentVariableIsEmpty("DISPLAY")
         && qEnvironmentVariableIsEmpty("WAYLAND_DISPLAY"))
         qputenv("QT_QPA_PLATFORM", "offscreen");
+    // A window for a display where one is open already goes to that host.
+    const QString instance = window->screenshot ? QString() : MGAclHostInstance::nameForEnvironment();
+    if (!instance.isEmpty() && MGAclHostInstance::handOver(instance, window->path))
+        return 0;
     QApplication app(argc, argv);
     QApplication::setOrganizationName(QStringLiteral("Marrowgate"));
     QApplication::setApplicationName(QStringLiteral("marrowgate-acl"));
@@ -32,5 +37,5 @@ int main(int argc, char **argv)
     MGAclHost host;
     if (window->screenshot)
         return host.screenshot({window->path, window->out, window->tab, window->permissionsRow, window->findRow, window->find});
-    return host.run({window->path});
+    return host.run({window->path}, instance);
 }

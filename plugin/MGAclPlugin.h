@@ -91,7 +91,7 @@ public:
     void setHolder(QList<Pointer> holder) { m_holder = std::move(holder); }
 
     // List operations; each returns at once and installs its result later.
-    void moveEntryAtIndex(qsizetype from, qsizetype toIndex);
+    void moveEntryAtIndex(qsizetype from, qsizetype toIndex) override;
     bool hasInheritedEntries() const;
     bool isCanonical();
 
@@ -119,6 +119,7 @@ protected:
     static std::shared_ptr<T> adopt(T *object);
 
 private:
+    void showLinkNote(const MGHostItem &item);
     void reactToSelectedTab(int index);
     void watchEntries(bool watch); // work queue
     void installOnMainQueue(MGAclList list);

@@ -6,12 +6,14 @@
 #include "MGAclValueTransformers.h"
 #include "MGAlert.h"
 #include "MGIdentities.h"
+#include "MGItemPaths.h"
 #include "MGTabViewController.h"
 #include "MGUrlResources.h"
 #include "MGWindowController.h"
 #include "NTLocalizedString.h"
 
 #include <QAction>
+#include <QLabel>
 #include <QKeySequence>
 #include <QCoreApplication>
 #include <QGuiApplication>
@@ -113,10 +115,28 @@ void MGAclPlugin::processItems(const QList<MGHostItem> &items)
 {
     if (items.size() == 1 && items.first().isValid()) {
         setUrl(items.first().URL());
+        if (!items.first().linkURL().isEmpty())
+            showLinkNote(items.first());
         m_windowController->showWindow();
         return;
     }
     QTimer::singleShot(0, this, [this] { setHolder({}); });
+}
+
+void MGAclPlugin::showLinkNote(const MGHostItem &item)
+{
+    // The permissions shown are the target's, never the link's: say so, and which it is.
+    auto *note = new QLabel(window());
+    note->setObjectName(QStringLiteral("linkNote"));
+    note->setWordWrap(true);
+    note->setTextInteractionFlags(Qt::TextSelectableByMouse);
+    note->setContentsMargins(10, 6, 10, 0);
+    note->setText(NTLocalizedString::localize(
+                      QStringLiteral("\u201c%1\u201d is a symbolic link: this window shows and changes the item it leads to, \u201c%2\u201d."),
+                      QStringLiteral("ACL"))
+                      .arg(MGItemPaths::shownPath(item.linkURL()), MGItemPaths::shownPath(item.URL())));
+    note->setAccessibleName(note->text());
+    window()->addAccessoryView(note, Qt::TopEdge);
 }
 
 MGWindow *MGAclPlugin::window() const
@@ -135,6 +155,10 @@ bool MGAclPlugin::validateMenuItem(QAction *item)
         return hasInheritedEntries();
     if (action == QLatin1String("propagateEntries:"))
         return resourceForKey(url(), NSURLIsDirectoryKey).toBool() && !canRevertEntries();
+    // The list's own add and remove take row numbers from the table; as menu commands they
+    // belong to the table, which knows the selected row.
+    if (action == QLatin1String("addEntry:") || action == QLatin1String("removeEntry:"))
+        return false;
     return true;
 }
 

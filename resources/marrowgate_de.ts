@@ -235,6 +235,122 @@
         <source>Actions</source>
         <translation>Aktionen</translation>
     </message>
+    <message>
+        <source>“%1” is a symbolic link: this window shows and changes the item it leads to, “%2”.</source>
+        <translation>„%1“ ist eine symbolische Verknüpfung: Dieses Fenster zeigt und ändert das Objekt, auf das sie verweist, „%2“.</translation>
+    </message>
+    <message>
+        <source>Effective access</source>
+        <translation>Effektiver Zugriff</translation>
+    </message>
+    <message>
+        <source>User or group</source>
+        <translation>Benutzer oder Gruppe</translation>
+    </message>
+    <message>
+        <source>What the chosen user or group may do with the item</source>
+        <translation>Was der gewählte Benutzer oder die gewählte Gruppe mit dem Objekt darf</translation>
+    </message>
+    <message>
+        <source>Whose effective access is shown; type to find a user or group</source>
+        <translation>Wessen effektiver Zugriff angezeigt wird; tippen, um einen Benutzer oder eine Gruppe zu finden</translation>
+    </message>
+    <message>
+        <source>Access control entries</source>
+        <translation>Zugriffssteuerungseinträge</translation>
+    </message>
+    <message>
+        <source>Adds an entry below the selected one</source>
+        <translation>Fügt unter dem ausgewählten Eintrag einen neuen hinzu</translation>
+    </message>
+    <message>
+        <source>Commands for the whole list</source>
+        <translation>Befehle für die ganze Liste</translation>
+    </message>
+    <message>
+        <source>Enter shows the selected entry&apos;s permissions, Delete removes it, Tab reaches its controls; drag a row to move it</source>
+        <translation>Eingabe zeigt die Rechte des ausgewählten Eintrags, Entf entfernt ihn, Tab erreicht seine Bedienelemente; eine Zeile ziehen, um sie zu verschieben</translation>
+    </message>
+    <message>
+        <source>Removes the selected entry</source>
+        <translation>Entfernt den ausgewählten Eintrag</translation>
+    </message>
+    <message>
+        <source>Close</source>
+        <translation>Schließen</translation>
+    </message>
+    <message>
+        <source>Closes the permission editor, keeping what was changed</source>
+        <translation>Schließt den Rechte-Editor und behält die Änderungen</translation>
+    </message>
+    <message>
+        <source>Permissions for:</source>
+        <translation>Rechte für:</translation>
+    </message>
+    <message>
+        <source>Space ticks or clears the selected permission</source>
+        <translation>Die Leertaste setzt oder löscht das ausgewählte Recht</translation>
+    </message>
+    <message>
+        <source>The user or group whose permissions these are; type to find a user or group</source>
+        <translation>Der Benutzer oder die Gruppe, deren Rechte dies sind; tippen, um einen Benutzer oder eine Gruppe zu finden</translation>
+    </message>
+    <message>
+        <source>This entry is kept in a POSIX ACL, which holds read, write and execute only.</source>
+        <translation>Dieser Eintrag wird in einer POSIX-ACL gespeichert, die nur Lesen, Schreiben und Ausführen kennt.</translation>
+    </message>
+    <message>
+        <source>Who the entry is for</source>
+        <translation>Für wen der Eintrag gilt</translation>
+    </message>
+    <message>
+        <source>limited to %1</source>
+        <translation>begrenzt auf %1</translation>
+    </message>
+    <message>
+        <source>Allow or deny</source>
+        <translation>Zulassen oder verweigern</translation>
+    </message>
+    <message>
+        <source>Permission letters</source>
+        <translation>Rechte als Buchstaben</translation>
+    </message>
+    <message>
+        <source>Read, write and execute as the item keeps them, and any limit</source>
+        <translation>Lesen, Schreiben und Ausführen, wie das Objekt sie speichert, und jede Begrenzung</translation>
+    </message>
+    <message>
+        <source>Remove</source>
+        <translation>Entfernen</translation>
+    </message>
+    <message>
+        <source>Show Permissions…</source>
+        <translation>Rechte anzeigen…</translation>
+    </message>
+    <message>
+        <source>The entry&apos;s permission group; Custom… opens the permission editor</source>
+        <translation>Die Rechtegruppe des Eintrags; „Benutzerdefiniert…“ öffnet den Rechte-Editor</translation>
+    </message>
+    <message>
+        <source>The user or group of the entry; type to find one</source>
+        <translation>Benutzer oder Gruppe des Eintrags; tippen, um zu suchen</translation>
+    </message>
+    <message>
+        <source>Whether the entry allows or denies its permissions</source>
+        <translation>Ob der Eintrag seine Rechte zulässt oder verweigert</translation>
+    </message>
+    <message>
+        <source>POSIX ACLs, which keep this item&apos;s permissions, have no deny entries.</source>
+        <translation>POSIX-ACLs, in denen die Rechte dieses Objekts gespeichert sind, kennen keine Verweigern-Einträge.</translation>
+    </message>
+    <message>
+        <source>Ticked when the entry holds this permission, half-ticked when it holds part of it</source>
+        <translation>Angekreuzt, wenn der Eintrag dieses Recht hat, halb angekreuzt, wenn er einen Teil davon hat</translation>
+    </message>
+    <message>
+        <source>Find a user or group</source>
+        <translation>Benutzer oder Gruppe finden</translation>
+    </message>
 </context>
 <context>
     <name>Localizable</name>
@@ -257,6 +373,30 @@
     <message>
         <source>You cannot undo this.</source>
         <translation>Dies kann nicht rückgängig gemacht werden.</translation>
+    </message>
+    <message>
+        <source>&amp;File</source>
+        <translation>&amp;Datei</translation>
+    </message>
+    <message>
+        <source>&amp;Edit</source>
+        <translation>&amp;Bearbeiten</translation>
+    </message>
+    <message>
+        <source>&amp;View</source>
+        <translation>&amp;Ansicht</translation>
+    </message>
+    <message>
+        <source>Close</source>
+        <translation>Schließen</translation>
+    </message>
+    <message>
+        <source>Save</source>
+        <translation>Speichern</translation>
+    </message>
+    <message>
+        <source>Revert</source>
+        <translation>Zurücksetzen</translation>
     </message>
 </context>
 </TS>

@@ -11,7 +11,7 @@ namespace {
 MGAclEntry::Pointer entry(quint32 uid, int rwx = 4, bool inherited = false)
 {
     auto e = MGAclEntry::aclEntry(MGAclEntry::Allow, CBIdentity::user(uid), MGAclPermissionSet::fromPosixBits(rwx, false),
-                                  inherited ? MGAclFlag::Inherited : 0, false, true);
+                                  inherited ? quint32(MGAclFlag::Inherited) : 0u, false, true);
     return e;
 }
 

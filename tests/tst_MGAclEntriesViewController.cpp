@@ -4,9 +4,11 @@
 #include "MGAclPermissionViewController.h"
 #include "MGAclTableRowView.h"
 #include "MGIdentityPopUpButton.h"
+#include "NTLocalizedString.h"
 #include "PluginHelpers.h"
 
 #include <QAbstractItemModelTester>
+#include <QHeaderView>
 #include <QLineEdit>
 #include <QListView>
 #include <QMenu>
@@ -150,7 +152,7 @@ private slots:
     static MGAclPermissionViewController *openEditor(const MGAclPlugin::Pointer &plugin)
     {
         MGAclPermissionViewController *editor = nullptr;
-        QTest::qWaitFor([&] {
+        (void)QTest::qWaitFor([&] {
             const auto presented = plugin->tabViewController()->presentedViewControllers();
             editor = presented.isEmpty() ? nullptr : qobject_cast<MGAclPermissionViewController *>(presented.last());
             return editor && editor->sheet() && editor->sheet()->isVisible() && editor->buttonFor("Read")
@@ -314,6 +316,86 @@ private slots:
         for (QAction *item : menu->actions())
             items << item->objectName() + (item->isEnabled() ? "+" : "-");
         QCOMPARE(items, (QStringList{"showPermissions:+", "removeEntry:-"}));
+        plugin->window()->closeWithoutAsking();
+    }
+
+    // From the keyboard alone: Tab leaves the table for the selected row's controls and the
+    // buttons, Shift+Tab comes back, and the tab keys switch tabs from inside the table.
+    void theKeyboardReachesEveryControl()
+    {
+        MGAclPlugin::Pointer plugin = openWindow(tmp.path());
+        installSample(plugin);
+        MGAclEntriesViewController *view = entriesView(plugin);
+        QTableView *table = view->tableView();
+        plugin->window()->activateWindow();
+        table->setFocus();
+        QTRY_VERIFY(table->hasFocus());
+        QTest::keyClick(table, Qt::Key_Down); // the first entry
+        QCOMPARE(view->selectedRow(), 1);
+        auto focusAfterTab = [](Qt::KeyboardModifiers modifiers = {}) {
+            QTest::keyClick(QApplication::focusWidget(), Qt::Key_Tab, modifiers);
+            return QApplication::focusWidget();
+        };
+        QWidget *group = groupPopUp(view, 1);
+        const QList<QWidget *> forward = {view->rowControl(1, MGAclEntriesTableModel::TagColumn), view->identityChooser(1),
+                                          group, view->addButton(), view->removeButton(), view->actionPopUpButton()};
+        for (QWidget *expected : forward)
+            QCOMPARE(focusAfterTab(), expected);
+        // Back to the table the same way.
+        for (qsizetype i = forward.size() - 2; i >= 0; --i)
+            QCOMPARE(focusAfterTab(Qt::ShiftModifier), forward.at(i));
+        QCOMPARE(focusAfterTab(Qt::ShiftModifier), static_cast<QWidget *>(table));
+        // Another row: its controls take the place on the path, the first row's leave it.
+        QTest::keyClick(table, Qt::Key_Down);
+        QTest::keyClick(table, Qt::Key_Down);
+        QCOMPARE(view->selectedRow(), 3);
+        QCOMPARE(focusAfterTab(), view->rowControl(3, MGAclEntriesTableModel::TagColumn));
+        QCOMPARE(focusAfterTab(), static_cast<QWidget *>(view->identityChooser(3)));
+        QCOMPARE(focusAfterTab(), static_cast<QWidget *>(groupPopUp(view, 3)));
+        QCOMPARE(focusAfterTab(), static_cast<QWidget *>(view->addButton()));
+        // An inherited row's controls cannot change, so Tab passes them by.
+        table->setFocus();
+        view->selectRow(2);
+        QCOMPARE(focusAfterTab(), static_cast<QWidget *>(view->addButton()));
+        // Ctrl+Tab and Ctrl+PgDn from inside the table switch tabs; the focus goes along.
+        table->setFocus();
+        QTest::keyClick(table, Qt::Key_Tab, Qt::ControlModifier);
+        QCOMPARE(plugin->tabViewController()->selectedTabViewItemIndex(), 1);
+        QTRY_VERIFY(plugin->tabViewController()->childViewControllers().at(1)->view()->isAncestorOf(QApplication::focusWidget()));
+        QTest::keyClick(QApplication::focusWidget(), Qt::Key_PageDown, Qt::ControlModifier);
+        QCOMPARE(plugin->tabViewController()->selectedTabViewItemIndex(), 0);
+        QTest::keyClick(QApplication::focusWidget(), Qt::Key_PageUp, Qt::ControlModifier);
+        QCOMPARE(plugin->tabViewController()->selectedTabViewItemIndex(), 1);
+        QTest::keyClick(QApplication::focusWidget(), Qt::Key_Backtab, Qt::ControlModifier | Qt::ShiftModifier);
+        QCOMPARE(plugin->tabViewController()->selectedTabViewItemIndex(), 0);
+        plugin->window()->closeWithoutAsking();
+    }
+
+    // Longer words in German: every column still shows its whole header, and every row's
+    // pop-up its whole choice.
+    void columnsFitTheirLongestTextInGerman()
+    {
+        QVERIFY(NTLocalizedString::installTranslation("de"));
+        MGAclPlugin::Pointer plugin = openWindow(tmp.path());
+        installSample(plugin);
+        MGAclEntriesViewController *view = entriesView(plugin);
+        MGAclEntriesTableModel *model = view->model();
+        MGAclEntry *custom = MGAclLists::entryOf(plugin->entries().at(1));
+        custom->setPermissions(Set::fromPosixBits(1, true) | MGAclPermissionSet::fromPosixBits(4, true));
+        QCoreApplication::processEvents();
+        QCOMPARE(model->headerData(0, Qt::Horizontal).toString(), QStringLiteral("Typ"));
+        QHeaderView *header = view->tableView()->horizontalHeader();
+        for (int column = 0; column < MGAclEntriesTableModel::ColumnCount; ++column)
+            QVERIFY2(header->sectionSize(column) >= header->sectionSizeHint(column), qPrintable(QString::number(column)));
+        int boxes = 0;
+        for (QComboBox *box : view->tableView()->viewport()->findChildren<QComboBox *>()) {
+            if (!box->isVisible())
+                continue;
+            ++boxes;
+            QVERIFY2(box->width() >= box->sizeHint().width(), qPrintable(box->currentText()));
+        }
+        QVERIFY(boxes >= 6);
+        NTLocalizedString::installTranslation("C");
         plugin->window()->closeWithoutAsking();
     }
 

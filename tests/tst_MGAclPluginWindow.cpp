@@ -1,6 +1,13 @@
 #include "PluginHelpers.h"
 
+#include "MGAclEntriesViewController.h"
+
+#include <QAccessible>
 #include <QAction>
+#include <QComboBox>
+#include <QHeaderView>
+#include <QLabel>
+#include <QTabBar>
 #include <QGuiApplication>
 #include <QScreen>
 #include <QTimer>
@@ -146,6 +153,21 @@ private slots:
             QTRY_VERIFY(!object);
             QCOMPARE(otherBits(file), QStringLiteral("r--"));
         }
+        // Escape (and the close box) choose neither: the prompt stays up, the edits stay.
+        {
+            MGAclPlugin::Pointer plugin = openWindow(file);
+            otherEntry(plugin->entries())->setPermissions(Set::fromPosixBits(0, false));
+            plugin->window()->close();
+            QMessageBox *box = waitForAlert();
+            QVERIFY(box);
+            QCOMPARE(box->windowTitle(), QStringLiteral("prompted")); // the item's name
+            QTest::keyClick(box, Qt::Key_Escape);
+            box->close();
+            QCoreApplication::processEvents();
+            QCOMPARE(QApplication::activeModalWidget(), box);
+            QVERIFY(plugin->window()->isVisible() && plugin->canRevertEntries());
+            answer(box, 1001);
+        }
         // "Yes": saves, then closes.
         {
             QPointer<MGAclPlugin> object;
@@ -204,6 +226,64 @@ private slots:
             error->accept();
             plugin->window()->close();
         }
+    }
+
+    void aLinkSaysWhichItemItShows()
+    {
+        const QString target = tmp.path("link-target");
+        const QString link = tmp.path("link");
+        QVERIFY(shOk("touch " + quoted(target) + " && ln -sf " + quoted(target) + " " + quoted(link)));
+        MGAclPlugin::Pointer plugin = openWindow(link);
+        QCOMPARE(plugin->url(), QUrl::fromLocalFile(target));
+        auto *note = plugin->window()->findChild<QLabel *>(QStringLiteral("linkNote"));
+        QVERIFY(note && note->isVisible());
+        QVERIFY2(note->text().contains(link) && note->text().contains(target), qPrintable(note->text()));
+        plugin->window()->closeWithoutAsking();
+        // An item reached without a link has no note.
+        MGAclPlugin::Pointer plain = openWindow(target);
+        QVERIFY(!plain->window()->findChild<QLabel *>(QStringLiteral("linkNote")));
+        plain->window()->closeWithoutAsking();
+    }
+
+    // Screen readers: every control of both tabs and of the permission editor has a name
+    // and a description, in the window as a user meets it.
+    void everyControlIsNamedForScreenReaders()
+    {
+        const QString target = tmp.path("named");
+        QVERIFY(shOk("touch " + quoted(target) + " && setfacl -m u:nobody:r-- " + quoted(target)));
+        MGAclPlugin::Pointer plugin = openWindow(target);
+        plugin->tabViewController()->setSelectedTabViewItemIndex(1);
+        QTRY_VERIFY(!plugin->access().isEmpty());
+        plugin->tabViewController()->setSelectedTabViewItemIndex(0);
+        auto *entries = qobject_cast<MGAclEntriesViewController *>(plugin->tabViewController()->childViewControllers().at(0));
+        entries->selectRow(1);
+        entries->showPermissions(nullptr);
+        QDialog *sheet = nullptr;
+        QTRY_VERIFY(!plugin->tabViewController()->presentedViewControllers().isEmpty()
+                    && (sheet = plugin->tabViewController()->presentedViewControllers().first()->sheet()) && sheet->isVisible());
+        QCOMPARE(sheet->windowTitle(), QStringLiteral("named"));
+        QStringList unnamed;
+        QList<QWidget *> widgets = plugin->window()->findChildren<QWidget *>() + sheet->findChildren<QWidget *>();
+        int checked = 0;
+        for (QWidget *widget : widgets) {
+            const bool control = qobject_cast<QAbstractButton *>(widget) || qobject_cast<QComboBox *>(widget)
+                || qobject_cast<QAbstractItemView *>(widget);
+            // Parts of a control (a pop-up's list, a table's headers) are named by their control.
+            const bool part = qobject_cast<QHeaderView *>(widget) || widget->inherits("QTableCornerButton") || qobject_cast<QTabBar *>(widget->parentWidget())
+                || widget->window()->inherits("QComboBoxPrivateContainer");
+            if (!control || part)
+                continue;
+            QAccessibleInterface *accessible = QAccessible::queryAccessibleInterface(widget);
+            QVERIFY(accessible);
+            ++checked;
+            if (accessible->text(QAccessible::Name).isEmpty() || accessible->text(QAccessible::Description).isEmpty())
+                unnamed << QString::fromLatin1(widget->metaObject()->className()) + " " + widget->objectName() + " \""
+                        + accessible->text(QAccessible::Name) + "\"";
+        }
+        QVERIFY2(unnamed.isEmpty(), qPrintable(unnamed.join("; ")));
+        QVERIFY2(checked >= 12, qPrintable(QString::number(checked)));
+        plugin->tabViewController()->dismissViewController(plugin->tabViewController()->presentedViewControllers().first());
+        plugin->window()->closeWithoutAsking();
     }
 
     void menuValidation()

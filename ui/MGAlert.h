@@ -13,10 +13,16 @@ public:
 
     MGAlert(Style style, const QString &messageText, const QString &informativeText, const QStringList &buttons);
 
+    // The title of a dialog over `window`: the name of the item the window shows, or the
+    // program's name.
+    static QString titleForWindow(QWidget *window);
+
     // Shows the alert on `window` and returns at once; `handler` gets the answer.
     QMessageBox *beginSheetModalForWindow(QWidget *window, std::function<void(int response)> handler) const;
 
 private:
+    static bool isCancel(const QString &title);
+
     Style m_style;
     QString m_message;
     QString m_informative;

@@ -1,5 +1,7 @@
 #include "MGErrorAlert.h"
 
+#include "MGAlert.h"
+
 #include <QMessageBox>
 
 void MGErrorAlert::showWithWindow(const MGError &error, QWidget *window)
@@ -7,6 +9,7 @@ void MGErrorAlert::showWithWindow(const MGError &error, QWidget *window)
     auto *box = new QMessageBox(QMessageBox::Warning, QString(), error.localizedDescription(), QMessageBox::Ok, window);
     box->setAttribute(Qt::WA_DeleteOnClose);
     box->setObjectName(QStringLiteral("MGErrorAlert"));
+    box->setWindowTitle(MGAlert::titleForWindow(window));
     QStringList details;
     for (const MGError *e = error.underlyingError(); e; e = e->underlyingError()) {
         if (!e->localizedDescription().isEmpty() && e->localizedDescription() != error.localizedDescription())

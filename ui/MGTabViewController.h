@@ -23,6 +23,10 @@ public:
 signals:
     void selectedTabViewItemIndexChanged(int index);
 
+private slots:
+    // Puts the focus in the tab shown, unless it is there already.
+    void focusSelectedTab();
+
 protected:
     QWidget *loadView() override;
 

@@ -1,5 +1,7 @@
 #include "MGViewController.h"
 
+#include "MGAlert.h"
+
 #include <QDialog>
 #include <QEvent>
 #include <QVBoxLayout>
@@ -19,15 +21,22 @@ QWidget *MGViewController::view()
 {
     if (!m_view) {
         m_view = loadView();
+        m_view->setProperty("MGViewController", QVariant::fromValue<QObject *>(this));
         m_view->installEventFilter(this);
         viewDidLoad();
     }
     return m_view;
 }
 
+MGViewController *MGViewController::controllerOfView(QWidget *widget)
+{
+    return widget ? qobject_cast<MGViewController *>(widget->property("MGViewController").value<QObject *>()) : nullptr;
+}
+
 void MGViewController::presentViewControllerAsSheet(MGViewController *controller)
 {
     auto *sheet = new QDialog(view()->window());
+    sheet->setWindowTitle(MGAlert::titleForWindow(view()->window()));
     sheet->setAttribute(Qt::WA_DeleteOnClose);
     sheet->setWindowModality(Qt::WindowModal);
     auto *layout = new QVBoxLayout(sheet);

@@ -15,6 +15,8 @@ public:
     ~MGViewController() override;
 
     QWidget *view();
+    // The controller whose view a widget is, if any.
+    static MGViewController *controllerOfView(QWidget *widget);
     bool isViewLoaded() const { return m_view != nullptr; }
     QString title() const { return m_title; }
     void setTitle(const QString &title) { m_title = title; }

@@ -15,6 +15,15 @@ MGWindow::MGWindow(MGViewController *controller) : QWidget(nullptr, Qt::Window),
     layout->addWidget(controller->view());
 }
 
+void MGWindow::addAccessoryView(QWidget *view, Qt::Edge edge)
+{
+    auto *box = static_cast<QVBoxLayout *>(layout());
+    if (edge == Qt::TopEdge)
+        box->insertWidget(box->indexOf(m_content->view()), view);
+    else
+        box->addWidget(view);
+}
+
 MGWindow *MGWindow::windowWithContentViewController(MGViewController *controller)
 {
     return new MGWindow(controller);
@@ -30,6 +39,55 @@ bool MGWindow::invoke(QObject *target, const QByteArray &action, const QVariant 
     if (index >= 0)
         return meta->method(index).invoke(target, Qt::DirectConnection, Q_ARG(QObject *, argument.value<QObject *>()));
     return false;
+}
+
+bool MGWindow::answers(QObject *target, const QByteArray &action)
+{
+    const QMetaObject *meta = target->metaObject();
+    return meta->indexOfMethod(QMetaObject::normalizedSignature(action + "(QVariant)").constData()) >= 0
+        || meta->indexOfMethod(QMetaObject::normalizedSignature(action + "(QObject*)").constData()) >= 0;
+}
+
+QObject *MGWindow::targetForAction(const QByteArray &selector)
+{
+    QByteArray action = selector;
+    if (action.endsWith(':'))
+        action.chop(1);
+    // A sheet over the window takes its commands first, as its focus does.
+    QWidget *focus = QApplication::focusWidget();
+    if (!focus || (focus->window() != this && focus->window()->parentWidget() != this))
+        focus = focusWidget();
+    for (QWidget *widget = focus; widget; widget = widget->parentWidget()) {
+        if (answers(widget, action))
+            return widget;
+        if (QObject *controller = MGViewController::controllerOfView(widget); controller && answers(controller, action))
+            return controller;
+        if (widget == this)
+            break;
+    }
+    QObject *delegate = m_delegate ? m_delegate->delegateObject() : nullptr;
+    return delegate && answers(delegate, action) ? delegate : nullptr;
+}
+
+bool MGWindow::sendAction(QAction *item)
+{
+    QByteArray action = item->objectName().toLatin1();
+    QObject *target = targetForAction(action);
+    if (action.endsWith(':'))
+        action.chop(1);
+    return target && invoke(target, action, QVariant::fromValue<QObject *>(item));
+}
+
+bool MGWindow::validateAction(QAction *item)
+{
+    QObject *target = targetForAction(item->objectName().toLatin1());
+    if (!target)
+        return false;
+    bool valid = true;
+    if (target->metaObject()->indexOfMethod("validateMenuItem(QAction*)") >= 0)
+        QMetaObject::invokeMethod(target, "validateMenuItem", Qt::DirectConnection, Q_RETURN_ARG(bool, valid),
+                                  Q_ARG(QAction *, item));
+    return valid;
 }
 
 bool MGWindow::tryToPerform(const QString &action, const QVariant &argument)

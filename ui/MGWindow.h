@@ -7,6 +7,8 @@
 #include <QVariant>
 #include <QWidget>
 
+class QAction;
+
 // Decides about and learns of a window's closing, and is the last stop for its actions.
 class MGWindowDelegate
 {
@@ -33,11 +35,21 @@ public:
     // the delegate, invoking the first object with a slot of the action's name that takes
     // a QVariant or a QObject*. Answers whether someone handled it.
     bool tryToPerform(const QString &action, const QVariant &argument = QVariant());
+    // A menu command: goes to the first of the focused widget, its parents and the view
+    // controllers whose views they are, then the delegate, that answers the action, with
+    // the menu item as argument.
+    bool sendAction(QAction *item);
+    // Whether a menu command can be chosen now: its target's validateMenuItem (when it has
+    // one) decides; with no target it cannot.
+    bool validateAction(QAction *item);
 
     void setRepresentedUrl(const QUrl &url);
     QUrl representedUrl() const { return m_representedUrl; }
     // The minimum size of the area inside the frame.
     void setContentMinSize(const QSize &size) { setMinimumSize(size); }
+    // Adds a strip across the window above or below the content (a note, a progress bar);
+    // the window owns it.
+    void addAccessoryView(QWidget *view, Qt::Edge edge);
     // Closes without asking the delegate (a save that asked to close, say).
     void closeWithoutAsking();
 
@@ -53,6 +65,9 @@ protected:
 private:
     explicit MGWindow(MGViewController *controller);
     static bool invoke(QObject *target, const QByteArray &action, const QVariant &argument);
+    static bool answers(QObject *target, const QByteArray &action);
+    // The object a menu command goes to, or null.
+    QObject *targetForAction(const QByteArray &action);
 
     QPointer<MGViewController> m_content;
     MGWindowDelegate *m_delegate = nullptr;

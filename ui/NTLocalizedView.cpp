@@ -29,6 +29,12 @@ void NTLocalizedView::localizeView(QWidget *root, const QString &table)
     for (QWidget *widget : std::as_const(widgets)) {
         if (!widget->toolTip().isEmpty() || widget->property("mgToolTipKey").isValid())
             widget->setToolTip(NTLocalizedString::localize(keyFor(widget, "mgToolTipKey", widget->toolTip()), table));
+        if (!widget->accessibleName().isEmpty() || widget->property("mgAccessibleNameKey").isValid())
+            widget->setAccessibleName(
+                NTLocalizedString::localize(keyFor(widget, "mgAccessibleNameKey", widget->accessibleName()), table));
+        if (!widget->accessibleDescription().isEmpty() || widget->property("mgAccessibleDescriptionKey").isValid())
+            widget->setAccessibleDescription(NTLocalizedString::localize(
+                keyFor(widget, "mgAccessibleDescriptionKey", widget->accessibleDescription()), table));
         if (auto *label = qobject_cast<QLabel *>(widget)) {
             if (!label->text().isEmpty() || label->property("mgTextKey").isValid())
                 label->setText(NTLocalizedString::localize(keyFor(label, "mgTextKey", label->text()), table));

@@ -25,8 +25,11 @@ public:
     virtual CBIdentity identity() const = 0;
     virtual void setIdentity(const CBIdentity &identity) = 0;
     virtual QVariantList identities() const = 0;
+    // Moves the entry at one row of `entries` to a drop row (between rows `toIndex` - 1
+    // and `toIndex`).
+    virtual void moveEntryAtIndex(qsizetype from, qsizetype toIndex) = 0;
     // Whether a command of the window's menus may be chosen now.
-    virtual bool validateMenuItem(QAction *item) = 0;
+    Q_INVOKABLE virtual bool validateMenuItem(QAction *item) = 0;
 
 signals:
     void entriesChanged();

@@ -243,5 +243,10 @@ Qt::ItemFlags MGAclEntriesTableModel::flags(const QModelIndex &index) const
 {
     if (!index.isValid())
         return Qt::NoItemFlags;
-    return isGroupRow(index.row()) ? Qt::ItemIsEnabled : Qt::ItemIsEnabled | Qt::ItemIsSelectable;
+    if (isGroupRow(index.row()))
+        return Qt::ItemIsEnabled;
+    // ACL entries can be dragged to another place in the list (or out of it).
+    const MGAclEntry *entry = MGAclLists::entryOf(m_list.value(index.row()));
+    const Qt::ItemFlags drag = entry && entry->isAcl() ? Qt::ItemIsDragEnabled : Qt::NoItemFlags;
+    return Qt::ItemIsEnabled | Qt::ItemIsSelectable | drag;
 }

@@ -5,6 +5,7 @@
 #include "MGAclEntryPopUpButtons.h"
 #include "MGAclPermissionViewController.h"
 #include "MGAclTableRowView.h"
+#include "MGAnimationEffect.h"
 #include "MGIdentityPopUpButton.h"
 #include "MGImage.h"
 #include "MGUrlResources.h"
@@ -17,12 +18,31 @@
 #include <QHeaderView>
 #include <QKeyEvent>
 #include <QLabel>
+#include <QCborValue>
+#include <QCursor>
 #include <QMenu>
+#include <QMimeData>
+#include <QScrollArea>
 #include <QStyledItemDelegate>
 #include <QTimer>
 
 namespace {
 const QString ACL = QStringLiteral("ACL");
+const QString RowType = QStringLiteral("com.quillwork.Marrowgate.pasteboard.acl");
+
+// The dragged row a payload names; a payload without one (a link to a file) names row 0.
+// Screen readers name a row's controls by what they choose, in the language shown.
+void describe(QWidget *control, const char *name, const char *description)
+{
+    control->setAccessibleName(NTLocalizedString::localize(QString::fromUtf8(name), ACL));
+    control->setAccessibleDescription(NTLocalizedString::localize(QString::fromUtf8(description), ACL));
+}
+
+quint64 draggedRow(const QMimeData *data)
+{
+    const QCborValue row = QCborValue::fromCbor(data ? data->data(RowType) : QByteArray());
+    return row.isInteger() && row.toInteger() >= 0 ? quint64(row.toInteger()) : 0;
+}
 
 bool appliesHere(const MGAclEntry &entry)
 {
@@ -112,6 +132,11 @@ void MGAclEntriesViewController::viewDidLoad()
 {
     NTLocalizedView::localizeView(view(), ACL);
     m_tableView->setModel(m_model);
+    m_tableView->setDataSource(this);
+    // Tab leaves the table (arrows move between rows), to the selected row's controls and
+    // on to the buttons.
+    m_tableView->setTabKeyNavigation(false);
+    m_tableView->setCornerButtonEnabled(false);
     m_tableView->setItemDelegate(new CellDelegate(m_tableView));
     // Every column fits its longest content in the language shown; who takes the rest.
     QHeaderView *header = m_tableView->horizontalHeader();
@@ -232,6 +257,14 @@ void MGAclEntriesViewController::showRows()
         }
         rowView->textField()->setText(m_model->data(index, MGAclEntriesTableModel::TitleRole).toString());
     }
+    fitColumns();
+}
+
+void MGAclEntriesViewController::fitColumns()
+{
+    // The header sizes its columns to their content when the rows change, which is before
+    // the rows' controls are filled: size them again to what the controls now show.
+    QMetaObject::invokeMethod(m_tableView->horizontalHeader(), "resizeSections");
 }
 
 void MGAclEntriesViewController::showRowControls(int row, const MGAclEntry::Pointer &entry)
@@ -243,6 +276,7 @@ void MGAclEntriesViewController::showRowControls(int row, const MGAclEntry::Poin
     if (entry->isAcl()) {
         if (!tag) {
             tag = new MGAclTagPopUpButton;
+            describe(tag, "Allow or deny", "Whether the entry allows or denies its permissions");
             m_tableView->setIndexWidget(tagIndex, tag);
         }
         tag->setEntry(entry);
@@ -257,6 +291,7 @@ void MGAclEntriesViewController::showRowControls(int row, const MGAclEntry::Poin
     if (entry->isAcl() && entry->identity().isUserOrGroup()) {
         if (!chooser) {
             chooser = new MGIdentityPopUpButton;
+            describe(chooser, "Who the entry is for", "The user or group of the entry; type to find one");
             m_tableView->setIndexWidget(whoIndex, chooser);
             connect(chooser, &MGIdentityPopUpButton::menuAboutToShow, this, [this, chooser](QComboBox *menu) {
                 const int shownRow = rowForView(chooser);
@@ -288,8 +323,10 @@ void MGAclEntriesViewController::showRowControls(int row, const MGAclEntry::Poin
         layout->setSpacing(6);
         auto *group = new MGAclPermGroupPopUpButton(cell);
         group->setSizeAdjustPolicy(QComboBox::AdjustToContents);
+        describe(group, "Permissions", "The entry's permission group; Custom\u2026 opens the permission editor");
         auto *detail = new QLabel(cell);
         detail->setObjectName(QStringLiteral("permissionDetail"));
+        describe(detail, "Permission letters", "Read, write and execute as the item keeps them, and any limit");
         layout->addWidget(group);
         layout->addWidget(detail, 1);
         m_tableView->setIndexWidget(groupIndex, cell);
@@ -308,6 +345,8 @@ void MGAclEntriesViewController::rowsChanged(const QModelIndex &topLeft, const Q
         if (entry && cell)
             cell->findChild<QLabel *>(QStringLiteral("permissionDetail"))->setText(m_model->permissionDetail(*entry));
     }
+    if (m_tableView)
+        fitColumns();
 }
 
 void MGAclEntriesViewController::fillIdentityChooser(MGIdentityPopUpButton *chooser, const MGAclEntry &entry)
@@ -446,6 +485,60 @@ void MGAclEntriesViewController::presentEditor(const MGAclEntry::Pointer &entry)
     presenter->presentViewControllerAsSheet(editor);
 }
 
+QMimeData *MGAclEntriesViewController::writeRows(const QList<int> &rows)
+{
+    // A multiple selection drags its first row alone.
+    const int row = rows.value(0, -1);
+    const MGAclEntry *entry = m_acl && row >= 0 ? MGAclLists::entryOf(m_acl->entries().value(row)) : nullptr;
+    if (!entry || !entry->isAcl())
+        return nullptr;
+    auto *data = new QMimeData;
+    data->setData(RowType, QCborValue(qint64(row)).toCbor());
+    return data;
+}
+
+Qt::DropAction MGAclEntriesViewController::validateDrop(const QMimeData *, int &row,
+                                                        MGAclEntriesTableView::DropOperation &operation)
+{
+    // Only into the ACL section, from above its first entry to below its last; what is
+    // dragged and from where does not matter.
+    const qsizetype n = m_acl ? MGAclLists::aclEntries(m_acl->entries()).size() : 0;
+    if (row < 1 || row > n + 1)
+        return Qt::IgnoreAction;
+    operation = MGAclEntriesTableView::DropAbove;
+    return Qt::MoveAction;
+}
+
+bool MGAclEntriesViewController::acceptDrop(const QMimeData *data, int row, MGAclEntriesTableView::DropOperation)
+{
+    // The row is taken as it is: a drag from another window's table names a row of its
+    // list, applied to this list as it stands.
+    if (m_acl)
+        m_acl->moveEntryAtIndex(qsizetype(draggedRow(data)), row);
+    return true;
+}
+
+void MGAclEntriesViewController::draggingSessionEnded(const QMimeData *data, const QPoint &screenPoint,
+                                                      Qt::DropAction operation, quint64 flags)
+{
+    if (operation != Qt::IgnoreAction || !m_tableView || !m_acl)
+        return;
+    // Let go over the table (its scroll area, frame included): a reorder given up.
+    const QRect area(m_tableView->mapToGlobal(QPoint(0, 0)), m_tableView->size());
+    if (area.contains(screenPoint))
+        return;
+    // A plain let-go with no modifier key held is taken as a drag given up, so a row
+    // dropped by mistake on the desktop is not lost; a modifier key confirms the removal.
+    if (flags == MGAclEntriesTableView::flagWord(Qt::NoModifier))
+        return;
+    const quint64 row = draggedRow(data);
+    const MGAclEntry *entry = MGAclLists::entryOf(m_acl->entries().value(qsizetype(row)));
+    if (!entry || entry->inherited())
+        return;
+    MGAnimationEffect::showPoof(QCursor::pos());
+    perform("removeEntry:", QVariant(row));
+}
+
 void MGAclEntriesViewController::tableViewSelectionDidChange()
 {
     const int row = selectedRow();
@@ -455,7 +548,37 @@ void MGAclEntriesViewController::tableViewSelectionDidChange()
     m_canAddEntry = !entry || entry->isAcl();
     m_canRemoveEntry = entry && entry->isAcl() && !entry->inherited();
     m_selectedEntry = entry;
+    updateRowFocus();
     emit selectionStateChanged();
+}
+
+void MGAclEntriesViewController::updateRowFocus()
+{
+    if (!m_tableView)
+        return;
+    const int selected = selectedRow();
+    QWidget *previous = m_tableView;
+    for (int row = 0; row < m_model->rowCount(); ++row) {
+        if (m_model->isGroupRow(row))
+            continue;
+        for (int column : {int(MGAclEntriesTableModel::TagColumn), int(MGAclEntriesTableModel::IdentityColumn),
+                           int(MGAclEntriesTableModel::PermissionGroupColumn)}) {
+            QWidget *control = rowControl(row, column);
+            if (control && column == MGAclEntriesTableModel::PermissionGroupColumn)
+                control = control->findChild<MGAclPermGroupPopUpButton *>();
+            if (!control)
+                continue;
+            // Only the selected row's controls are on the Tab path, straight after the table;
+            // the others take the focus when clicked.
+            control->setFocusPolicy(row == selected ? Qt::StrongFocus : Qt::ClickFocus);
+            if (row == selected && control->isEnabled()) {
+                QWidget::setTabOrder(previous, control);
+                previous = control;
+            }
+        }
+    }
+    if (previous != m_tableView && m_addButton)
+        QWidget::setTabOrder(previous, m_addButton);
 }
 
 void MGAclEntriesViewController::entriesChanged()
@@ -472,6 +595,7 @@ void MGAclEntriesViewController::entriesChanged()
         } else if (m_entryAdded) {
             selectRow(1);
         }
+        updateRowFocus();
     }
     m_entryAdded = false;
     tableViewSelectionDidChange();

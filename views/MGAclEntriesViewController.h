@@ -1,5 +1,6 @@
 #pragma once
 
+#include "MGAclEntriesTableView.h"
 #include "MGAclList.h"
 #include "MGViewController.h"
 
@@ -17,7 +18,7 @@ class QMenu;
 // entry's row with its controls (who it is for, allow or deny, its permission group), the
 // add and remove buttons, and the action pull-down with the list-wide commands. A row's
 // permissions are edited one by one in the permission editor, a sheet.
-class MGAclEntriesViewController : public MGViewController
+class MGAclEntriesViewController : public MGViewController, public MGAclEntriesTableView::DataSource
 {
     Q_OBJECT
     Q_PROPERTY(bool canAddEntry READ canAddEntry NOTIFY selectionStateChanged)
@@ -26,7 +27,7 @@ public:
     explicit MGAclEntriesViewController(MGAclDocument *acl = nullptr);
     ~MGAclEntriesViewController() override;
 
-    QTableView *tableView() const { return m_tableView; }
+    MGAclEntriesTableView *tableView() const { return m_tableView; }
     QToolButton *addButton() const { return m_addButton; }
     QToolButton *removeButton() const { return m_removeButton; }
     QToolButton *actionPopUpButton() const { return m_actionPopUpButton; }
@@ -46,12 +47,19 @@ public:
     void selectRow(int row);
     int selectedRow() const;
 
-    bool validateMenuItem(QAction *item) const;
+    Q_INVOKABLE bool validateMenuItem(QAction *item) const;
     // The tidying every identity menu gets before it opens.
     static void menuNeedsUpdate(QComboBox *menu);
     // The users and groups an entry may not take: those another entry of the list already
     // has for the same purpose (the item itself, or what a folder passes on).
     static QList<CBIdentity> unavailableIdentities(const MGAclList &list, const MGAclEntry &entry);
+
+    // Dragging a row to reorder the list, or out of the table to remove it.
+    QMimeData *writeRows(const QList<int> &rows) override;
+    Qt::DropAction validateDrop(const QMimeData *data, int &row, MGAclEntriesTableView::DropOperation &operation) override;
+    bool acceptDrop(const QMimeData *data, int row, MGAclEntriesTableView::DropOperation operation) override;
+    void draggingSessionEnded(const QMimeData *data, const QPoint &screenPoint, Qt::DropAction operation,
+                              quint64 flags) override;
 
 public slots:
     void addEntry(QObject *sender);
@@ -72,6 +80,8 @@ protected:
 private:
     void entriesChanged();
     void showRows();
+    void updateRowFocus();
+    void fitColumns();
     void showRowControls(int row, const MGAclEntry::Pointer &entry);
     void rowsChanged(const QModelIndex &topLeft, const QModelIndex &bottomRight);
     void fillIdentityChooser(MGIdentityPopUpButton *chooser, const MGAclEntry &entry);
@@ -82,7 +92,7 @@ private:
 
     QPointer<MGAclDocument> m_acl;
     MGAclEntriesTableModel *m_model = nullptr;
-    QPointer<QTableView> m_tableView;
+    QPointer<MGAclEntriesTableView> m_tableView;
     QPointer<QToolButton> m_addButton;
     QPointer<QToolButton> m_removeButton;
     QPointer<QToolButton> m_actionPopUpButton;

@@ -1,11 +1,16 @@
 #include "MGAclPermissionButton.h"
 
+#include "NTLocalizedString.h"
+
 MGAclPermissionButton::MGAclPermissionButton(QWidget *parent) : QCheckBox(parent)
 {
 }
 
 MGAclPermissionButton::MGAclPermissionButton(const QString &text, QWidget *parent) : QCheckBox(text, parent)
 {
+    setAccessibleDescription(NTLocalizedString::localize(
+        QStringLiteral("Ticked when the entry holds this permission, half-ticked when it holds part of it"),
+        QStringLiteral("ACL")));
 }
 
 int MGAclPermissionButton::state() const

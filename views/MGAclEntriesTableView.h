@@ -1,0 +1,66 @@
+#pragma once
+
+#include <QTableView>
+
+class QMimeData;
+
+// The entries table as a drag source and drop target. It finds where a drag is over and
+// draws the gap a drop would fill; what may be dragged, where it may land and what a drop
+// or a drag let go elsewhere does are its data source's answers (the view controller).
+class MGAclEntriesTableView : public QTableView
+{
+    Q_OBJECT
+public:
+    // Where a drop lands relative to its row: in the gap above it, or on the row itself.
+    enum DropOperation { DropOn = 0, DropAbove = 1 };
+
+    class DataSource
+    {
+    public:
+        virtual ~DataSource() = default;
+        // The payload of a drag of these rows; null when they cannot be dragged.
+        virtual QMimeData *writeRows(const QList<int> &rows) = 0;
+        // Whether a drop at `row` is a move; may retarget the row and operation.
+        virtual Qt::DropAction validateDrop(const QMimeData *data, int &row, DropOperation &operation) = 0;
+        virtual bool acceptDrop(const QMimeData *data, int row, DropOperation operation) = 0;
+        // A drag from this table ended at `screenPoint` (the operation says whether anyone
+        // took the drop); `flags` are the modifier flags of the event that ended it.
+        virtual void draggingSessionEnded(const QMimeData *data, const QPoint &screenPoint, Qt::DropAction operation,
+                                          quint64 flags) = 0;
+    };
+
+    explicit MGAclEntriesTableView(QWidget *parent = nullptr);
+
+    void setDataSource(DataSource *source) { m_source = source; }
+    // The types a drop may carry: the table's own rows and links to files.
+    static QStringList registeredDropTypes();
+    // The modifier flag word of the event that ends a drag: a plain pointer event with no
+    // modifier key reads 256 (0x100); Shift, Control, Alt and Meta add their own bits.
+    static quint64 flagWord(Qt::KeyboardModifiers modifiers);
+    // The gap a drop would fill now (a drop above that row), or -1.
+    int dropRow() const { return m_dropRow; }
+    // Where a drop at a point in the viewport would go before validation.
+    void proposedDrop(const QPoint &point, int &row, DropOperation &operation) const;
+
+protected:
+    // The arrow keys pass over rows that cannot be selected (section titles).
+    QModelIndex moveCursor(CursorAction cursorAction, Qt::KeyboardModifiers modifiers) override;
+    // Moving between rows keeps the focus in the table; a row's controls are reached by Tab
+    // or a click (a view would hand the focus to the current cell's control).
+    bool edit(const QModelIndex &index, EditTrigger trigger, QEvent *event) override;
+    void startDrag(Qt::DropActions supportedActions) override;
+    void dragEnterEvent(QDragEnterEvent *event) override;
+    void dragMoveEvent(QDragMoveEvent *event) override;
+    void dragLeaveEvent(QDragLeaveEvent *event) override;
+    void dropEvent(QDropEvent *event) override;
+    void paintEvent(QPaintEvent *event) override;
+
+private:
+    bool carriesRegisteredType(const QMimeData *data) const;
+    // Validates the drop under the event's point; answers the row it would land above.
+    int validate(QDropEvent *event, DropOperation &operation);
+    void setDropRow(int row);
+
+    DataSource *m_source = nullptr;
+    int m_dropRow = -1;
+};
