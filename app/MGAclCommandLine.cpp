@@ -1,6 +1,10 @@
 #include "MGAclCommandLine.h"
 
 #include "CBIdentityAuthority.h"
+#include "MGAclBackupCommands.h"
+#include "MGAclCommandSupport.h"
+#include "MGAclEditCommands.h"
+#include "MGAclPropagateCommand.h"
 #include "MGAclServiceClient.h"
 #include "MGAclTexts.h"
 #include "MGItemPaths.h"
@@ -12,6 +16,8 @@
 #include <QFile>
 #include <cstdio>
 
+using namespace MGAclCommandSupport;
+
 namespace {
 
 QString text(std::span<const MGAclTexts::Row> table, qint64 code)
@@ -19,44 +25,6 @@ QString text(std::span<const MGAclTexts::Row> table, qint64 code)
     return NTLocalizedString::localize(QString::fromUtf8(MGAclTexts::key(table, code)), QStringLiteral("ACL"));
 }
 
-void printError(const MGError &error)
-{
-    std::fprintf(stderr, "%s\n", qPrintable(error.fullDescription()));
-}
-
-// Runs `start` on a client's work queue and waits for it to call `finish` with a status.
-int runOnQueue(const std::function<void(std::shared_ptr<MGAclServiceClient>, std::function<void(int)>)> &start)
-{
-    const auto client = MGAclServiceClient::client(QStringLiteral("com.quillwork.Marrowgate.CommandLine"));
-    QEventLoop loop;
-    int status = MGAclCommandLine::Failure;
-    auto finish = [&loop, &status](int result) {
-        MGMainQueue::async([&loop, &status, result] {
-            status = result;
-            loop.quit();
-        });
-    };
-    client->queue()->async([client, start, finish] { start(client, finish); });
-    loop.exec();
-    return status;
-}
-
-// The item a path argument names, links followed; a note on standard error says when the
-// path led there through a link. Nothing when there is no such item (and it says why). A
-// path through a folder this user cannot enter goes to the service as written.
-std::optional<QUrl> itemFor(const QByteArray &path)
-{
-    const MGItemPaths::Resolution resolved = MGItemPaths::resolve(path);
-    if (!resolved.exists) {
-        printError(MGError::posixError(resolved.error, QStringLiteral("Cannot open"), QFile::decodeName(path)));
-        return std::nullopt;
-    }
-    if (resolved.throughLink)
-        std::fprintf(stderr, "%s\n",
-                     qPrintable(QStringLiteral("\u201c%1\u201d leads through a link to \u201c%2\u201d; this is about %2.")
-                                    .arg(QFile::decodeName(path), QFile::decodeName(resolved.path))));
-    return MGItemPaths::urlForNativePath(resolved.path);
-}
 }
 
 QString MGAclCommandLine::usage()
@@ -65,6 +33,12 @@ QString MGAclCommandLine::usage()
         "usage: marrowgate-acl PATH\n"
         "       marrowgate-acl list PATH\n"
         "       marrowgate-acl access USER-OR-GROUP PATH\n"
+        "       marrowgate-acl set PATH ENTRY...\n"
+        "       marrowgate-acl remove PATH ENTRY-OR-WHO...\n"
+        "       marrowgate-acl copy FROM TO\n"
+        "       marrowgate-acl propagate PATH [--dry-run]\n"
+        "       marrowgate-acl backup PATH > FILE\n"
+        "       marrowgate-acl restore FILE|-\n"
         "       marrowgate-acl screenshot PATH OUT.png [--tab 0|1] [--permissions ROW] [--find ROW TEXT]\n"
         "\n"
         "PATH                 opens the ACL window for one file or folder (needs a display)\n"
@@ -72,19 +46,35 @@ QString MGAclCommandLine::usage()
         "                     inherited, and rwx with any inheritance flags (f files, d folders,\n"
         "                     l one level, o new items only)\n"
         "access               what a user or group may do with the item\n"
+        "set                  adds entries or changes their permissions, as setfacl -m does:\n"
+        "                     [d:]u:NAME:rwx, [d:]g:NAME:r-x, u::rw, g::r, o::-, m::rx (several per\n"
+        "                     argument, separated by commas); the mask follows the entries it\n"
+        "                     limits unless m:: is given\n"
+        "remove               removes entries: [d:]u:NAME, [d:]g:NAME, or a user or group alone\n"
+        "                     (its entries for the item and for new items)\n"
+        "copy                 gives TO the ACL of FROM; owner and group stay TO's\n"
+        "propagate            gives everything below a folder its owner, group, permissions and\n"
+        "                     inheritable entries, showing progress; Ctrl+C stops at the next\n"
+        "                     folder; --dry-run counts what would change and changes nothing\n"
+        "backup               the ACLs of PATH and everything below it, as getfacl -R writes them\n"
+        "restore              sets what a backup (ours or getfacl's) says, relative to the current\n"
+        "                     folder, as setfacl --restore does\n"
         "screenshot           a picture of the window (no display needed); --permissions opens the\n"
         "                     permission editor of a row, --find a row's chooser with TEXT typed\n"
         "USER-OR-GROUP        a name (a user before a group of that name), user:NAME, group:NAME,\n"
         "                     uid:NUMBER or gid:NUMBER\n"
         "A PATH that leads through a link is about the item at the link's end; the command says so.\n"
+        "Changes are made as you, and with an administrator's authorisation where you may not.\n"
         "\n"
         "Exit status: 0 done; 1 failed (the error on standard error); 2 an administrator's\n"
-        "authorisation was asked for and dismissed; 64 the command was used wrongly.\n");
+        "authorisation was asked for and dismissed; 64 the command was used wrongly; 130 a\n"
+        "propagation stopped with Ctrl+C.\n");
 }
 
 bool MGAclCommandLine::handles(const QByteArrayList &arguments)
 {
-    return !arguments.isEmpty() && (arguments.first() == "list" || arguments.first() == "access");
+    static const QByteArrayList commands{"list", "access", "set", "remove", "copy", "propagate", "backup", "restore"};
+    return !arguments.isEmpty() && commands.contains(arguments.first());
 }
 
 QString MGAclCommandLine::permissionText(const MGAclEntry &entry)
@@ -178,9 +168,20 @@ int MGAclCommandLine::run(const QByteArrayList &arguments)
             });
         });
     }
-    std::fprintf(stderr, "usage: marrowgate-acl list PATH\n"
-                         "       marrowgate-acl access USER-OR-GROUP PATH\n"
-                         "USER-OR-GROUP: a name (a user before a group of the same name), user:NAME, group:NAME,\n"
-                         "uid:NUMBER or gid:NUMBER\n");
+    if (command == "set" && arguments.size() >= 3)
+        return MGAclEditCommands::set(arguments[1], arguments.mid(2));
+    if (command == "remove" && arguments.size() >= 3)
+        return MGAclEditCommands::remove(arguments[1], arguments.mid(2));
+    if (command == "copy" && arguments.size() == 3)
+        return MGAclEditCommands::copy(arguments[1], arguments[2]);
+    if (command == "propagate" && (arguments.size() == 2 || (arguments.size() == 3 && arguments.contains("--dry-run")))) {
+        const QByteArray path = arguments[1] == "--dry-run" ? arguments.value(2) : arguments[1];
+        return MGAclPropagateCommand::run(path, arguments.size() == 3);
+    }
+    if (command == "backup" && arguments.size() == 2)
+        return MGAclBackupCommands::backup(arguments[1]);
+    if (command == "restore" && arguments.size() == 2)
+        return MGAclBackupCommands::restore(arguments[1]);
+    std::fprintf(stderr, "marrowgate-acl %s: wrong arguments\n\n%s", command.constData(), qPrintable(usage()));
     return Usage;
 }

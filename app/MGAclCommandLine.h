@@ -9,13 +9,15 @@
 // window: the ordinary service first, the privileged one after an authorisation.
 //   list PATH              the entry list, one line per item
 //   access IDENTITY PATH   the effective-access tree of a user or group
+//   set, remove, copy      (MGAclEditCommands), propagate (MGAclPropagateCommand),
+//   backup, restore        (MGAclBackupCommands)
 // A path that leads through a link is about the item at its end, and the command says so.
 // Exit status: 0 success; 1 with the error on standard error; 2, silently, when an
-// authorisation was dismissed; 64 for a command used wrongly.
+// authorisation was dismissed; 64 for a command used wrongly; 130 a propagation stopped.
 class MGAclCommandLine
 {
 public:
-    enum Status { Success = 0, Failure = 1, Dismissed = 2, Usage = 64 };
+    enum Status { Success = 0, Failure = 1, Dismissed = 2, Usage = 64, Stopped = 130 };
 
     // How to use marrowgate-acl, every command with its exit status.
     static QString usage();

@@ -1,6 +1,8 @@
 // Times propagation of a folder's owner, group, permission bits and ACL to N files below
 // it, against chown -R + chmod -R + setfacl -R making the same change on an identical tree,
-// in the same run; then counts our system calls per file with strace -c -f.
+// in the same run: wall-clock and CPU time, and the propagation's peak memory. Then the same
+// propagation with progress reports (as the service sends them) against one without, the
+// share of the walk spent reporting, and our system calls per file, counted with strace.
 //
 //   marrowgate-propagation-benchmark [N] [--keep]
 // Needs root (the trees change owner) and strace.
@@ -15,8 +17,13 @@
 #include <chrono>
 #include <cstdio>
 #include <fcntl.h>
+#include <spawn.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
+#include <sys/wait.h>
 #include <unistd.h>
+
+extern char **environ;
 
 namespace {
 constexpr int FilesPerFolder = 100;
@@ -62,7 +69,44 @@ double seconds(const std::function<bool()> &work, bool *ok)
 // The folder's own settings: owner root, group 1, rwxr-x---, nobody may read and pass on.
 const char *FolderSettings = "chown 0:1 %1 && chmod 750 %1 && setfacl -m u:nobody:r-x %1 && setfacl -d -m u:nobody:r-x %1";
 
-bool propagate(const QString &root)
+// What one program run cost: wall-clock and CPU seconds, and its peak resident memory.
+struct Cost
+{
+    double seconds = 0;
+    double cpu = 0;
+    long peakKiB = 0;
+    bool ok = false;
+};
+
+Cost measure(const QStringList &command)
+{
+    QList<QByteArray> bytes;
+    for (const QString &part : command)
+        bytes << part.toLocal8Bit();
+    std::vector<char *> argv;
+    for (QByteArray &part : bytes)
+        argv.push_back(part.data());
+    argv.push_back(nullptr);
+    Cost cost;
+    const auto start = std::chrono::steady_clock::now();
+    pid_t pid = 0;
+    if (posix_spawn(&pid, argv[0], nullptr, nullptr, argv.data(), environ) != 0)
+        return cost;
+    int status = 0;
+    struct rusage usage = {};
+    wait4(pid, &status, 0, &usage);
+    cost.seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+    cost.cpu = double(usage.ru_utime.tv_sec + usage.ru_stime.tv_sec)
+        + double(usage.ru_utime.tv_usec + usage.ru_stime.tv_usec) / 1e6;
+    cost.peakKiB = usage.ru_maxrss;
+    cost.ok = WIFEXITED(status) && WEXITSTATUS(status) == 0;
+    return cost;
+}
+
+// Time spent in progress reports, in nanoseconds, summed over the walking threads.
+std::atomic<qint64> reportingNanoseconds = 0;
+
+bool propagate(const QString &root, bool withProgress)
 {
     const MGResult<MGAclList> list = MGPosixAclStore::read(root);
     if (!list)
@@ -72,9 +116,27 @@ bool propagate(const QString &root)
         std::fprintf(stderr, "%s\n", qPrintable(item.error().localizedDescription()));
         return false;
     }
-    const MGResultError error = MGAclPropagator(*item, *list).run();
+    MGAclPropagator propagator(*item, *list);
+    if (withProgress)
+        // What the service does with each report: encode it and write it to its caller.
+        propagator.setProgressHandler(
+            [](const MGPropagationProgress &progress) {
+                const auto start = std::chrono::steady_clock::now();
+                const QByteArray frame = progress.toCbor().toCborValue().toCbor();
+                static const int sink = open("/dev/null", O_WRONLY);
+                [[maybe_unused]] const ssize_t written = write(sink, frame.constData(), size_t(frame.size()));
+                reportingNanoseconds += std::chrono::duration_cast<std::chrono::nanoseconds>(
+                                            std::chrono::steady_clock::now() - start)
+                                            .count();
+            },
+            std::chrono::milliseconds(250));
+    const auto start = std::chrono::steady_clock::now();
+    const MGResultError error = propagator.run();
+    const double walk = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
     if (error)
         std::fprintf(stderr, "%s\n", qPrintable(error->localizedDescription()));
+    if (withProgress)
+        std::printf("reporting share of the walk: %.4f%%\n", 100.0 * double(reportingNanoseconds) / 1e9 / walk);
     return !error;
 }
 }
@@ -84,7 +146,7 @@ int main(int argc, char **argv)
     QCoreApplication app(argc, argv);
     QStringList args = app.arguments().mid(1);
     if (args.value(0) == QLatin1String("--propagate-only"))
-        return propagate(args.value(1)) ? 0 : 1;
+        return propagate(args.value(1), args.contains(QStringLiteral("--progress"))) ? 0 : 1;
     const bool keep = args.removeAll(QStringLiteral("--keep")) > 0;
     const long files = args.isEmpty() ? 100000 : args.first().toLong();
     if (geteuid() != 0 || files <= 0) {
@@ -93,10 +155,11 @@ int main(int argc, char **argv)
     }
     QTemporaryDir dir(QDir::currentPath() + QStringLiteral("/propagation-benchmark-XXXXXX"));
     dir.setAutoRemove(!keep);
-    const QString ours = dir.filePath(QStringLiteral("ours")), tools = dir.filePath(QStringLiteral("tools")),
-                  traced = dir.filePath(QStringLiteral("traced"));
-    std::printf("building three trees of %ld files in %s\n", files, qPrintable(dir.path()));
-    for (const QString &root : {ours, tools, traced}) {
+    const QString ours = dir.filePath(QStringLiteral("ours")), quiet = dir.filePath(QStringLiteral("quiet")),
+                  tools = dir.filePath(QStringLiteral("tools")), traced = dir.filePath(QStringLiteral("traced"));
+    std::printf("building four trees of %ld files in %s\n", files, qPrintable(dir.path()));
+    std::fflush(stdout);
+    for (const QString &root : {ours, quiet, tools, traced}) {
         if (!buildTree(root.toUtf8(), files) || !shell(QString::fromLatin1(FolderSettings).arg(root))) {
             std::fprintf(stderr, "cannot build %s\n", qPrintable(root));
             return 1;
@@ -104,18 +167,16 @@ int main(int argc, char **argv)
     }
     shell(QStringLiteral("sync; echo 3 > /proc/sys/vm/drop_caches 2>/dev/null; true"));
 
-    bool ok = false;
-    const double oursTime = seconds([&] { return propagate(ours); }, &ok);
-    if (!ok)
-        return 1;
-    const double toolsTime = seconds(
-        [&] {
-            return shell(QStringLiteral("chown -R 0:1 %1 && chmod -R u=rwX,g=rX,o= %1 && "
-                                        "setfacl -R -m u:nobody:rX,d:u:nobody:rX %1")
-                             .arg(tools));
-        },
-        &ok);
-    if (!ok)
+    // Each in a process of its own, so that its time, CPU and memory are its own.
+    const QString self = app.applicationFilePath();
+    std::fflush(stdout);
+    const Cost oursCost = measure({self, QStringLiteral("--propagate-only"), ours, QStringLiteral("--progress")});
+    const Cost toolsCost = measure({QStringLiteral("/bin/bash"), QStringLiteral("-c"),
+                                    QStringLiteral("chown -R 0:1 %1 && chmod -R u=rwX,g=rX,o= %1 && "
+                                                   "setfacl -R -m u:nobody:rX,d:u:nobody:rX %1")
+                                        .arg(tools)});
+    const Cost quietCost = measure({self, QStringLiteral("--propagate-only"), quiet});
+    if (!oursCost.ok || !toolsCost.ok || !quietCost.ok)
         return 1;
 
     // Both ways must have made the same change to owners, groups and permission bits.
@@ -126,7 +187,7 @@ int main(int argc, char **argv)
     // A full trace, counted line by line: strace's -c table leaves out system calls it has
     // no name for, such as setxattrat on older strace versions.
     const QString traceOut = dir.filePath(QStringLiteral("trace.txt"));
-    shell(QStringLiteral("strace -f -qq -o %1 %2 --propagate-only %3 >/dev/null")
+    shell(QStringLiteral("strace -f -qq -o %1 %2 --propagate-only %3 --progress >/dev/null")
               .arg(traceOut, app.applicationFilePath(), traced));
     long calls = -1;
     QHash<QByteArray, long> byName;
@@ -146,9 +207,13 @@ int main(int argc, char **argv)
     const long items = files + 1 + (files + FilesPerFolder - 1) / FilesPerFolder
         + (files + FilesPerFolder * FoldersPerFolder - 1) / (FilesPerFolder * FoldersPerFolder);
     std::printf("files:                     %ld (%ld items below the folder)\n", files, items - 1);
-    std::printf("marrowgate propagation:    %.3f s\n", oursTime);
-    std::printf("chown + chmod + setfacl:   %.3f s\n", toolsTime);
-    std::printf("speed-up:                  %.2fx\n", toolsTime / oursTime);
+    std::printf("marrowgate propagation:    %.3f s, CPU %.3f s, peak memory %ld KiB\n", oursCost.seconds, oursCost.cpu,
+                oursCost.peakKiB);
+    std::printf("chown + chmod + setfacl:   %.3f s, CPU %.3f s\n", toolsCost.seconds, toolsCost.cpu);
+    std::printf("speed-up:                  %.2fx (CPU time %.2fx)\n", toolsCost.seconds / oursCost.seconds,
+                toolsCost.cpu / oursCost.cpu);
+    std::printf("without progress reports:  %.3f s (with them %+.1f%%)\n", quietCost.seconds,
+                100.0 * (oursCost.seconds - quietCost.seconds) / quietCost.seconds);
     std::printf("same owners, groups, bits: %s\n", agree ? "yes" : "NO");
     if (calls >= 0) {
         std::printf("system calls per file:     %.2f (%ld in all, start-up included)\n", double(calls) / files, calls);

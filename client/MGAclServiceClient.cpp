@@ -30,6 +30,7 @@ QHash<QString, MGRemoteClasses::Classes> MGAclServiceClient::remoteEncodableClas
         {QString::fromLatin1(MGAclProtocol::selector(MGAclRemoteMethod::GetEntries)),
          Classes(Array) | String | TreeNode | AclEntry},
         {QString::fromLatin1(MGAclProtocol::selector(MGAclRemoteMethod::GetAccess)), Classes(Array) | TreeNode},
+        {QString::fromLatin1(MGAclProtocol::selector(MGAclRemoteMethod::BackupEntries)), Classes(Number)},
     };
     return classes;
 }
@@ -98,19 +99,45 @@ void MGAclServiceClient::getAccessWithUrl(const QUrl &url, const QUuid &uuid, MG
 }
 
 void MGAclServiceClient::sendEntries(MGAclRemoteMethod method, const MGAclList &entries, const QUrl &url,
-                                     std::function<void(Outcome<std::monostate>)> done, std::optional<MGAclList> expected)
+                                     std::function<void(Outcome<std::monostate>)> done, std::optional<MGAclList> expected,
+                                     std::shared_ptr<MGPropagationWatch> watch)
 {
     const bool propagate = method == MGAclRemoteMethod::PropagateEntries;
     performRemote<std::monostate>(
         method,
-        [entries, url, propagate, expected](MGAclServiceProxy &proxy, auto answer) {
+        [entries, url, propagate, expected, watch](MGAclServiceProxy &proxy, auto answer) {
             auto reply = [answer](MGResultError error) {
                 answer(error ? std::nullopt : std::optional<std::monostate>(std::monostate()), error);
             };
             if (propagate)
-                proxy.propagateAclEntries(entries, url, reply, expected);
+                proxy.propagateAclEntries(entries, url, reply, expected, watch);
             else
                 proxy.setAclEntries(entries, url, reply, expected);
+        },
+        std::move(done));
+}
+
+void MGAclServiceClient::backupWithUrl(const QUrl &url, MGAclServiceProxy::TextHandler text,
+                                       std::function<void(Outcome<std::monostate>)> done)
+{
+    const auto wrote = std::make_shared<std::atomic<bool>>(false);
+    performRemote<std::monostate>(
+        MGAclRemoteMethod::BackupEntries,
+        [url, text, wrote](MGAclServiceProxy &proxy, auto answer) {
+            proxy.backupAclEntriesWithUrl(
+                url,
+                [text, wrote](const QByteArray &piece) {
+                    *wrote = true;
+                    text(piece);
+                },
+                [answer, wrote](MGResultError error) {
+                    // What was written stays written: a second, privileged walk would write
+                    // it again, so items below that could not be read end the backup here.
+                    if (error && *wrote && error->isPermissionError())
+                        error = MGError::errorWithError(MGError::posixError(EIO, error->localizedDescription()),
+                                                        error->localizedDescription());
+                    answer(error ? std::nullopt : std::optional<std::monostate>(std::monostate()), error);
+                });
         },
         std::move(done));
 }

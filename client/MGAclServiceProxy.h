@@ -2,6 +2,7 @@
 
 #include "MGAclList.h"
 #include "MGError.h"
+#include "MGPropagationWatch.h"
 #include "MGTreeNode.h"
 
 #include <QUrl>
@@ -23,7 +24,14 @@ public:
     // the caller read), and answers an error that says it changed otherwise.
     virtual void setAclEntries(const MGAclList &entries, const QUrl &url, ErrorReply reply,
                                const std::optional<MGAclList> &expected = std::nullopt) = 0;
+    // With a watch, the walk reports its progress to it and can be stopped through it; the
+    // last report (finished) holds the whole summary and comes before the reply.
     virtual void propagateAclEntries(const MGAclList &entries, const QUrl &url, ErrorReply reply,
-                                     const std::optional<MGAclList> &expected = std::nullopt) = 0;
+                                     const std::optional<MGAclList> &expected = std::nullopt,
+                                     std::shared_ptr<MGPropagationWatch> watch = {}) = 0;
     virtual void getAclAccessWithUrl(const QUrl &url, const QUuid &uuid, AccessReply reply) = 0;
+    // The ACLs of the item and everything below it, in getfacl's text form, in pieces as
+    // the walk goes (on the reply thread, in order), then the reply.
+    using TextHandler = std::function<void(const QByteArray &text)>;
+    virtual void backupAclEntriesWithUrl(const QUrl &url, TextHandler text, ErrorReply reply) = 0;
 };

@@ -185,7 +185,14 @@ std::shared_ptr<MGChildServiceConnection::Session> MGChildServiceConnection::sta
     posix_spawn_file_actions_adddup2(&actions, sockets[1], STDIN_FILENO);
     posix_spawn_file_actions_adddup2(&actions, sockets[1], STDOUT_FILENO);
     pid_t pid = 0;
-    const int rc = posix_spawnp(&pid, argv[0], &actions, nullptr, argv.data(), environ);
+    // A process group of its own: Ctrl+C at a terminal goes to the program that started it,
+    // which decides what to stop, not to the service in the middle of a write.
+    posix_spawnattr_t attributes;
+    posix_spawnattr_init(&attributes);
+    posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETPGROUP);
+    posix_spawnattr_setpgroup(&attributes, 0);
+    const int rc = posix_spawnp(&pid, argv[0], &actions, &attributes, argv.data(), environ);
+    posix_spawnattr_destroy(&attributes);
     posix_spawn_file_actions_destroy(&actions);
     close(sockets[1]);
     if (rc != 0) {
@@ -265,8 +272,8 @@ void MGChildServiceConnection::readReplies(std::shared_ptr<Session> session)
     }
 }
 
-void MGChildServiceConnection::send(MGAclRemoteMethod method, const QCborMap &arguments, ReplyHandler onReply,
-                                    ErrorHandler onError, ProgressHandler onProgress)
+quint64 MGChildServiceConnection::send(MGAclRemoteMethod method, const QCborMap &arguments, ReplyHandler onReply,
+                                       ErrorHandler onError, ProgressHandler onProgress)
 {
     std::shared_ptr<Session> session;
     quint64 id = 0;
@@ -280,12 +287,12 @@ void MGChildServiceConnection::send(MGAclRemoteMethod method, const QCborMap &ar
     }
     if (!session) {
         replyQueue().async([onError, startError] { onError(startError); });
-        return;
+        return id;
     }
     const Clock::duration limit = timeLimit(method);
     if (!session->add(id, {std::move(onReply), onError, std::move(onProgress), limit, {}})) {
         replyQueue().async([onError] { onError(connectionError(Interrupted, InterruptedText)); });
-        return;
+        return id;
     }
     const QByteArray bytes = request(id, method, arguments).toCborValue().toCbor();
     int rc = 0;
@@ -304,4 +311,5 @@ void MGChildServiceConnection::send(MGAclRemoteMethod method, const QCborMap &ar
             replyQueue().async([onError = call->onError, tooLarge] { onError(tooLarge); });
         }
     }
+    return id;
 }

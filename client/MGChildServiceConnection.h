@@ -21,8 +21,8 @@ public:
     static QStringList defaultCommand();
     static void setDefaultCommand(const QStringList &command);
 
-    void send(MGAclRemoteMethod method, const QCborMap &arguments, ReplyHandler onReply, ErrorHandler onError,
-              ProgressHandler onProgress = {}) override;
+    quint64 send(MGAclRemoteMethod method, const QCborMap &arguments, ReplyHandler onReply, ErrorHandler onError,
+                 ProgressHandler onProgress = {}) override;
 
     // The running child's process id, or 0.
     pid_t processId() const;

@@ -37,9 +37,42 @@ public:
     }
 
     void propagateAclEntries(const MGAclList &entries, const QUrl &url, ErrorReply reply,
-                             const std::optional<MGAclList> &expected) override
+                             const std::optional<MGAclList> &expected, std::shared_ptr<MGPropagationWatch> watch) override
     {
-        sendList(MGAclRemoteMethod::PropagateEntries, entries, url, expected, std::move(reply));
+        QCborMap extra;
+        MGServiceConnection::ProgressHandler onProgress;
+        if (watch) {
+            if (watch->dryRun())
+                extra.insert(QStringLiteral("dryRun"), true);
+            onProgress = [watch](const QCborMap &report) {
+                if (const auto progress = MGPropagationProgress::fromCbor(report.value(QStringLiteral("progress")), nullptr))
+                    watch->report(*progress);
+            };
+            reply = [watch, reply](MGResultError error) {
+                watch->unbind();
+                reply(error);
+            };
+        }
+        const quint64 id = sendList(MGAclRemoteMethod::PropagateEntries, entries, url, expected, std::move(reply), extra,
+                                    onProgress);
+        if (watch) {
+            MGServiceConnection *connection = m_connection;
+            watch->bind([connection, id] {
+                connection->send(MGAclRemoteMethod::StopPropagation, {{QStringLiteral("request"), qint64(id)}},
+                                 [](const QCborMap &) {}, [](const MGError &) {});
+            });
+        }
+    }
+
+    void backupAclEntriesWithUrl(const QUrl &url, TextHandler text, ErrorReply reply) override
+    {
+        call(
+            MGAclRemoteMethod::BackupEntries, {{QStringLiteral("path"), MGItemPaths::nativePath(url)}}, errorOnly(reply),
+            [text](const QCborMap &report) {
+                const QCborValue piece = report.value(QStringLiteral("progress")).toMap().value(QStringLiteral("text"));
+                if (piece.isByteArray())
+                    text(piece.toByteArray());
+            });
     }
 
     void getAclAccessWithUrl(const QUrl &url, const QUuid &uuid, AccessReply reply) override
@@ -71,28 +104,37 @@ private:
     }
 
     // A list and an item in, only an error back.
-    void sendList(MGAclRemoteMethod method, const MGAclList &entries, const QUrl &url,
-                  const std::optional<MGAclList> &expected, ErrorReply reply)
+    quint64 sendList(MGAclRemoteMethod method, const MGAclList &entries, const QUrl &url,
+                     const std::optional<MGAclList> &expected, ErrorReply reply, const QCborMap &extra = {},
+                     MGServiceConnection::ProgressHandler onProgress = {})
     {
         QCborMap arguments{{QStringLiteral("path"), MGItemPaths::nativePath(url)},
                            {QStringLiteral("entries"), MGAclLists::toCbor(entries)}};
         if (expected)
             arguments.insert(QStringLiteral("expected"), MGAclLists::toCbor(*expected));
-        call(method, arguments,
-             [reply](const QCborMap &map, QString *why) {
-                 MGResultError error;
-                 if (!decodeError(map, &error, why))
-                     return false;
-                 reply(error);
-                 return true;
-             });
+        for (auto it = extra.constBegin(); it != extra.constEnd(); ++it)
+            arguments.insert(it.key(), it.value());
+        return call(method, arguments, errorOnly(std::move(reply)), std::move(onProgress));
     }
 
-    void call(MGAclRemoteMethod method, const QCborMap &arguments, Decoder decode)
+    // A reply that holds nothing but perhaps an error.
+    static Decoder errorOnly(ErrorReply reply)
+    {
+        return [reply](const QCborMap &map, QString *why) {
+            MGResultError error;
+            if (!decodeError(map, &error, why))
+                return false;
+            reply(error);
+            return true;
+        };
+    }
+
+    quint64 call(MGAclRemoteMethod method, const QCborMap &arguments, Decoder decode,
+                 MGServiceConnection::ProgressHandler onProgress = {})
     {
         const MGRemoteClasses::Classes allowed = m_connection->allowedClasses(QString::fromLatin1(MGAclProtocol::selector(method)));
         const auto handler = m_handler;
-        m_connection->send(
+        return m_connection->send(
             method, arguments,
             [decode, allowed, handler](const QCborMap &reply) {
                 QString why;
@@ -109,7 +151,7 @@ private:
                     MGServiceConnection::MalformedReply,
                     QStringLiteral("The ACL service sent a malformed reply: %1").arg(why)));
             },
-            handler);
+            handler, std::move(onProgress));
     }
 
     MGServiceConnection *m_connection;

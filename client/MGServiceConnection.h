@@ -38,9 +38,9 @@ public:
     // Sends one request. Exactly one handler runs later on the reply thread: `onReply`
     // with the service's reply, or `onError` when the connection fails first or the call
     // runs out of time (timeLimit()). `onProgress` gets the service's progress reports for
-    // the call, on the reply thread, before the reply.
-    virtual void send(MGAclRemoteMethod method, const QCborMap &arguments, ReplyHandler onReply, ErrorHandler onError,
-                      ProgressHandler onProgress = {}) = 0;
+    // the call, on the reply thread, before the reply. Answers the request's number.
+    virtual quint64 send(MGAclRemoteMethod method, const QCborMap &arguments, ReplyHandler onReply, ErrorHandler onError,
+                         ProgressHandler onProgress = {}) = 0;
 
     // How long a call of `method` may wait for a word from the service: the protocol's
     // limit, unless set for this connection (for hosts with slow file systems, and tests).

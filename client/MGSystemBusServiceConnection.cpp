@@ -7,13 +7,60 @@
 #include <QDBusReply>
 
 namespace {
-// Propagation over a large tree takes as long as it takes.
-constexpr int PropagationTimeout = 24 * 60 * 60 * 1000;
+// Propagation and backups of a large tree take as long as they take.
+constexpr int WalkTimeout = 24 * 60 * 60 * 1000;
 }
+
+// Receives the service's progress signals on the reply thread.
+class MGBusProgressReceiver : public QObject
+{
+    Q_OBJECT
+public:
+    explicit MGBusProgressReceiver(MGSystemBusServiceConnection *connection) : m_connection(connection) {}
+
+public slots:
+    void Progress(const QByteArray &report) { m_connection->progressArrived(report); }
+
+private:
+    MGSystemBusServiceConnection *m_connection;
+};
 
 MGSystemBusServiceConnection::MGSystemBusServiceConnection()
     : MGServiceConnection(QStringLiteral("com.quillwork.Marrowgate.PrivilegedService.Replies"))
 {
+    // Only the service's signals match: the bus names their sender, and Qt checks it
+    // against the owner of the service's name.
+    replyQueue().sync([this] {
+        m_receiver = new MGBusProgressReceiver(this);
+        QDBusConnection::systemBus().connect(QString::fromLatin1(MGAclProtocol::ServiceName),
+                                             QString::fromLatin1(MGAclProtocol::ObjectPath),
+                                             QString::fromLatin1(MGAclProtocol::Interface), QStringLiteral("Progress"),
+                                             m_receiver, SLOT(Progress(QByteArray)));
+    });
+}
+
+MGSystemBusServiceConnection::~MGSystemBusServiceConnection()
+{
+    replyQueue().sync([this] {
+        QDBusConnection::systemBus().disconnect(QString::fromLatin1(MGAclProtocol::ServiceName),
+                                                QString::fromLatin1(MGAclProtocol::ObjectPath),
+                                                QString::fromLatin1(MGAclProtocol::Interface),
+                                                QStringLiteral("Progress"), m_receiver, SLOT(Progress(QByteArray)));
+        delete m_receiver;
+    });
+}
+
+void MGSystemBusServiceConnection::progressArrived(const QByteArray &report)
+{
+    const QCborMap map = QCborValue::fromCbor(report).toMap();
+    const QCborValue id = map.value(QStringLiteral("id"));
+    ProgressHandler handler;
+    {
+        QMutexLocker locker(&m_lock);
+        handler = m_progress.value(quint64(id.toInteger()));
+    }
+    if (id.isInteger() && handler)
+        handler(map);
 }
 
 MGResultError MGSystemBusServiceConnection::checkAvailable(const QDBusConnection &bus)
@@ -38,12 +85,31 @@ MGResultError MGSystemBusServiceConnection::checkAvailable(const QDBusConnection
                                                    "service, its bus policy and its polkit actions."));
 }
 
-void MGSystemBusServiceConnection::send(MGAclRemoteMethod method, const QCborMap &arguments, ReplyHandler onReply,
-                                        ErrorHandler onError, ProgressHandler)
+quint64 MGSystemBusServiceConnection::send(MGAclRemoteMethod method, const QCborMap &arguments, ReplyHandler onReply,
+                                           ErrorHandler onError, ProgressHandler onProgress)
 {
-    const QByteArray payload = request(m_nextId++, method, arguments).toCborValue().toCbor();
-    const int timeout = method == MGAclRemoteMethod::PropagateEntries ? PropagationTimeout : int(timeLimit(method).count());
-    // The call is made from the reply thread so that its answer arrives there.
+    const quint64 id = m_nextId++;
+    const QByteArray payload = request(id, method, arguments).toCborValue().toCbor();
+    const bool walks = method == MGAclRemoteMethod::PropagateEntries || method == MGAclRemoteMethod::BackupEntries;
+    const int timeout = walks ? WalkTimeout : int(timeLimit(method).count());
+    if (onProgress) {
+        QMutexLocker locker(&m_lock);
+        m_progress.insert(id, onProgress);
+    }
+    auto ended = [this, id] {
+        QMutexLocker locker(&m_lock);
+        m_progress.remove(id);
+    };
+    onReply = [onReply, ended](const QCborMap &reply) {
+        ended();
+        onReply(reply);
+    };
+    onError = [onError, ended](const MGError &error) {
+        ended();
+        onError(error);
+    };
+    // The call is made from the reply thread so that its answer arrives there, after the
+    // signals the service sent before it.
     replyQueue().async([this, payload, timeout, onReply, onError] {
         QDBusMessage call = QDBusMessage::createMethodCall(QString::fromLatin1(MGAclProtocol::ServiceName), QString::fromLatin1(MGAclProtocol::ObjectPath),
                                                            QString::fromLatin1(MGAclProtocol::Interface), QStringLiteral("Call"));
@@ -64,4 +130,7 @@ void MGSystemBusServiceConnection::send(MGAclRemoteMethod method, const QCborMap
             onReply(value.toMap());
         });
     });
+    return id;
 }
+
+#include "MGSystemBusServiceConnection.moc"

@@ -1,5 +1,7 @@
 #include "MGAclProtocol.h"
 
+#include <QCborStreamReader>
+
 namespace {
 struct MethodInfo
 {
@@ -18,6 +20,11 @@ constexpr MethodInfo Table[] = {
      "Error propagating file Access Control List, POSIX permissions, owner and group"},
     {MGAclRemoteMethod::GetAccess, "getAclAccessWithUrl:uuid:reply:", "com.quillwork.Marrowgate.GetFileAccess",
      "Error retrieving effective file access permissions"},
+    // Stopping a propagation takes the right that started it.
+    {MGAclRemoteMethod::StopPropagation, "stopPropagation:reply:", "com.quillwork.Marrowgate.PropagateFileAcl",
+     "Error stopping the propagation"},
+    {MGAclRemoteMethod::BackupEntries, "backupAclEntriesWithUrl:reply:", "com.quillwork.Marrowgate.GetFileAcl",
+     "Error backing up Access Control List entries"},
 };
 
 const MethodInfo &info(MGAclRemoteMethod method)
@@ -62,9 +69,11 @@ std::chrono::milliseconds timeLimit(MGAclRemoteMethod method)
     switch (method) {
     case MGAclRemoteMethod::GetEntries:
     case MGAclRemoteMethod::GetAccess:
+    case MGAclRemoteMethod::StopPropagation:
         return 30s;
     case MGAclRemoteMethod::SetEntries:
     case MGAclRemoteMethod::PropagateEntries:
+    case MGAclRemoteMethod::BackupEntries:
         return 60s;
     }
     return 60s;
@@ -78,5 +87,36 @@ QCborMap request(quint64 id, MGAclRemoteMethod method, const QString &locale, co
     map.insert(QStringLiteral("locale"), locale);
     map.insert(QStringLiteral("args"), arguments);
     return map;
+}
+}
+
+namespace MGAclProtocol {
+Header peek(const QByteArray &request)
+{
+    Header header;
+    QCborStreamReader reader(request);
+    if (!reader.isMap() || !reader.enterContainer())
+        return header;
+    while (reader.lastError() == QCborError::NoError && reader.hasNext()) {
+        QString key;
+        if (reader.isString()) {
+            for (auto chunk = reader.readString(); chunk.status == QCborStreamReader::Ok; chunk = reader.readString())
+                key += chunk.data;
+        } else if (!reader.next()) {
+            break;
+        }
+        if (key == QLatin1String("id") && reader.isUnsignedInteger()) {
+            header.id = qint64(reader.toUnsignedInteger());
+            reader.next();
+        } else if (key == QLatin1String("method") && reader.isString()) {
+            QString selector;
+            for (auto chunk = reader.readString(); chunk.status == QCborStreamReader::Ok; chunk = reader.readString())
+                selector += chunk.data;
+            header.method = methodForSelector(selector);
+        } else if (!reader.next()) {
+            break;
+        }
+    }
+    return header;
 }
 }

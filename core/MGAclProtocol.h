@@ -6,7 +6,7 @@
 #include <optional>
 
 // The ACL service's remote methods, one per operation of the editor.
-enum class MGAclRemoteMethod { GetEntries, SetEntries, PropagateEntries, GetAccess };
+enum class MGAclRemoteMethod { GetEntries, SetEntries, PropagateEntries, GetAccess, StopPropagation, BackupEntries };
 
 // What the editor and the ACL service agree on, in one place: the remote methods with the
 // authorisation right that covers each on the privileged service and the description a
@@ -16,11 +16,16 @@ enum class MGAclRemoteMethod { GetEntries, SetEntries, PropagateEntries, GetAcce
 // A request is the CBOR map {"id": n, "method": selector, "locale": "de_DE", "args": {...}};
 // its reply is {"id": n} and the method's result ("entries", "access") or an "error". While a
 // long call runs, the service may send {"id": n, "progress": {...}} for it, any number of
-// times, before the reply.
+// times, before the reply: a propagation how far it has come (MGPropagationProgress, the
+// last one finished, with the whole summary), a backup the next piece of its text
+// ({"text": bytes}). StopPropagation ({"request": n}) stops the caller's own propagation
+// with that number, at the next folder; a backup walks like a propagation and writes what
+// it finds in the text form of getfacl.
 namespace MGAclProtocol {
 
-inline constexpr MGAclRemoteMethod Methods[] = {MGAclRemoteMethod::GetEntries, MGAclRemoteMethod::SetEntries,
-                                                MGAclRemoteMethod::PropagateEntries, MGAclRemoteMethod::GetAccess};
+inline constexpr MGAclRemoteMethod Methods[] = {MGAclRemoteMethod::GetEntries,       MGAclRemoteMethod::SetEntries,
+                                                MGAclRemoteMethod::PropagateEntries, MGAclRemoteMethod::GetAccess,
+                                                MGAclRemoteMethod::StopPropagation,  MGAclRemoteMethod::BackupEntries};
 
 // The method's name in requests (its selector).
 const char *selector(MGAclRemoteMethod method);
@@ -42,4 +47,12 @@ inline constexpr const char *Interface = "com.quillwork.Marrowgate.AclService";
 // A request as it crosses the connection: number, method, the caller's language and the
 // method's arguments.
 QCborMap request(quint64 id, MGAclRemoteMethod method, const QString &locale, const QCborMap &arguments);
+// The number and method of an encoded request, read without decoding its arguments;
+// nothing when it has no such fields.
+struct Header
+{
+    qint64 id = -1;
+    std::optional<MGAclRemoteMethod> method;
+};
+Header peek(const QByteArray &request);
 }

@@ -9,6 +9,8 @@ Classes classesIn(const QCborValue &value)
 {
     if (value.isString())
         return String;
+    if (value.isInteger())
+        return Number;
     if (value.isArray()) {
         Classes found = Array;
         for (const QCborValue &element : value.toArray())

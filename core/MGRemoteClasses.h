@@ -11,6 +11,7 @@ enum Class {
     String = 0x2,
     TreeNode = 0x4, // MGTreeNode
     AclEntry = 0x8, // MGAclEntry
+    Number = 0x10, // an integer (a count)
     Unknown = 0x80000000, // any other value; never allowed
 };
 Q_DECLARE_FLAGS(Classes, Class)

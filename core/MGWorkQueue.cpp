@@ -24,6 +24,14 @@ void MGWorkQueue::async(std::function<void()> task)
     QMetaObject::invokeMethod(m_context, std::move(task), Qt::QueuedConnection);
 }
 
+void MGWorkQueue::sync(std::function<void()> task)
+{
+    if (isCurrent())
+        task();
+    else
+        QMetaObject::invokeMethod(m_context, std::move(task), Qt::BlockingQueuedConnection);
+}
+
 bool MGWorkQueue::isCurrent() const
 {
     return QThread::currentThread() == m_thread;

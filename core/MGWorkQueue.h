@@ -15,6 +15,8 @@ public:
 
     const QString &label() const { return m_label; }
     void async(std::function<void()> task);
+    // Runs a task on the queue and waits for it (at once when called on the queue).
+    void sync(std::function<void()> task);
     // The object living on the queue's thread: timers and notifiers made with it as
     // parent fire on the queue.
     QObject *context() const { return m_context; }

@@ -10,6 +10,8 @@
 
 #include <QCoreApplication>
 #include <QPointer>
+
+#include "MGAclPropagationView.h"
 #include <QUrl>
 #include <QVariantList>
 #include <atomic>
@@ -83,6 +85,8 @@ public:
     // The window.
     MGWindowController *windowController() const { return m_windowController.get(); }
     MGTabViewController *tabViewController() const { return m_tabViewController; }
+    // The strip that follows a propagation; null before the first one.
+    MGAclPropagationView *propagationView() const { return m_propagationView; }
     MGWindow *window() const;
     bool windowShouldClose(QWidget *window) override;
     void windowWillClose() override;
@@ -119,6 +123,8 @@ protected:
     static std::shared_ptr<T> adopt(T *object);
 
 private:
+    // Propagates what the window holds, following it in the strip at the bottom.
+    void startPropagation();
     void showLinkNote(const MGHostItem &item);
     void reactToSelectedTab(int index);
     void watchEntries(bool watch); // work queue
@@ -143,6 +149,7 @@ private:
     QPointer<QObject> m_entriesWatch; // lives on the work queue, while the entries tab is shown
     std::unique_ptr<MGWindowController> m_windowController;
     MGTabViewController *m_tabViewController = nullptr; // owned through the window
+    QPointer<MGAclPropagationView> m_propagationView; // owned through the window
     QList<Pointer> m_holder;
     // The masks follow the entries they limit (as setfacl keeps them) until someone sets
     // one by hand; main thread only.

@@ -154,7 +154,8 @@ bool MGAclPlugin::validateMenuItem(QAction *item)
     if (action == QLatin1String("removeInheritedEntries:") || action == QLatin1String("makeInheritedEntriesExplicit:"))
         return hasInheritedEntries();
     if (action == QLatin1String("propagateEntries:"))
-        return resourceForKey(url(), NSURLIsDirectoryKey).toBool() && !canRevertEntries();
+        return resourceForKey(url(), NSURLIsDirectoryKey).toBool() && !canRevertEntries()
+            && !(m_propagationView && m_propagationView->isRunning());
     // The list's own add and remove take row numbers from the table; as menu commands they
     // belong to the table, which knows the selected row.
     if (action == QLatin1String("addEntry:") || action == QLatin1String("removeEntry:"))

@@ -1,5 +1,6 @@
 #include "MGAclPlugin.h"
 
+#include "MGAclPropagationView.h"
 #include "MGAlert.h"
 #include "NTLocalizedString.h"
 
@@ -77,14 +78,53 @@ void MGAclPlugin::propagateEntries(QObject *)
         NTLocalizedString::localize(QStringLiteral("You cannot undo this.")),
         {NTLocalizedString::localize(QStringLiteral("OK")), NTLocalizedString::localize(QStringLiteral("Cancel"))});
     alert.beginSheetModalForWindow(window(), [self](int response) {
-        if (response != MGAlert::FirstButtonReturn)
-            return;
-        self->queue()->async([self] {
-            // Propagated only if the folder still holds what the window read from it.
-            self->sendEntries(MGAclRemoteMethod::PropagateEntries, self->entriesSnapshot(), self->url(), [self](auto outcome) {
-                if (outcome.kind == outcome.Failed && outcome.error)
-                    self->showError(*outcome.error);
-            }, self->revertedEntries());
+        if (response == MGAlert::FirstButtonReturn)
+            self->startPropagation();
+    });
+}
+
+void MGAclPlugin::startPropagation()
+{
+    const Pointer self = shared_from_this();
+    if (!m_propagationView) {
+        m_propagationView = new MGAclPropagationView;
+        window()->addAccessoryView(m_propagationView, Qt::BottomEdge);
+    }
+    // The strip follows the walk; its last report (finished) is the summary it ends with.
+    QPointer<MGAclPropagationView> view = m_propagationView;
+    view->start();
+    auto last = std::make_shared<std::optional<MGPropagationProgress>>();
+    auto watch = std::make_shared<MGPropagationWatch>([view, last](const MGPropagationProgress &progress) {
+        MGMainQueue::async([view, last, progress] {
+            if (progress.finished)
+                *last = progress;
+            else if (view)
+                view->showProgress(progress);
         });
+    });
+    QObject::disconnect(view, &MGAclPropagationView::stopClicked, nullptr, nullptr);
+    QObject::connect(view, &MGAclPropagationView::stopClicked, view, [view, watch] {
+        view->showStopping();
+        watch->stop();
+    });
+    queue()->async([self, watch, view, last] {
+        // Propagated only if the folder still holds what the window read from it.
+        self->sendEntries(
+            MGAclRemoteMethod::PropagateEntries, self->entriesSnapshot(), self->url(),
+            [self, view, last](auto outcome) {
+                const bool failed = outcome.kind == outcome.Failed;
+                if (failed && outcome.error)
+                    self->showError(*outcome.error);
+                MGMainQueue::async([view, last, failed, cancelled = outcome.kind == outcome.Cancelled] {
+                    if (!view)
+                        return;
+                    if (*last)
+                        view->showSummary(**last, failed);
+                    else
+                        view->hide(); // refused before it began: the alert says why
+                    Q_UNUSED(cancelled);
+                });
+            },
+            self->revertedEntries(), watch);
     });
 }

@@ -351,6 +351,122 @@
         <source>Find a user or group</source>
         <translation>Benutzer oder Gruppe finden</translation>
     </message>
+    <message>
+        <source>%1 items, %2 a second</source>
+        <translation>%1 Objekte, %2 pro Sekunde</translation>
+    </message>
+    <message>
+        <source>Dry run: %1</source>
+        <translation>Probelauf: %1</translation>
+    </message>
+    <message>
+        <source>Propagated: %1</source>
+        <translation>Übertragen: %1</translation>
+    </message>
+    <message>
+        <source>Stopped: %1</source>
+        <translation>Angehalten: %1</translation>
+    </message>
+    <message>
+        <source>Propagation failed: %1</source>
+        <translation>Übertragung fehlgeschlagen: %1</translation>
+    </message>
+    <message>
+        <source>Stopping at the next folder… (Ctrl+C again leaves at once)</source>
+        <translation>Halte beim nächsten Ordner an… (Strg+C noch einmal beendet sofort)</translation>
+    </message>
+    <message>
+        <source>%1 changed</source>
+        <translation>%1 geändert</translation>
+    </message>
+    <message>
+        <source>%1 would change</source>
+        <translation>%1 würden geändert</translation>
+    </message>
+    <message>
+        <source>%1 already right</source>
+        <translation>%1 schon richtig</translation>
+    </message>
+    <message>
+        <source>%1 changed during the walk</source>
+        <translation>%1 während des Durchlaufs verändert</translation>
+    </message>
+    <message>
+        <source>%1 failed</source>
+        <translation>%1 fehlgeschlagen</translation>
+    </message>
+    <message>
+        <source>%1 file with several hard links</source>
+        <translation>%1 Datei mit mehreren harten Verknüpfungen</translation>
+    </message>
+    <message>
+        <source>%1 files with several hard links</source>
+        <translation>%1 Dateien mit mehreren harten Verknüpfungen</translation>
+    </message>
+    <message>
+        <source>%1 link</source>
+        <translation>%1 Verknüpfung</translation>
+    </message>
+    <message>
+        <source>%1 links</source>
+        <translation>%1 Verknüpfungen</translation>
+    </message>
+    <message>
+        <source>%1 on another file system or mount point</source>
+        <translation>%1 auf einem anderen Dateisystem oder Einhängepunkt</translation>
+    </message>
+    <message>
+        <source>%1 on other file systems or mount points</source>
+        <translation>%1 auf anderen Dateisystemen oder Einhängepunkten</translation>
+    </message>
+    <message>
+        <source>%1 skipped (%2)</source>
+        <translation>%1 übersprungen (%2)</translation>
+    </message>
+    <message>
+        <source>%1 special file</source>
+        <translation>%1 Spezialdatei</translation>
+    </message>
+    <message>
+        <source>%1 special files</source>
+        <translation>%1 Spezialdateien</translation>
+    </message>
+    <message>
+        <source>Dismiss</source>
+        <translation>Ausblenden</translation>
+    </message>
+    <message>
+        <source>Hides this result</source>
+        <translation>Blendet dieses Ergebnis aus</translation>
+    </message>
+    <message>
+        <source>Propagating…</source>
+        <translation>Übertrage…</translation>
+    </message>
+    <message>
+        <source>Propagating… %1 items, %2 a second</source>
+        <translation>Übertrage… %1 Objekte, %2 pro Sekunde</translation>
+    </message>
+    <message>
+        <source>Propagation running</source>
+        <translation>Übertragung läuft</translation>
+    </message>
+    <message>
+        <source>Shows that the propagation is still running</source>
+        <translation>Zeigt, dass die Übertragung noch läuft</translation>
+    </message>
+    <message>
+        <source>Stop</source>
+        <translation>Anhalten</translation>
+    </message>
+    <message>
+        <source>Stopping at the next folder…</source>
+        <translation>Halte beim nächsten Ordner an…</translation>
+    </message>
+    <message>
+        <source>Stops the propagation at the next folder; what was done stays done</source>
+        <translation>Hält die Übertragung beim nächsten Ordner an; was getan ist, bleibt</translation>
+    </message>
 </context>
 <context>
     <name>Localizable</name>

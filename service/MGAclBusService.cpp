@@ -46,7 +46,11 @@ QByteArray MGAclBusService::Call(const QByteArray &request)
     const QString caller = message.service();
     bool start = false;
     bool refused = false;
-    {
+    // Only the request's number and method are read here, not its arguments.
+    const MGAclProtocol::Header header = MGAclProtocol::peek(request);
+    if (header.method == MGAclRemoteMethod::StopPropagation) {
+        refused = !serveStop(caller, message, request);
+    } else {
         QMutexLocker locker(&m_lock);
         Caller &queue = m_callers[caller];
         const qsizetype size = request.size();
@@ -56,7 +60,10 @@ QByteArray MGAclBusService::Call(const QByteArray &request)
             if (queue.waiting.empty() && !queue.running)
                 m_callers.remove(caller);
         } else {
-            queue.waiting.push_back({caller, message.createReply(), request});
+            queue.waiting.push_back({caller, message.createReply(), request, header.id});
+            // A propagation can be stopped from the moment it is taken in.
+            if (header.method == MGAclRemoteMethod::PropagateEntries)
+                m_registry.expect(caller, header.id);
             queue.bytes += size;
             m_bytes += size;
             start = !queue.running;
@@ -95,6 +102,7 @@ void MGAclBusService::serve(const QString &caller)
         }
         next.reply.setArguments({QVariant(answer(next.caller, next.payload))});
         QDBusConnection::systemBus().send(next.reply);
+        m_registry.forget(next.caller, next.id);
         {
             QMutexLocker locker(&m_lock);
             m_callers[caller].bytes -= next.payload.size();
@@ -108,6 +116,31 @@ void MGAclBusService::finished()
 {
     if (--m_inFlight == 0)
         m_idle.start();
+}
+
+bool MGAclBusService::serveStop(const QString &caller, const QDBusMessage &message, const QByteArray &request)
+{
+    {
+        QMutexLocker locker(&m_lock);
+        Caller &queue = m_callers[caller];
+        if (queue.stopping)
+            return false;
+        queue.stopping = true;
+    }
+    // Counted in flight by the caller, like any call.
+    m_pool.start([this, caller, reply = message.createReply(), request]() mutable {
+        reply.setArguments({QVariant(answer(caller, request))});
+        QDBusConnection::systemBus().send(reply);
+        {
+            QMutexLocker locker(&m_lock);
+            Caller &queue = m_callers[caller];
+            queue.stopping = false;
+            if (queue.waiting.empty() && !queue.running)
+                m_callers.remove(caller);
+        }
+        QMetaObject::invokeMethod(this, &MGAclBusService::finished, Qt::QueuedConnection);
+    });
+    return true;
 }
 
 QByteArray MGAclBusService::answer(const QString &caller, const QByteArray &request)
@@ -127,8 +160,16 @@ QByteArray MGAclBusService::answer(const QString &caller, const QByteArray &requ
         const QString action = MGPolkit::actionForRight(QString::fromLatin1(MGAclProtocol::right(*method)));
         const MGResult<MGPolkit::Answer> answer =
             MGPolkit::checkAuthorization(QDBusConnection::systemBus(), caller, action, false);
+        // Progress goes to the caller alone.
+        const auto progress = [caller](const QCborMap &report) {
+            QDBusMessage signal = QDBusMessage::createTargetedSignal(
+                caller, QString::fromLatin1(MGAclProtocol::ObjectPath), QString::fromLatin1(MGAclProtocol::Interface),
+                QStringLiteral("Progress"));
+            signal << report.toCborValue().toCbor();
+            QDBusConnection::systemBus().send(signal);
+        };
         if (answer && answer->authorized)
-            reply = MGAclServiceDispatcher::handle(map);
+            reply = MGAclServiceDispatcher::handle(map, {caller, &m_registry, progress});
         else
             reply = MGAclServiceDispatcher::errorReply(
                 id, MGError::posixError(EACCES, QStringLiteral("The privileged ACL service refused the request: "

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "MGError.h"
+#include "MGPropagationRegistry.h"
 
 #include <QDBusContext>
 #include <QDBusMessage>
@@ -21,6 +22,10 @@
 // may leave waiting is bounded too (requests and bytes, per caller and in all); a request
 // beyond that is answered at once with an error and not kept. The service quits after a
 // while without callers.
+//
+// A caller's propagation reports its progress in "Progress" signals sent to that caller
+// alone; a caller stops its own propagation with a stop request, which is checked like any
+// call and answered at once, not behind the propagation (one stop at a time per caller).
 class MGAclBusService : public QObject, protected QDBusContext
 {
     Q_OBJECT
@@ -47,22 +52,27 @@ private:
         QString caller; // the bus name that sent it
         QDBusMessage reply; // an empty reply to it: the request message itself is not kept
         QByteArray payload;
+        qint64 id = -1; // its request number, as far as it could be read
     };
     struct Caller
     {
         std::deque<Request> waiting;
         qsizetype bytes = 0;
         bool running = false;
+        bool stopping = false; // a stop request is being answered
     };
 
     void serve(const QString &caller);
-    static QByteArray answer(const QString &caller, const QByteArray &request);
+    QByteArray answer(const QString &caller, const QByteArray &request);
+    // Answers a stop request beside the caller's queue; false when one is being answered.
+    bool serveStop(const QString &caller, const QDBusMessage &message, const QByteArray &request);
     void finished();
 
     QMutex m_lock; // guards the callers and the byte count; taken by the pool's threads
     QHash<QString, Caller> m_callers;
     qsizetype m_bytes = 0;
     QThreadPool m_pool;
+    MGPropagationRegistry m_registry;
     QTimer m_idle;
     int m_inFlight = 0; // main thread only
 };

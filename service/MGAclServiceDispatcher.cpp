@@ -2,6 +2,7 @@
 
 #include "MGAccessEvaluator.h"
 #include "MGAclList.h"
+#include "MGAclBackup.h"
 #include "MGAclPropagator.h"
 #include "MGCborReader.h"
 #include "MGPosixAclStore.h"
@@ -10,6 +11,7 @@
 #include <QUuid>
 #include <cerrno>
 #include <climits>
+#include <limits>
 
 namespace {
 constexpr qsizetype MaximumPathLength = PATH_MAX;
@@ -31,6 +33,10 @@ QStringList argumentsOf(MGAclRemoteMethod method)
         return {QStringLiteral("path"), QStringLiteral("entries")};
     case MGAclRemoteMethod::GetAccess:
         return {QStringLiteral("path"), QStringLiteral("uuid")};
+    case MGAclRemoteMethod::StopPropagation:
+        return {QStringLiteral("request")};
+    case MGAclRemoteMethod::BackupEntries:
+        return {QStringLiteral("path")};
     }
     return {};
 }
@@ -78,19 +84,21 @@ namespace {
 // How often a long request reports; well within the time its caller waits for a word.
 constexpr std::chrono::milliseconds ProgressInterval(250);
 
-QCborMap progressReport(const QCborValue &id, const MGAclPropagator::Summary &sofar, const QByteArray &folder)
+QCborMap progressReport(const QCborValue &id, const QCborMap &progress)
 {
-    QCborMap progress;
-    progress.insert(QStringLiteral("changed"), sofar.changed);
-    progress.insert(QStringLiteral("skipped"), sofar.skipped());
-    progress.insert(QStringLiteral("failed"), sofar.failed);
-    progress.insert(QStringLiteral("folder"), folder);
     return QCborMap{{QStringLiteral("id"), id}, {QStringLiteral("progress"), progress}};
 }
 }
 
-QCborMap MGAclServiceDispatcher::handle(const QCborMap &request, const ProgressSink &progress)
+bool MGAclServiceDispatcher::isStop(const QCborMap &request)
 {
+    return request.value(QStringLiteral("method")).toString()
+        == QLatin1String(MGAclProtocol::selector(MGAclRemoteMethod::StopPropagation));
+}
+
+QCborMap MGAclServiceDispatcher::handle(const QCborMap &request, const Caller &caller)
+{
+    const ProgressSink &progress = caller.progress;
     const QCborValue id = request.value(QStringLiteral("id"));
     if (!id.isInteger() || id.toInteger() < 0)
         return malformedReply(QStringLiteral("no request number"));
@@ -107,8 +115,26 @@ QCborMap MGAclServiceDispatcher::handle(const QCborMap &request, const ProgressS
     const NTLocalizedString::ThreadLanguage language(
         locale.isString() && locale.toString().size() < MaximumLocaleLength ? locale.toString() : QStringLiteral("C"));
     const bool writes = *method == MGAclRemoteMethod::SetEntries || *method == MGAclRemoteMethod::PropagateEntries;
+    QStringList optional;
+    if (writes)
+        optional << QStringLiteral("expected");
+    if (*method == MGAclRemoteMethod::PropagateEntries)
+        optional << QStringLiteral("dryRun");
     const auto args = read.map(request.value(QStringLiteral("args")), QStringLiteral("argument record"), argumentsOf(*method),
-                               writes ? QStringList{QStringLiteral("expected")} : QStringList());
+                               optional);
+    if (args && *method == MGAclRemoteMethod::StopPropagation) {
+        // Only the caller's own walk, by its request number.
+        const auto number = read.integer(*args, QStringLiteral("argument record"), QStringLiteral("request"), 0,
+                                         std::numeric_limits<qint64>::max());
+        if (!number)
+            return malformedReply(why, id);
+        if (!caller.registry || !caller.registry->stop(caller.name, *number))
+            return errorReply(id, MGError::posixError(ESRCH, QStringLiteral("%1: this program has no propagation %2 "
+                                                                            "running.")
+                                                                 .arg(MGAclProtocol::description(*method))
+                                                                 .arg(*number)));
+        return QCborMap{{QStringLiteral("id"), id}};
+    }
     const auto path = args ? pathArgument(*args, read) : std::nullopt;
     if (!path)
         return malformedReply(why, id);
@@ -146,20 +172,40 @@ QCborMap MGAclServiceDispatcher::handle(const QCborMap &request, const ProgressS
         if (*method == MGAclRemoteMethod::SetEntries) {
             error = MGPosixAclStore::write(*item, *list, expected);
         } else {
+            const MGPropagationRegistry::Registration running(caller.registry, caller.name, id.toInteger());
             MGAclPropagator propagator(*item, *list);
             propagator.setExpected(expected);
+            propagator.setDryRun(args->value(QStringLiteral("dryRun")).toBool());
+            propagator.setStopFlag(running.flag());
             if (progress)
                 propagator.setProgressHandler(
-                    [&](const MGAclPropagator::Summary &sofar, const QByteArray &folder) {
-                        progress(progressReport(id, sofar, folder));
-                    },
+                    [&](const MGPropagationProgress &sofar) { progress(progressReport(id, sofar.toCbor())); },
                     ProgressInterval);
             error = propagator.run();
+            // The whole summary, before the reply: what was done, whatever the outcome.
+            if (progress) {
+                MGPropagationProgress summary = propagator.summary();
+                summary.finished = true;
+                progress(progressReport(id, summary.toCbor()));
+            }
         }
         if (error)
             return errorReply(id, *error);
         return reply;
     }
+    case MGAclRemoteMethod::BackupEntries: {
+        MGAclBackup backup(*item, [&](const QByteArray &text) {
+            if (progress)
+                progress(progressReport(id, QCborMap{{QStringLiteral("text"), text}}));
+        });
+        const MGResult<qint64> items = backup.run();
+        if (!items)
+            return errorReply(id, items.error());
+        reply.insert(QStringLiteral("items"), *items);
+        return reply;
+    }
+    case MGAclRemoteMethod::StopPropagation:
+        break; // answered above
     case MGAclRemoteMethod::GetAccess: {
         const QCborValue uuidValue = args->value(QStringLiteral("uuid"));
         const QUuid uuid = uuidValue.isString() ? QUuid(uuidValue.toString()) : QUuid();

@@ -2,6 +2,7 @@
 
 #include "MGAclProtocol.h"
 #include "MGError.h"
+#include "MGPropagationRegistry.h"
 
 #include <QCborMap>
 #include <QString>
@@ -17,7 +18,18 @@ public:
     // before the reply); called from any thread, one call at a time.
     using ProgressSink = std::function<void(const QCborMap &report)>;
 
-    static QCborMap handle(const QCborMap &request, const ProgressSink &progress = {});
+    // Who asks, and where its running propagations are kept (so it can stop its own).
+    struct Caller
+    {
+        QString name; // the bus name, or the one client of a child service
+        MGPropagationRegistry *registry = nullptr;
+        ProgressSink progress;
+    };
+
+    static QCborMap handle(const QCborMap &request, const Caller &caller);
+    static QCborMap handle(const QCborMap &request) { return handle(request, Caller()); }
+    // Whether a request is a stop, which must not wait behind the caller's propagation.
+    static bool isStop(const QCborMap &request);
     // The reply to a frame that could not be read as a request at all.
     static QCborMap malformedReply(const QString &why, const QCborValue &id = QCborValue());
     static QCborMap errorReply(const QCborValue &id, const MGError &error);

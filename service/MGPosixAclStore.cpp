@@ -26,87 +26,6 @@ MGResult<MGPosixAcl> readAcl(const MGFileItem &item, const char *name, const MGP
     return *acl;
 }
 
-CBIdentity userIdentity(quint32 uid)
-{
-    return CBIdentityAuthority::defaultIdentityAuthority().identityForId(CBIdentity::Class::User, uid);
-}
-
-CBIdentity groupIdentity(quint32 gid)
-{
-    return CBIdentityAuthority::defaultIdentityAuthority().identityForId(CBIdentity::Class::Group, gid);
-}
-
-CBIdentity identityOf(const MGPosixAcl::Entry &e)
-{
-    switch (e.tag) {
-    case MGPosixAcl::User:
-        return userIdentity(e.id);
-    case MGPosixAcl::Group:
-        return groupIdentity(e.id);
-    case MGPosixAcl::UserObj:
-        return CBIdentity::special(CBIdentity::Class::OwnerSpecial);
-    case MGPosixAcl::GroupObj:
-        return CBIdentity::special(CBIdentity::Class::GroupSpecial);
-    case MGPosixAcl::Mask:
-        return CBIdentity::special(CBIdentity::Class::MaskSpecial);
-    default:
-        return CBIdentity::special(CBIdentity::Class::EveryoneSpecial);
-    }
-}
-
-// The POSIX tag of an ACL entry's principal.
-quint16 tagOf(const CBIdentity &identity)
-{
-    switch (identity.identityClass()) {
-    case CBIdentity::Class::User:
-        return MGPosixAcl::User;
-    case CBIdentity::Class::Group:
-        return MGPosixAcl::Group;
-    case CBIdentity::Class::OwnerSpecial:
-        return MGPosixAcl::UserObj;
-    case CBIdentity::Class::GroupSpecial:
-        return MGPosixAcl::GroupObj;
-    case CBIdentity::Class::MaskSpecial:
-        return MGPosixAcl::Mask;
-    default:
-        return MGPosixAcl::Other;
-    }
-}
-
-QString describe(const MGAclEntry &entry)
-{
-    const QString tag = entry.tag() == MGAclEntry::Allow ? QStringLiteral("Allow")
-        : entry.tag() == MGAclEntry::Deny                ? QStringLiteral("Deny")
-                                                          : QStringLiteral("Undefined");
-    return QStringLiteral("%1, %2").arg(tag, entry.identity().displayName());
-}
-
-MGError refusal(const QString &path, qsizetype index, const MGAclEntry *entry, const QString &problem)
-{
-    const QString what = entry ? QStringLiteral("entry %1 (%2) is %3").arg(index).arg(describe(*entry), problem)
-                               : problem;
-    return MGError::posixError(
-        EINVAL, QStringLiteral("Cannot store the permissions of \u201c%1\u201d: %2, which POSIX ACLs cannot hold.")
-                    .arg(path, what));
-}
-
-// What the POSIX section of a list says, collected while checking it.
-struct PosixSection
-{
-    std::optional<uid_t> owner;
-    std::optional<gid_t> group;
-    std::optional<int> ownerBits, groupBits, otherBits, maskBits;
-};
-}
-
-QString MGPosixAclStore::aclTitle()
-{
-    return NTLocalizedString::localize(QStringLiteral("Access Control List"), QStringLiteral("ACL"));
-}
-
-QString MGPosixAclStore::posixTitle()
-{
-    return NTLocalizedString::localize(QStringLiteral("POSIX Permissions"), QStringLiteral("ACL"));
 }
 
 MGResult<MGPosixItemState> MGPosixAclStore::readState(const MGFileItem &item)
@@ -131,163 +50,12 @@ MGResult<MGPosixItemState> MGPosixAclStore::readState(const MGFileItem &item)
     return state;
 }
 
-MGAclList MGPosixAclStore::listFromState(const MGPosixItemState &state)
-{
-    using namespace MGAclFlag;
-    const bool dir = state.isDirectory();
-    auto aclEntry = [dir](const MGPosixAcl::Entry &e, quint32 flags) {
-        return MGAclEntry::aclEntry(MGAclEntry::Allow, identityOf(e), Set::fromPosixBits(e.perm, dir), flags, dir,
-                                    true);
-    };
-    MGAclList list{aclTitle()};
-    QList<MGPosixAcl::Entry> inheritable = state.defaultAcl.entries();
-    for (const MGPosixAcl::Entry &e : state.access.entries()) {
-        if (e.tag != MGPosixAcl::User && e.tag != MGPosixAcl::Group)
-            continue;
-        // The same entry in the default ACL is one entry that also passes down.
-        const qsizetype twin = inheritable.indexOf(e);
-        quint32 flags = 0;
-        if (twin >= 0) {
-            inheritable.removeAt(twin);
-            flags = FileInherit | DirectoryInherit;
-        }
-        list << aclEntry(e, flags);
-    }
-    // Named entries first, then what the folder passes on for owner, group, mask and others.
-    std::stable_partition(inheritable.begin(), inheritable.end(), [](const MGPosixAcl::Entry &e) {
-        return e.tag == MGPosixAcl::User || e.tag == MGPosixAcl::Group;
-    });
-    for (const MGPosixAcl::Entry &e : std::as_const(inheritable))
-        list << aclEntry(e, FileInherit | DirectoryInherit | OnlyInherit);
-
-    list << posixTitle();
-    const MGPosixAcl &a = state.access;
-    list << MGAclEntry::posixEntry(MGAclEntry::Kind::Owner, userIdentity(state.owner),
-                                   a.perm(MGPosixAcl::UserObj).value_or(0), dir);
-    list << MGAclEntry::posixEntry(MGAclEntry::Kind::OwningGroup, groupIdentity(state.group),
-                                   a.perm(MGPosixAcl::GroupObj).value_or(0), dir);
-    list << MGAclEntry::posixEntry(MGAclEntry::Kind::Other, CBIdentity::special(CBIdentity::Class::EveryoneSpecial),
-                                   a.perm(MGPosixAcl::Other).value_or(0), dir);
-    if (const auto mask = a.perm(MGPosixAcl::Mask))
-        list << MGAclEntry::posixEntry(MGAclEntry::Kind::Mask, CBIdentity::special(CBIdentity::Class::MaskSpecial),
-                                       *mask, dir);
-    return list;
-}
-
-MGResult<MGPosixItemState> MGPosixAclStore::stateFromList(const MGAclList &list, const MGPosixItemState &current,
-                                                          const QString &path)
-{
-    using namespace MGAclFlag;
-    const bool dir = current.isDirectory();
-    PosixSection posix;
-    MGPosixAcl access, defaults;
-    for (qsizetype index = 0; index < list.size(); ++index) {
-        const MGAclEntry *entry = MGAclLists::entryOf(list.at(index));
-        if (!entry)
-            continue;
-        const auto bits = Set::toPosixBits(entry->permissions(), entry->isDirectory());
-        if (!bits)
-            return refusal(path, index, entry, QStringLiteral("holding permissions other than read, write and execute"));
-        if (!entry->isAcl()) {
-            std::optional<int> *slot = nullptr;
-            switch (entry->kind()) {
-            case MGAclEntry::Kind::Owner:
-                if (!entry->identity().isUser())
-                    return refusal(path, index, entry, QStringLiteral("an owner that is not a user"));
-                posix.owner = entry->identity().posixID();
-                slot = &posix.ownerBits;
-                break;
-            case MGAclEntry::Kind::OwningGroup:
-                if (!entry->identity().isGroup())
-                    return refusal(path, index, entry, QStringLiteral("an owning group that is not a group"));
-                posix.group = entry->identity().posixID();
-                slot = &posix.groupBits;
-                break;
-            case MGAclEntry::Kind::Other:
-                slot = &posix.otherBits;
-                break;
-            default:
-                slot = &posix.maskBits;
-                break;
-            }
-            if (slot->has_value())
-                return refusal(path, index, entry, QStringLiteral("a second entry of its kind"));
-            *slot = *bits;
-            continue;
-        }
-        QString problem = entry->posixProblem();
-        if (problem.isEmpty() && !dir && (entry->flags() & Inheritance))
-            problem = QStringLiteral("inheritance flags on a file");
-        if (!problem.isEmpty())
-            return refusal(path, index, entry, problem);
-        const quint16 tag = tagOf(entry->identity());
-        const quint32 id = entry->identity().posixID();
-        const bool appliesHere = !(entry->flags() & OnlyInherit);
-        const bool passesDown = entry->flags() & FileInherit;
-        if ((appliesHere && access.contains(tag, id)) || (passesDown && defaults.contains(tag, id)))
-            return refusal(path, index, entry, QStringLiteral("a second entry for the same user or group"));
-        if (appliesHere)
-            access.set(tag, quint16(*bits), id);
-        if (passesDown)
-            defaults.set(tag, quint16(*bits), id);
-    }
-    if (!posix.owner || !posix.group || !posix.otherBits || !posix.ownerBits || !posix.groupBits)
-        return refusal(path, -1, nullptr, QStringLiteral("a list without owner, owning group and other entries"));
-
-    MGPosixItemState state = current;
-    state.owner = *posix.owner;
-    state.group = *posix.group;
-    access.set(MGPosixAcl::UserObj, quint16(*posix.ownerBits));
-    access.set(MGPosixAcl::GroupObj, quint16(*posix.groupBits));
-    access.set(MGPosixAcl::Other, quint16(*posix.otherBits));
-    if (posix.maskBits)
-        access.set(MGPosixAcl::Mask, quint16(*posix.maskBits));
-    else if (access.hasNamedEntries())
-        access.set(MGPosixAcl::Mask, access.groupClassUnion());
-    if (!defaults.isEmpty()) {
-        // A default ACL needs the three base entries; missing ones come from the access
-        // ACL, as setfacl does.
-        for (quint16 tag : {MGPosixAcl::UserObj, MGPosixAcl::GroupObj, MGPosixAcl::Other}) {
-            if (!defaults.contains(tag))
-                defaults.set(tag, *access.perm(tag));
-        }
-        if (defaults.hasNamedEntries() && !defaults.contains(MGPosixAcl::Mask))
-            defaults.set(MGPosixAcl::Mask, defaults.groupClassUnion());
-    }
-    state.access = access;
-    state.defaultAcl = defaults;
-    state.mode = (current.mode & ~mode_t(0777)) | access.permissionBits();
-    return state;
-}
-
-QString MGPosixAclStore::kindOf(mode_t mode)
-{
-    switch (mode & S_IFMT) {
-    case S_IFDIR:
-        return QStringLiteral("a folder");
-    case S_IFREG:
-        return QStringLiteral("a regular file");
-    case S_IFLNK:
-        return QStringLiteral("a symbolic link");
-    case S_IFIFO:
-        return QStringLiteral("a FIFO");
-    case S_IFSOCK:
-        return QStringLiteral("a socket");
-    case S_IFCHR:
-        return QStringLiteral("a character device");
-    case S_IFBLK:
-        return QStringLiteral("a block device");
-    default:
-        return QStringLiteral("of an unknown kind");
-    }
-}
-
 MGResult<MGAclList> MGPosixAclStore::read(const MGFileItem &item)
 {
     const MGResult<MGPosixItemState> state = readState(item);
     if (!state)
         return state.error();
-    return listFromState(*state);
+    return MGPosixLists::listFromState(*state);
 }
 
 MGResult<MGAclList> MGPosixAclStore::read(const QString &path)
@@ -337,17 +105,6 @@ MGResultError apply(const MGFileItem &item, const MGPosixItemState &current, con
 }
 }
 
-std::optional<MGError> MGPosixAclStore::changedSince(const MGPosixItemState &current, const MGAclList &expected,
-                                                     const QString &what, const QString &path)
-{
-    if (MGAclLists::sameEntries(listFromState(current), expected))
-        return std::nullopt;
-    return MGError::posixError(ESTALE, QStringLiteral("%1 \u201c%2\u201d: they were changed elsewhere since they were "
-                                                      "read, and nothing was changed. Look at them as they are now and "
-                                                      "make the change again.")
-                                           .arg(what, path));
-}
-
 MGResultError MGPosixAclStore::write(const MGFileItem &item, const MGAclList &list)
 {
     return write(item, list, std::nullopt);
@@ -359,14 +116,14 @@ MGResultError MGPosixAclStore::write(const MGFileItem &item, const MGAclList &li
     if (!current)
         return current.error();
     if (expected) {
-        if (auto changed = changedSince(*current, *expected, WriteFailure, item.shownPath()))
+        if (auto changed = MGPosixLists::changedSince(*current, *expected, WriteFailure, item.shownPath()))
             return *changed;
     }
     if (!S_ISDIR(current->mode) && !S_ISREG(current->mode))
         return MGError::posixError(EINVAL, QStringLiteral("%1 \u201c%2\u201d: it is %3, and only folders and regular "
                                                           "files are changed")
-                                               .arg(WriteFailure, item.shownPath(), MGPosixAclStore::kindOf(current->mode)));
-    const MGResult<MGPosixItemState> target = stateFromList(list, *current, item.shownPath());
+                                               .arg(WriteFailure, item.shownPath(), MGPosixLists::kindOf(current->mode)));
+    const MGResult<MGPosixItemState> target = MGPosixLists::stateFromList(list, *current, item.shownPath());
     if (!target)
         return target.error();
     MGResultError error = apply(item, *current, *target);

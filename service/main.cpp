@@ -4,12 +4,17 @@
 //   --system-bus  serve the system bus as the privileged service (root, bus activation);
 //                 MARROWGATE_SERVICE_IDLE_SECONDS (default 60) before it quits unused
 #include "MGAclBusService.h"
+#include "MGAclProtocol.h"
 #include "MGAclServiceDispatcher.h"
 #include "MGFrames.h"
 
 #include <QCborValue>
 #include <QCoreApplication>
 #include <QMutex>
+#include <condition_variable>
+#include <deque>
+#include <mutex>
+#include <thread>
 #include <csignal>
 #include <malloc.h>
 #include <cstdio>
@@ -17,41 +22,99 @@
 #include <unistd.h>
 
 namespace {
+// The one client of a child service.
+const QString StdioCaller = QStringLiteral("stdio");
+// Requests read ahead of the one running; beyond them the client waits (its writes block),
+// as it did when every request was read only once the one before was answered.
+constexpr std::size_t MaximumWaiting = 64;
+
 int serveStdio()
 {
-    MGAclServiceDispatcher dispatcher;
-    // Progress reports come from the walking threads while the request runs.
+    MGPropagationRegistry registry;
+    // Progress reports come from the walking threads while a request runs.
     QMutex writeLock;
     auto send = [&writeLock](const QCborMap &frame) {
         QMutexLocker locker(&writeLock);
         return MGFrames::writeFrame(STDOUT_FILENO, frame.toCborValue().toCbor());
     };
-    for (;;) {
+    const MGAclServiceDispatcher::Caller caller{StdioCaller, &registry, [&send](const QCborMap &report) { send(report); }};
+
+    // Requests run one at a time, in order, on a worker; a stop is answered at once here,
+    // so that it reaches the walk it stops.
+    std::mutex lock;
+    std::condition_variable ready, room;
+    std::deque<QCborMap> waiting;
+    bool closed = false;
+    std::thread worker([&] {
+        for (;;) {
+            QCborMap request;
+            {
+                std::unique_lock<std::mutex> locker(lock);
+                ready.wait(locker, [&] { return closed || !waiting.empty(); });
+                if (waiting.empty())
+                    return;
+                request = std::move(waiting.front());
+                waiting.pop_front();
+                room.notify_one();
+            }
+            send(MGAclServiceDispatcher::handle(request, caller));
+            registry.forget(StdioCaller, request.value(QStringLiteral("id")).toInteger());
+        }
+    });
+    int status = 0;
+    for (bool reading = true; reading;) {
         QByteArray frame;
         QCborMap reply;
         switch (MGFrames::readFrame(STDIN_FILENO, &frame)) {
         case MGFrames::ReadStatus::Closed:
-            return 0;
+            reading = false;
+            continue;
         case MGFrames::ReadStatus::Error:
         case MGFrames::ReadStatus::TimedOut: // neither happens without a deadline
         case MGFrames::ReadStatus::Woken:
-            return 1;
+            status = 1;
+            reading = false;
+            continue;
         case MGFrames::ReadStatus::TooLarge:
             reply = MGAclServiceDispatcher::malformedReply(QStringLiteral("the request is too large"));
             break;
         case MGFrames::ReadStatus::Ok: {
             QCborParserError error;
             const QCborValue request = QCborValue::fromCbor(frame, &error);
-            if (error.error != QCborError::NoError || !request.isMap())
+            if (error.error != QCborError::NoError || !request.isMap()) {
                 reply = MGAclServiceDispatcher::malformedReply(QStringLiteral("the request is not a CBOR map"));
-            else
-                reply = dispatcher.handle(request.toMap(), [&send](const QCborMap &report) { send(report); });
+            } else if (MGAclServiceDispatcher::isStop(request.toMap())) {
+                reply = MGAclServiceDispatcher::handle(request.toMap(), caller);
+            } else {
+                // A propagation can be stopped from the moment it is taken in.
+                const QCborMap map = request.toMap();
+                if (MGAclProtocol::methodForSelector(map.value(QStringLiteral("method")).toString())
+                    == MGAclRemoteMethod::PropagateEntries)
+                    registry.expect(StdioCaller, map.value(QStringLiteral("id")).toInteger());
+                std::unique_lock<std::mutex> locker(lock);
+                room.wait(locker, [&] { return waiting.size() < MaximumWaiting; });
+                waiting.push_back(request.toMap());
+                ready.notify_one();
+                continue;
+            }
             break;
         }
         }
-        if (send(reply) != 0)
-            return 1;
+        if (send(reply) != 0) {
+            status = 1;
+            reading = false;
+        }
     }
+    // The client is gone: what it started stops at the next folder, and nothing else runs.
+    {
+        std::lock_guard<std::mutex> locker(lock);
+        closed = true;
+        waiting.clear();
+        ready.notify_one();
+    }
+    registry.stopAll();
+    worker.join();
+    return status;
 }
 }
 

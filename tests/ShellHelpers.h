@@ -47,6 +47,17 @@ struct SharedTemporaryDir
     QString path(const QString &name = QString()) const { return name.isEmpty() ? dir.path() : dir.filePath(name); }
 };
 
+// `folders` folders d1, d2, ... below `root` (made here), each with `files` empty files f1,
+// f2, ...: a tree wide enough for a walk to take a while.
+inline bool makeWideTree(const QString &root, int folders, int files)
+{
+    return shOk(QStringLiteral("mkdir %1 && cd %1 && for d in $(seq %2); do mkdir d$d; done && for d in d*; do "
+                               "(cd $d && seq %3 | sed 's/^/f/' | xargs touch); done")
+                    .arg(quoted(root))
+                    .arg(folders)
+                    .arg(files));
+}
+
 #define REQUIRE_ROOT()                                                                                                 \
     do {                                                                                                               \
         if (geteuid() != 0)                                                                                            \

@@ -1,43 +1,9 @@
 #include "MGAclCommandLine.h"
-#include "StagedBuild.h"
+#include "CommandLineHelpers.h"
 
 #include <QDir>
 #include <QElapsedTimer>
 #include <QImage>
-
-namespace {
-struct Run
-{
-    int status;
-    QString out;
-    QString err;
-};
-
-// Runs marrowgate-acl; with `as` (a launcher such as AsNobody), runs the staged copy under it.
-// `display` false runs it where there is no display at all.
-Run acl(const QStringList &arguments, const QStringList &as = {}, const StagedBuild *staged = nullptr,
-        bool display = true)
-{
-    QProcess process;
-    QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
-    env.insert("LANG", "C.UTF-8");
-    env.insert("QT_QPA_PLATFORM", "offscreen");
-    if (!display) {
-        for (const char *name : {"QT_QPA_PLATFORM", "DISPLAY", "WAYLAND_DISPLAY"})
-            env.remove(name);
-    }
-    env.insert("XDG_CONFIG_HOME", QDir::tempPath() + "/marrowgate-cli-test-config");
-    env.remove("LANGUAGE");
-    process.setProcessEnvironment(env);
-    if (as.isEmpty())
-        process.start(QStringLiteral(MARROWGATE_ACL_PATH), arguments);
-    else
-        process.start(as.first(), as.mid(1) + QStringList{staged->commandLine()} + arguments);
-    process.waitForFinished(30000);
-    return {process.exitCode(), QString::fromUtf8(process.readAllStandardOutput()),
-            QString::fromUtf8(process.readAllStandardError())};
-}
-}
 
 class tst_MGAclCommandLine : public QObject
 {

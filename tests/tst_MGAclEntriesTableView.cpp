@@ -203,14 +203,15 @@ private slots:
         // Let go over the window's own buttons with Shift held: gone, in a puff.
         endDrag(3, overButtons, Qt::IgnoreAction, shift);
         QTRY_COMPARE(aclUsers(plugin), (QList<quint32>{1, 2}));
-        bool puff = false;
-        for (QWidget *top : QApplication::topLevelWidgets())
-            puff = puff || top->objectName() == QLatin1String("MGAnimationEffectPoof");
-        QVERIFY(puff);
+        const auto puffShown = [] {
+            const QWidgetList tops = QApplication::topLevelWidgets();
+            return std::any_of(tops.cbegin(), tops.cend(), [](QWidget *w) {
+                return w->objectName() == QLatin1String("MGAnimationEffectPoof") && w->isVisible();
+            });
+        };
+        QVERIFY(puffShown());
         // The puff goes by itself.
-        QTRY_VERIFY_WITH_TIMEOUT(std::none_of(QApplication::topLevelWidgets().cbegin(), QApplication::topLevelWidgets().cend(),
-                                              [](QWidget *w) { return w->objectName() == QLatin1String("MGAnimationEffectPoof") && w->isVisible(); }),
-                                 5000);
+        QTRY_VERIFY_WITH_TIMEOUT(!puffShown(), 5000);
         plugin->window()->closeWithoutAsking();
     }
 

@@ -1,12 +1,14 @@
 #include "PluginHelpers.h"
 
 #include "MGAclEntriesViewController.h"
+#include "MGAclPropagationView.h"
 
 #include <QAccessible>
 #include <QAction>
 #include <QComboBox>
 #include <QHeaderView>
 #include <QLabel>
+#include <QPushButton>
 #include <QTabBar>
 #include <QGuiApplication>
 #include <QScreen>
@@ -421,6 +423,40 @@ private slots:
         answer(waitForAlert(), 1000);
         QTRY_COMPARE(otherBits(folder + "/child"), QStringLiteral("---"));
         QVERIFY(!plugin->canRevertEntries());
+        // Success is silent: no alert, one line in the strip, which goes when dismissed.
+        MGAclPropagationView *strip = plugin->propagationView();
+        QVERIFY(strip);
+        QTRY_COMPARE(strip->text(), QStringLiteral("Propagated: 1 changed, 0 already right"));
+        QVERIFY(strip->isVisible() && !QApplication::activeModalWidget());
+        QTest::mouseClick(strip->dismissButton(), Qt::LeftButton);
+        QVERIFY(!strip->isVisible());
+        plugin->window()->close();
+    }
+
+    // A long propagation shows how far it has come and stops when asked: the window stays
+    // usable, and the strip ends with what was done.
+    void aPropagationCanBeWatchedAndStopped()
+    {
+        const QString folder = tmp.path("wide");
+        QVERIFY(makeWideTree(folder, 300, 40) && shOk("chmod 750 " + quoted(folder)));
+        MGAclPlugin::Pointer plugin = openWindow(folder);
+        plugin->propagateEntries(nullptr);
+        answer(waitForAlert(), 1000);
+        QTRY_VERIFY(plugin->propagationView() && plugin->propagationView()->isVisible());
+        MGAclPropagationView *strip = plugin->propagationView();
+        QVERIFY(strip->stopButton()->isVisible());
+        // While it runs, Propagate cannot be chosen again; the tabs still switch.
+        QAction propagate;
+        propagate.setObjectName("propagateEntries:");
+        QVERIFY(!plugin->validateMenuItem(&propagate));
+        QTRY_VERIFY(strip->text().contains(" items, "));
+        QTest::mouseClick(strip->stopButton(), Qt::LeftButton);
+        QTRY_VERIFY_WITH_TIMEOUT(strip->text().startsWith("Stopped: "), 30000);
+        QVERIFY(!strip->stopButton()->isVisible() && strip->dismissButton()->isVisible());
+        QVERIFY(!QApplication::activeModalWidget());
+        const int changed = strip->text().section(' ', 1, 1).remove(',').toInt();
+        QVERIFY2(changed > 0 && changed < 12300, qPrintable(strip->text()));
+        QTRY_VERIFY(plugin->validateMenuItem(&propagate));
         plugin->window()->close();
     }
 

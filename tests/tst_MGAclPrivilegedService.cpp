@@ -16,6 +16,16 @@ const QStringList AllActions = {"com.quillwork.marrowgate.getfileacl", "com.quil
 using Op = MGAclRemoteMethod;
 }
 
+// Counts the service's progress signals that reach a connection.
+class SignalCounter : public QObject
+{
+    Q_OBJECT
+public:
+    int count = 0;
+public slots:
+    void Progress(const QByteArray &) { ++count; }
+};
+
 class tst_MGAclPrivilegedService : public QObject
 {
     Q_OBJECT
@@ -49,6 +59,12 @@ class tst_MGAclPrivilegedService : public QObject
                     result->set(outcome.kind == outcome.Succeeded, outcome.error);
                 });
             }
+            case Op::BackupEntries:
+                return plugin->backupWithUrl(QUrl::fromLocalFile(folder), [](const QByteArray &) {}, [result](auto outcome) {
+                    result->set(outcome.kind == outcome.Succeeded, outcome.error);
+                });
+            case Op::StopPropagation:
+                break;
             }
         });
         return result;
@@ -211,6 +227,68 @@ private slots:
         QVERIFY(cli.waitForFinished(20000));
         QCOMPARE(cli.exitCode(), 2);
         QVERIFY(cli.readAllStandardOutput().isEmpty() && cli.readAllStandardError().isEmpty());
+    }
+
+    // A privileged propagation reports to its caller alone, in signals nobody else
+    // receives; another caller cannot stop it; its caller can, and that stop is checked.
+    void propagationReportsToItsCallerAndOnlyItsCallerStopsIt()
+    {
+        bus.allow(AllActions);
+        const QString root = privateFolder + "/wide";
+        QVERIFY(makeWideTree(root, 300, 40));
+        // Another program on the bus, listening for the service's signals.
+        QDBusConnection other = QDBusConnection::connectToBus(bus.address, "other-caller");
+        QVERIFY(other.isConnected());
+        SignalCounter overheard;
+        QVERIFY(other.connect(MGAclProtocol::ServiceName, MGAclProtocol::ObjectPath, MGAclProtocol::Interface,
+                              "Progress", &overheard, SLOT(Progress(QByteArray))));
+
+        MGAclPlugin::Pointer plugin = MGAclPlugin::plugin();
+        std::atomic<int> reports = 0;
+        std::shared_ptr<MGPropagationWatch> watch;
+        QList<QDBusMessage> strangerStops;
+        auto last = std::make_shared<std::optional<MGPropagationProgress>>();
+        watch = std::make_shared<MGPropagationWatch>([&, last](const MGPropagationProgress &progress) {
+            if (progress.finished)
+                *last = progress;
+            if (progress.finished || reports++ > 0)
+                return;
+            // On the first report: a stranger tries every request number, then the caller stops.
+            MGMainQueue::async([&] {
+                for (int id = 0; id < 20; ++id)
+                    strangerStops << other.call(serviceCall(
+                        MGAclProtocol::request(id, MGAclRemoteMethod::StopPropagation, "C", {{"request", id}})
+                            .toCborValue()
+                            .toCbor()));
+                watch->stop();
+            });
+        });
+        auto result = std::make_shared<OperationResult>();
+        plugin->queue()->async([=] {
+            plugin->sendEntries(Op::PropagateEntries, posixListFor(root), QUrl::fromLocalFile(root),
+                                [result](auto outcome) { result->set(outcome.kind == outcome.Succeeded, outcome.error); },
+                                std::nullopt, watch);
+        });
+        QTRY_COMPARE_WITH_TIMEOUT(result->count(), 1, 30000);
+        QVERIFY2(result->hasValue, qPrintable(result->error ? result->error->fullDescription() : QString()));
+        QCOMPARE(strangerStops.size(), 20);
+        for (const QDBusMessage &reply : std::as_const(strangerStops)) {
+            const QCborMap map = QCborValue::fromCbor(reply.arguments().value(0).toByteArray()).toMap();
+            QVERIFY2(MGError::fromCbor(map.value("error"), nullptr)->code() == ESRCH, qPrintable(reply.errorMessage()));
+        }
+        QVERIFY(reports >= 1);
+        QCOMPARE(overheard.count, 0);
+        // Stopped early, with its summary before the reply: far from all 12,300 items.
+        QTRY_VERIFY(last->has_value());
+        QVERIFY((*last)->stopped);
+        QVERIFY2((*last)->items() < 12300, qPrintable((*last)->summaryText()));
+        // The stop was a checked call of the caller, against the propagation right.
+        bool stopChecked = false;
+        for (const QStringList &check : checks())
+            stopChecked = stopChecked || (check[1] == QDBusConnection::systemBus().baseService()
+                                          && check[2] == "com.quillwork.marrowgate.propagatefileacl" && check[3] == "0");
+        QVERIFY(stopChecked);
+        QDBusConnection::disconnectFromBus("other-caller");
     }
 
     void aServiceKilledMidCallGivesOneWrappedError()

@@ -47,7 +47,80 @@ class tst_MGAclPropagator : public QObject
         return error;
     }
 
+    // A folder of `folders` folders of `files` files each, with settings to pass down.
+    static QString wideTree(const SharedTemporaryDir &tmp, int folders, int files)
+    {
+        const QString root = tmp.path("wide");
+        // The settings come last, so that nothing below inherits them when it is made.
+        const bool made = makeWideTree(root, folders, files)
+            && shOk("cd " + quoted(root) + " && setfacl -m u:nobody:r-x . && setfacl -d -m u:nobody:r-x .");
+        return made ? root : QString();
+    }
+
 private slots:
+    // Items that hold what they should already are counted, not written; a dry run counts
+    // what would change and writes nothing.
+    void itemsAlreadyRightAndDryRuns()
+    {
+        SharedTemporaryDir tmp;
+        const QString root = wideTree(tmp, 3, 4); // 3 folders, 12 files
+        QVERIFY(!root.isEmpty());
+        const QString before = sh("cd " + quoted(root) + " && getfacl -R . 2>/dev/null");
+        const MGResult<MGFileItem> item = MGFileItem::open(QFile::encodeName(root), "Cannot propagate");
+        QVERIFY(item);
+        const MGResult<MGAclList> list = MGPosixAclStore::read(*item);
+        {
+            MGAclPropagator dryRun(*item, *list);
+            dryRun.setDryRun(true);
+            QCOMPARE(dryRun.run(), MGResultError());
+            const MGPropagationProgress summary = dryRun.summary();
+            QVERIFY(summary.dryRun);
+            QCOMPARE(summary.changed, qint64(15));
+            QCOMPARE(summary.alreadyRight, qint64(0));
+            QCOMPARE(sh("cd " + quoted(root) + " && getfacl -R . 2>/dev/null"), before);
+        }
+        MGAclPropagator first(*item, *list);
+        QCOMPARE(first.run(), MGResultError());
+        QCOMPARE(first.summary().changed, qint64(15));
+        // A file made right by hand, and one changed since: only that one is written.
+        QVERIFY(shOk("cd " + quoted(root) + " && setfacl -b d3/f3 && chmod 644 d3/f3"));
+        const QString ctimeOfRight = sh("stat -c %Z%z " + quoted(root + "/d1/f2"));
+        MGAclPropagator again(*item, *list);
+        QCOMPARE(again.run(), MGResultError());
+        QCOMPARE(again.summary().changed, qint64(1));
+        QCOMPARE(again.summary().alreadyRight, qint64(14));
+        QCOMPARE(sh("stat -c %Z%z " + quoted(root + "/d1/f2")), ctimeOfRight); // not written at all
+        QCOMPARE(again.summary().summaryText(), QStringLiteral("1 changed, 14 already right"));
+    }
+
+    // Stopped from its first progress report, the walk ends at the next folder: what was
+    // done stays done, the rest is untouched, and the summary says it stopped.
+    void aStoppedWalkEndsAtTheNextFolder()
+    {
+        SharedTemporaryDir tmp;
+        const QString root = wideTree(tmp, 40, 5);
+        QVERIFY(!root.isEmpty());
+        const MGResult<MGFileItem> item = MGFileItem::open(QFile::encodeName(root), "Cannot propagate");
+        const MGResult<MGAclList> list = MGPosixAclStore::read(*item);
+        MGAclPropagator propagator(*item, *list);
+        auto stop = std::make_shared<std::atomic<bool>>(false);
+        propagator.setStopFlag(stop);
+        int reports = 0;
+        propagator.setProgressHandler([&](const MGPropagationProgress &) {
+            ++reports;
+            stop->store(true);
+        }, std::chrono::milliseconds(0));
+        QCOMPARE(propagator.run(), MGResultError());
+        const MGPropagationProgress summary = propagator.summary();
+        QVERIFY(summary.stopped);
+        QVERIFY(reports >= 1);
+        // Each walking thread finishes the folder it holds, and no more.
+        QVERIFY2(summary.changed < 40 * 6 / 2, qPrintable(summary.summaryText()));
+        const int untouched = sh("cd " + quoted(root) + " && getfacl -R . 2>/dev/null | grep -c '^# file' ").toInt()
+            - sh("cd " + quoted(root) + " && getfacl -R . 2>/dev/null | grep -c '^user:nobody'").toInt();
+        QCOMPARE(qint64(untouched), qint64(40 * 6 + 1) - summary.changed - 1);
+    }
+
     void treeGetsTheFolderSettings()
     {
         REQUIRE_ROOT();

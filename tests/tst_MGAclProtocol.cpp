@@ -1,4 +1,7 @@
 #include "MGAclProtocol.h"
+#include "MGPropagationProgress.h"
+
+#include <QCborArray>
 
 #include <QtTest>
 
@@ -51,6 +54,56 @@ private slots:
         QCOMPARE(request.value("locale").toString(), QStringLiteral("de_DE"));
         QCOMPARE(request.value("args").toMap(), (QCborMap{{"url", "/x"}}));
         QCOMPARE(request.size(), 4);
+    }
+
+    // A request's number and method are read without its arguments; anything else reads as
+    // nothing.
+    void headersAreReadWithoutTheArguments()
+    {
+        const QByteArray propagate = MGAclProtocol::request(42, MGAclRemoteMethod::PropagateEntries, "de_DE",
+                                                            {{"path", QByteArray("/x")}, {"entries", QCborArray()}})
+                                         .toCborValue()
+                                         .toCbor();
+        MGAclProtocol::Header header = MGAclProtocol::peek(propagate);
+        QCOMPARE(header.id, 42);
+        QCOMPARE(header.method, MGAclRemoteMethod::PropagateEntries);
+        header = MGAclProtocol::peek(QCborMap{{"method", "stopPropagation:reply:"}, {"id", 7}}.toCborValue().toCbor());
+        QCOMPARE(header.id, 7);
+        QCOMPARE(header.method, MGAclRemoteMethod::StopPropagation);
+        for (const QByteArray &junk : {QByteArray(), QByteArray("\xff\xff"), QCborArray{1, 2}.toCborValue().toCbor(),
+                                       QCborMap{{"id", -3}, {"method", 5}}.toCborValue().toCbor(),
+                                       propagate.left(propagate.size() / 2)}) {
+            header = MGAclProtocol::peek(junk);
+            QVERIFY(!header.method || header.id >= 0);
+            QVERIFY(header.id >= -1);
+        }
+    }
+
+    // Progress reports from elsewhere are read as carefully as replies.
+    void progressReportsRoundTripAndRefuseJunk()
+    {
+        MGPropagationProgress progress;
+        progress.changed = 3;
+        progress.links = 2;
+        progress.failed = 1;
+        progress.failedPaths = {"/a (Permission denied)"};
+        progress.folder = QByteArray("/t/\xff");
+        progress.finished = true;
+        QString why;
+        const auto back = MGPropagationProgress::fromCbor(progress.toCbor(), &why);
+        QVERIFY2(back, qPrintable(why));
+        QCOMPARE(back->toCbor(), progress.toCbor());
+        QCOMPARE(back->summaryText(), QStringLiteral("3 changed, 0 already right, 2 skipped (2 links), 1 failed: "
+                                                     "/a (Permission denied)"));
+        QCborMap bad = progress.toCbor();
+        bad.insert(QStringLiteral("changed"), -1);
+        QVERIFY(!MGPropagationProgress::fromCbor(bad, &why));
+        bad = progress.toCbor();
+        bad.insert(QStringLiteral("extra"), 1);
+        QVERIFY(!MGPropagationProgress::fromCbor(bad, &why));
+        bad = progress.toCbor();
+        bad.insert(QStringLiteral("failedPaths"), QCborArray{1, 2, 3, 4, 5, 6});
+        QVERIFY(!MGPropagationProgress::fromCbor(bad, &why));
     }
 };
 

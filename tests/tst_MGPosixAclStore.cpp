@@ -38,7 +38,7 @@ private slots:
                                     "setfacl -d -m u:nobody:r-x,u:daemon:r--,o::--- %1")
                          .arg(quoted(dir))));
         const MGAclList list = read(dir);
-        QCOMPARE(std::get<QString>(list.first()), MGPosixAclStore::aclTitle());
+        QCOMPARE(std::get<QString>(list.first()), MGPosixLists::aclTitle());
         const auto acl = MGAclLists::aclEntries(list);
         // nobody is in both ACLs: one entry that passes down; daemon (group) applies here only;
         // daemon (user) and the default base entries only pass down.
@@ -49,7 +49,7 @@ private slots:
         for (const auto &e : acl)
             specials += e->identity().isSpecial() ? 1 : 0;
         QCOMPARE(specials, 4); // owner, group, mask and everyone of the default ACL
-        const qsizetype posixTitle = list.indexOf(MGAclItem(MGPosixAclStore::posixTitle()));
+        const qsizetype posixTitle = list.indexOf(MGAclItem(MGPosixLists::posixTitle()));
         QCOMPARE(posixTitle, acl.size() + 1);
         QList<MGAclEntry::Kind> kinds;
         for (qsizetype i = posixTitle + 1; i < list.size(); ++i)
@@ -85,6 +85,21 @@ private slots:
         QTest::qSleep(1100); // a write would show in the change time
         QCOMPARE(MGPosixAclStore::write(path, MGAclLists::deepCopy(list)), MGResultError());
         QCOMPARE(facl(path) + sh("stat -c '%a %u %g %Z' " + quoted(path)), before);
+    }
+
+    // Removing the last named entry leaves no ACL behind: the group keeps what the mask let
+    // it have, in the mode bits, and nothing shows a "+" any more.
+    void removingTheLastNamedEntryLeavesPlainBits()
+    {
+        const QString path = tmp.path("last-named");
+        QVERIFY(shOk("touch " + quoted(path) + " && chmod 664 " + quoted(path) + " && setfacl -m u:nobody:rwx,m::r-- "
+                     + quoted(path)));
+        MGAclList list = read(path);
+        list.removeAt(1); // nobody's entry
+        QCOMPARE(MGPosixAclStore::write(path, list), MGResultError());
+        QCOMPARE(sh("getfacl -cp " + quoted(path)), QStringLiteral("user::rw-\ngroup::r--\nother::r--\n\n"));
+        QVERIFY(!sh("ls -l " + quoted(path)).split(' ').first().endsWith('+'));
+        QCOMPARE(sh("getfattr -m - -d " + quoted(path) + " 2>/dev/null"), QString());
     }
 
     void writeStoresWhatTheListSays()

@@ -1,0 +1,58 @@
+#include "MGAclCommandSupport.h"
+
+#include "MGItemPaths.h"
+#include "MGWorkQueue.h"
+
+#include <QEventLoop>
+#include <QFile>
+#include <cstdio>
+
+namespace MGAclCommandSupport {
+
+int runOnQueue(const std::function<void(std::shared_ptr<MGAclServiceClient>, Finish)> &start)
+{
+    const auto client = MGAclServiceClient::client(QStringLiteral("com.quillwork.Marrowgate.CommandLine"));
+    QEventLoop loop;
+    int status = Failure;
+    auto finish = [&loop, &status](int result) {
+        MGMainQueue::async([&loop, &status, result] {
+            status = result;
+            loop.quit();
+        });
+    };
+    client->queue()->async([client, start, finish] { start(client, finish); });
+    loop.exec();
+    return status;
+}
+
+std::optional<QUrl> itemFor(const QByteArray &path)
+{
+    const MGItemPaths::Resolution resolved = MGItemPaths::resolve(path);
+    if (!resolved.exists) {
+        printError(MGError::posixError(resolved.error, QStringLiteral("Cannot open"), QFile::decodeName(path)));
+        return std::nullopt;
+    }
+    if (resolved.throughLink)
+        std::fprintf(stderr, "%s\n",
+                     qPrintable(QStringLiteral("\u201c%1\u201d leads through a link to \u201c%2\u201d; this is about %2.")
+                                    .arg(QFile::decodeName(path), QFile::decodeName(resolved.path))));
+    return MGItemPaths::urlForNativePath(resolved.path);
+}
+
+void printError(const MGError &error)
+{
+    std::fprintf(stderr, "%s\n", qPrintable(error.fullDescription()));
+}
+
+MGResult<MGPosixItemState> stateOf(const MGAclList &list, const QUrl &url)
+{
+    bool folder = false;
+    for (const MGAclItem &item : list) {
+        if (const MGAclEntry *entry = MGAclLists::entryOf(item))
+            folder = entry->isDirectory();
+    }
+    MGPosixItemState kind;
+    kind.mode = folder ? S_IFDIR : S_IFREG;
+    return MGPosixLists::stateFromList(list, kind, QFile::decodeName(MGItemPaths::nativePath(url)));
+}
+}

@@ -1,0 +1,41 @@
+#pragma once
+
+#include "MGAclServiceClient.h"
+#include "MGPosixLists.h"
+
+#include <QByteArray>
+#include <QUrl>
+#include <functional>
+#include <optional>
+
+// What the text commands share: running a client's calls and waiting for their end,
+// resolving the paths they are given, and saying what went wrong.
+namespace MGAclCommandSupport {
+enum Status { Success = 0, Failure = 1, Dismissed = 2, Stopped = 130, Usage = 64 };
+
+using Finish = std::function<void(int status)>;
+// Runs `start` on a client's work queue and waits, running the event loop, until it
+// calls `finish` with the command's status.
+int runOnQueue(const std::function<void(std::shared_ptr<MGAclServiceClient> client, Finish finish)> &start);
+
+// The item a path argument names, links followed; a note on standard error says when the
+// path led there through a link. Nothing when there is no such item (and it says why).
+std::optional<QUrl> itemFor(const QByteArray &path);
+
+void printError(const MGError &error);
+// The status an operation's outcome ends a command with (and its error printed).
+template <typename Result>
+int statusOf(const typename MGAclServiceClient::Outcome<Result> &outcome)
+{
+    if (outcome.kind == outcome.Succeeded)
+        return Success;
+    if (outcome.kind == outcome.Cancelled)
+        return Dismissed;
+    if (outcome.error)
+        printError(*outcome.error);
+    return Failure;
+}
+
+// The POSIX permissions an entry list read from an item stands for.
+MGResult<MGPosixItemState> stateOf(const MGAclList &list, const QUrl &url);
+}

@@ -1,0 +1,130 @@
+#include "MGAclEditCommands.h"
+
+#include "CBIdentityAuthority.h"
+#include "MGAclCommandSupport.h"
+#include "MGPosixEdits.h"
+
+#include <cstdio>
+
+using namespace MGAclCommandSupport;
+using Entry = MGAclTextFormat::Entry;
+
+namespace {
+// Entries as given, each argument perhaps several separated by commas (as setfacl -m takes them).
+std::optional<QList<Entry>> parseEntries(const QByteArrayList &arguments, bool withPerms)
+{
+    QList<Entry> entries;
+    for (const QByteArray &argument : arguments) {
+        for (const QString &text : QString::fromLocal8Bit(argument).split(QLatin1Char(','), Qt::SkipEmptyParts)) {
+            QString why;
+            if (const auto entry = MGAclTextFormat::parseEntry(text, withPerms, &why)) {
+                entries << *entry;
+                continue;
+            }
+            // A user or group alone: its entries for the item and for new items.
+            const auto identity = withPerms ? std::nullopt
+                                            : CBIdentityAuthority::defaultIdentityAuthority().identityForText(text);
+            if (identity && identity->isUserOrGroup()) {
+                const quint16 tag = identity->isUser() ? MGPosixAcl::User : MGPosixAcl::Group;
+                entries << Entry{false, tag, identity->posixID(), std::nullopt}
+                        << Entry{true, tag, identity->posixID(), std::nullopt};
+                continue;
+            }
+            std::fprintf(stderr, "%s\n", qPrintable(why));
+            return std::nullopt;
+        }
+    }
+    return entries;
+}
+
+// Reads the item, changes its state as `change` says, and writes the result back, only
+// while the item still holds what was read.
+int edit(const QByteArray &path,
+         const std::function<MGResult<MGPosixItemState>(const MGPosixItemState &, const QUrl &)> &change)
+{
+    const std::optional<QUrl> item = itemFor(path);
+    if (!item)
+        return Failure;
+    const QUrl url = *item;
+    return runOnQueue([url, change](std::shared_ptr<MGAclServiceClient> client, Finish finish) {
+        client->getEntriesWithUrl(url, [client, url, change, finish](std::optional<MGAclList> list, MGResultError error) {
+            if (!list) {
+                if (error)
+                    printError(*error);
+                return finish(error ? Failure : Dismissed);
+            }
+            const MGResult<MGPosixItemState> state = stateOf(*list, url);
+            const MGResult<MGPosixItemState> changed = state ? change(*state, url) : state;
+            if (!changed) {
+                printError(changed.error());
+                return finish(Failure);
+            }
+            client->sendEntries(MGAclRemoteMethod::SetEntries, MGPosixLists::listFromState(*changed), url,
+                                [finish](auto outcome) { finish(statusOf<std::monostate>(outcome)); }, *list);
+        });
+    });
+}
+}
+
+namespace MGAclEditCommands {
+
+int set(const QByteArray &path, const QByteArrayList &arguments)
+{
+    const auto entries = parseEntries(arguments, true);
+    if (!entries)
+        return Usage;
+    return edit(path, [entries](const MGPosixItemState &state, const QUrl &url) {
+        return MGPosixEdits::apply(state, *entries, {}, url.toLocalFile());
+    });
+}
+
+int remove(const QByteArray &path, const QByteArrayList &arguments)
+{
+    const auto entries = parseEntries(arguments, false);
+    if (!entries)
+        return Usage;
+    return edit(path, [entries](const MGPosixItemState &state, const QUrl &url) -> MGResult<MGPosixItemState> {
+        // A user or group named alone may have entries of one kind only.
+        QList<Entry> present;
+        for (const Entry &entry : *entries) {
+            const MGPosixAcl &acl = entry.isDefault ? state.defaultAcl : state.access;
+            if (acl.contains(entry.tag, entry.id) || entry.tag == MGPosixAcl::UserObj
+                || entry.tag == MGPosixAcl::GroupObj || entry.tag == MGPosixAcl::Other || entry.tag == MGPosixAcl::Mask)
+                present << entry;
+        }
+        return MGPosixEdits::apply(state, {}, present, url.toLocalFile());
+    });
+}
+
+int copy(const QByteArray &from, const QByteArray &to)
+{
+    const std::optional<QUrl> source = itemFor(from);
+    if (!source)
+        return Failure;
+    const QUrl sourceUrl = *source;
+    // The source's ACL is read first, then the target is changed as `set` changes it.
+    std::optional<MGPosixItemState> sourceState;
+    const int read = runOnQueue([sourceUrl, &sourceState](std::shared_ptr<MGAclServiceClient> client, Finish finish) {
+        client->getEntriesWithUrl(sourceUrl, [sourceUrl, &sourceState, finish](std::optional<MGAclList> list, MGResultError error) {
+            if (!list) {
+                if (error)
+                    printError(*error);
+                return finish(error ? Failure : Dismissed);
+            }
+            const MGResult<MGPosixItemState> state = stateOf(*list, sourceUrl);
+            if (!state) {
+                printError(state.error());
+                return finish(Failure);
+            }
+            sourceState = *state;
+            finish(Success);
+        });
+    });
+    if (read != Success)
+        return read;
+    const MGPosixItemState copied = *sourceState;
+    return edit(to, [copied](const MGPosixItemState &state, const QUrl &) -> MGResult<MGPosixItemState> {
+        return MGPosixEdits::copy(copied, state);
+    });
+}
+}

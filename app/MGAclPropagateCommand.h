@@ -1,0 +1,13 @@
+#pragma once
+
+#include <QByteArray>
+
+// propagate PATH [--dry-run]: gives everything below a folder the folder's owner, group,
+// permissions and inheritable ACL, as the window's Propagate does, showing how far it has
+// come (a line that updates itself on a terminal, a line a second otherwise). Ctrl+C stops
+// it at the next folder, keeping what was done; a second Ctrl+C leaves at once. It ends with
+// the summary: changed, already right, skipped and why, failed. --dry-run walks and counts
+// what would change, changing nothing.
+namespace MGAclPropagateCommand {
+int run(const QByteArray &path, bool dryRun);
+}

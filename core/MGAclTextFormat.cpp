@@ -1,0 +1,298 @@
+#include "MGAclTextFormat.h"
+
+#include "CBIdentityAuthority.h"
+
+#include <QRegularExpression>
+
+namespace MGAclTextFormat {
+
+namespace {
+QByteArray escapeName(const QString &name)
+{
+    return escapePath(name.toUtf8());
+}
+
+QByteArray unescape(const QByteArray &text)
+{
+    const auto octal = [](char c) { return c >= '0' && c <= '7'; };
+    QByteArray out;
+    out.reserve(text.size());
+    for (qsizetype i = 0; i < text.size(); ++i) {
+        if (text[i] == '\\' && i + 3 < text.size() && octal(text[i + 1]) && octal(text[i + 2]) && octal(text[i + 3])) {
+            out += char(((text[i + 1] - '0') << 6) | ((text[i + 2] - '0') << 3) | (text[i + 3] - '0'));
+            i += 3;
+        } else if (text[i] == '\\' && i + 1 < text.size() && text[i + 1] == '\\') {
+            out += '\\';
+            ++i;
+        } else {
+            out += text[i];
+        }
+    }
+    return out;
+}
+
+char permText(quint16 perm, quint16 bit, char letter)
+{
+    return (perm & bit) ? letter : '-';
+}
+
+QByteArray perms(quint16 perm)
+{
+    const char text[3] = {permText(perm, 4, 'r'), permText(perm, 2, 'w'), permText(perm, 1, 'x')};
+    return QByteArray(text, 3);
+}
+
+void writeAcl(QByteArray &out, const MGPosixAcl &acl, const char *prefix, Names &names)
+{
+    // The order getfacl writes: owner, named users, owning group, named groups, mask, other.
+    for (quint16 tag : {MGPosixAcl::UserObj, MGPosixAcl::User, MGPosixAcl::GroupObj, MGPosixAcl::Group,
+                        MGPosixAcl::Mask, MGPosixAcl::Other}) {
+        QList<MGPosixAcl::Entry> matching;
+        for (const MGPosixAcl::Entry &e : acl.entries()) {
+            if (e.tag == tag)
+                matching << e;
+        }
+        std::sort(matching.begin(), matching.end(), [](const auto &a, const auto &b) { return a.id < b.id; });
+        for (const MGPosixAcl::Entry &e : std::as_const(matching)) {
+            out += prefix;
+            switch (e.tag) {
+            case MGPosixAcl::UserObj:
+                out += "user::";
+                break;
+            case MGPosixAcl::User:
+                out += "user:" + names.user(e.id) + ':';
+                break;
+            case MGPosixAcl::GroupObj:
+                out += "group::";
+                break;
+            case MGPosixAcl::Group:
+                out += "group:" + names.group(e.id) + ':';
+                break;
+            case MGPosixAcl::Mask:
+                out += "mask::";
+                break;
+            default:
+                out += "other::";
+                break;
+            }
+            out += perms(e.perm);
+            out += '\n';
+        }
+    }
+}
+
+std::optional<quint32> idFor(const QString &qualifier, bool user)
+{
+    bool numeric = false;
+    const quint32 number = qualifier.toUInt(&numeric);
+    const CBIdentityAuthority &authority = CBIdentityAuthority::defaultIdentityAuthority();
+    const auto named = user ? authority.userWithName(qualifier) : authority.groupWithName(qualifier);
+    if (named)
+        return named->posixID();
+    if (numeric)
+        return number;
+    return std::nullopt;
+}
+}
+
+QByteArray Names::user(uid_t uid)
+{
+    QMutexLocker locker(&m_lock);
+    auto it = m_users.find(uid);
+    if (it == m_users.end()) {
+        const auto user = CBIdentityAuthority::defaultIdentityAuthority().userWithUid(uid);
+        it = m_users.insert(uid, user && !user->posixName().isEmpty() ? escapeName(user->posixName())
+                                                                       : QByteArray::number(uid));
+    }
+    return *it;
+}
+
+QByteArray Names::group(gid_t gid)
+{
+    QMutexLocker locker(&m_lock);
+    auto it = m_groups.find(gid);
+    if (it == m_groups.end()) {
+        const auto group = CBIdentityAuthority::defaultIdentityAuthority().groupWithGid(gid);
+        it = m_groups.insert(gid, group && !group->posixName().isEmpty() ? escapeName(group->posixName())
+                                                                          : QByteArray::number(gid));
+    }
+    return *it;
+}
+
+QByteArray escapePath(const QByteArray &path)
+{
+    QByteArray out;
+    out.reserve(path.size());
+    for (char c : path) {
+        const auto byte = static_cast<unsigned char>(c);
+        if (c == '\\') {
+            out += "\\\\";
+        } else if (c == '\n' || c == '\r') {
+            out += '\\';
+            out += char('0' + ((byte >> 6) & 7));
+            out += char('0' + ((byte >> 3) & 7));
+            out += char('0' + (byte & 7));
+        } else {
+            out += c;
+        }
+    }
+    return out;
+}
+
+QByteArray block(const QByteArray &path, const MGPosixItemState &state, Names &names)
+{
+    QByteArray out;
+    out.reserve(160);
+    out += "# file: " + escapePath(path) + '\n';
+    out += "# owner: " + names.user(state.owner) + '\n';
+    out += "# group: " + names.group(state.group) + '\n';
+    if (state.mode & (S_ISUID | S_ISGID | S_ISVTX))
+        out += QByteArray("# flags: ") + ((state.mode & S_ISUID) ? 's' : '-') + ((state.mode & S_ISGID) ? 's' : '-')
+            + ((state.mode & S_ISVTX) ? 't' : '-') + '\n';
+    writeAcl(out, state.access.isEmpty() ? MGPosixAcl::fromMode(state.mode) : state.access, "", names);
+    if (!state.defaultAcl.isEmpty())
+        writeAcl(out, state.defaultAcl, "default:", names);
+    out += '\n';
+    return out;
+}
+
+std::optional<Entry> parseEntry(const QString &text, bool withPerms, QString *why)
+{
+    QStringList parts = text.trimmed().split(QLatin1Char(':'));
+    Entry entry;
+    if (!parts.isEmpty() && (parts.first() == QLatin1String("d") || parts.first() == QLatin1String("default"))) {
+        entry.isDefault = true;
+        parts.removeFirst();
+    }
+    const auto fail = [&](const QString &problem) -> std::optional<Entry> {
+        if (why)
+            *why = QStringLiteral("\u201c%1\u201d: %2").arg(text.trimmed(), problem);
+        return std::nullopt;
+    };
+    // "u::" names the owner's entry, as "u:" does.
+    if (!withPerms && parts.size() == 3 && parts[2].isEmpty())
+        parts.removeLast();
+    if (parts.size() < 2 || parts.size() > 3 || (withPerms && parts.size() != 3))
+        return fail(withPerms ? QStringLiteral("expected [d:]u|g|m|o:[NAME]:PERMISSIONS")
+                              : QStringLiteral("expected [d:]u|g|m|o:[NAME]"));
+    const QString tag = parts[0];
+    const QString qualifier = parts[1];
+    if (tag == QLatin1String("u") || tag == QLatin1String("user")) {
+        entry.tag = qualifier.isEmpty() ? MGPosixAcl::UserObj : MGPosixAcl::User;
+    } else if (tag == QLatin1String("g") || tag == QLatin1String("group")) {
+        entry.tag = qualifier.isEmpty() ? MGPosixAcl::GroupObj : MGPosixAcl::Group;
+    } else if (tag == QLatin1String("m") || tag == QLatin1String("mask")) {
+        entry.tag = MGPosixAcl::Mask;
+    } else if (tag == QLatin1String("o") || tag == QLatin1String("other")) {
+        entry.tag = MGPosixAcl::Other;
+    } else {
+        return fail(QStringLiteral("\u201c%1\u201d is not u, g, m or o").arg(tag));
+    }
+    if (!qualifier.isEmpty()) {
+        if (entry.tag != MGPosixAcl::User && entry.tag != MGPosixAcl::Group)
+            return fail(QStringLiteral("a mask or other entry names nobody"));
+        const auto id = idFor(QString::fromUtf8(unescape(qualifier.toUtf8())), entry.tag == MGPosixAcl::User);
+        if (!id)
+            return fail(QStringLiteral("there is no %1 \u201c%2\u201d")
+                            .arg(entry.tag == MGPosixAcl::User ? QStringLiteral("user") : QStringLiteral("group"),
+                                 qualifier));
+        entry.id = *id;
+    }
+    if (parts.size() == 3) {
+        quint16 perm = 0;
+        const QString letters = parts[2].trimmed();
+        for (QChar c : letters) {
+            if (c == QLatin1Char('r'))
+                perm |= 4;
+            else if (c == QLatin1Char('w'))
+                perm |= 2;
+            else if (c == QLatin1Char('x') || c == QLatin1Char('X'))
+                perm |= 1;
+            else if (c != QLatin1Char('-'))
+                return fail(QStringLiteral("permissions are r, w, x or -"));
+        }
+        if (letters.isEmpty() || letters.size() > 3)
+            return fail(QStringLiteral("permissions are r, w, x or -"));
+        entry.perm = perm;
+    }
+    return entry;
+}
+
+std::optional<QList<Block>> parse(const QByteArray &text, QString *why)
+{
+    QList<Block> blocks;
+    Block current;
+    bool inBlock = false;
+    int number = 0;
+    const auto fail = [&](const QString &problem) -> std::optional<QList<Block>> {
+        if (why)
+            *why = QStringLiteral("line %1: %2").arg(number).arg(problem);
+        return std::nullopt;
+    };
+    auto finish = [&]() -> bool {
+        if (!inBlock)
+            return true;
+        if (current.access.isEmpty())
+            return false;
+        blocks << current;
+        inBlock = false;
+        return true;
+    };
+    for (const QByteArray &raw : text.split('\n')) {
+        ++number;
+        QByteArray line = raw;
+        if (line.endsWith('\r'))
+            line.chop(1);
+        if (line.trimmed().isEmpty()) {
+            if (!finish())
+                return fail(QStringLiteral("the item before has no entries"));
+            continue;
+        }
+        if (line.startsWith("# file: ")) {
+            if (!finish())
+                return fail(QStringLiteral("the item before has no entries"));
+            current = Block();
+            inBlock = true;
+            current.path = unescape(line.mid(8));
+            current.line = number;
+            continue;
+        }
+        if (!inBlock)
+            return fail(QStringLiteral("expected \u201c# file: PATH\u201d"));
+        if (line.startsWith("# owner: ") || line.startsWith("# group: ")) {
+            const bool user = line.startsWith("# owner: ");
+            const auto id = idFor(QString::fromUtf8(unescape(line.mid(9).trimmed())), user);
+            if (!id)
+                return fail(QStringLiteral("there is no %1 \u201c%2\u201d")
+                                .arg(user ? QStringLiteral("user") : QStringLiteral("group"),
+                                     QString::fromUtf8(line.mid(9).trimmed())));
+            (user ? current.owner : current.group) = *id;
+            continue;
+        }
+        if (line.startsWith("# flags: ")) {
+            const QByteArray flags = line.mid(9).trimmed();
+            if (flags.size() != 3)
+                return fail(QStringLiteral("flags are three letters, such as -s-"));
+            current.flags = (flags[0] == 's' ? S_ISUID : 0) | (flags[1] == 's' ? S_ISGID : 0)
+                | (flags[2] == 't' ? S_ISVTX : 0);
+            continue;
+        }
+        if (line.startsWith('#'))
+            continue;
+        // An entry, perhaps with a comment after it ("\t#effective:r--").
+        const qsizetype comment = line.indexOf('#');
+        const QByteArray entryText = (comment >= 0 ? line.left(comment) : line).trimmed();
+        QString problem;
+        const auto entry = parseEntry(QString::fromUtf8(entryText), true, &problem);
+        if (!entry)
+            return fail(problem);
+        MGPosixAcl &acl = entry->isDefault ? current.defaultAcl : current.access;
+        if (acl.contains(entry->tag, entry->id))
+            return fail(QStringLiteral("a second entry for the same user or group"));
+        acl.set(entry->tag, *entry->perm, entry->id);
+    }
+    if (!finish())
+        return fail(QStringLiteral("the last item has no entries"));
+    return blocks;
+}
+}

@@ -1,0 +1,71 @@
+#pragma once
+
+#include "MGPosixLists.h"
+
+#include <QByteArray>
+#include <QHash>
+#include <QList>
+#include <QMutex>
+#include <optional>
+
+// The text form in which POSIX ACLs are backed up, restored and typed: one block per item,
+//
+//     # file: PATH
+//     # owner: NAME
+//     # group: NAME
+//     # flags: -s-
+//     user::rwx
+//     user:NAME:r-x
+//     group::r-x
+//     mask::r-x
+//     other::---
+//     default:user::rwx
+//     ...
+//
+// followed by an empty line, as the system's getfacl writes it and setfacl --restore reads
+// it. Line breaks in a path are written as \ooo octal escapes and a backslash as two; names
+// are account names where the system knows them, numbers otherwise. An entry typed on a
+// command line has the same form ("u:NAME:rwx", "d:g:NAME:r-x", "m::rx").
+namespace MGAclTextFormat {
+
+// Account names by id, looked up once each; safe to share between threads.
+class Names
+{
+public:
+    QByteArray user(uid_t uid);
+    QByteArray group(gid_t gid);
+
+private:
+    QMutex m_lock;
+    QHash<quint32, QByteArray> m_users, m_groups;
+};
+
+QByteArray block(const QByteArray &path, const MGPosixItemState &state, Names &names);
+QByteArray escapePath(const QByteArray &path);
+
+// One entry as typed or backed up, its qualifier resolved to an id.
+struct Entry
+{
+    bool isDefault = false;
+    quint16 tag = 0; // MGPosixAcl::Tag
+    quint32 id = MGPosixAcl::UndefinedId;
+    std::optional<quint16> perm; // absent: the entry was named without permissions ("-x u:NAME")
+};
+// Reads "[d[efault]:]u[ser]|g[roup]|m[ask]|o[ther]:[QUALIFIER][:PERMS]"; `withPerms` says
+// whether permissions must follow (r, w, x, X in any order, or - for none).
+std::optional<Entry> parseEntry(const QString &text, bool withPerms, QString *why);
+
+// One item of a backup.
+struct Block
+{
+    QByteArray path; // unescaped, as written (relative paths stay relative)
+    std::optional<uid_t> owner;
+    std::optional<gid_t> group;
+    std::optional<mode_t> flags; // S_ISUID, S_ISGID, S_ISVTX
+    MGPosixAcl access;
+    MGPosixAcl defaultAcl;
+    int line = 0; // where the block began, for messages
+};
+// Reads a whole backup; nothing, with `why` naming the line, when a block is malformed.
+std::optional<QList<Block>> parse(const QByteArray &text, QString *why);
+}

@@ -1,0 +1,89 @@
+#include "MGPosixEdits.h"
+
+#include <cerrno>
+
+namespace MGPosixEdits {
+
+namespace {
+// Who the mask limits, with what: the owning group and the named entries.
+QList<MGPosixAcl::Entry> groupClass(const MGPosixAcl &acl)
+{
+    QList<MGPosixAcl::Entry> members;
+    for (const MGPosixAcl::Entry &e : acl.entries()) {
+        if (e.tag == MGPosixAcl::User || e.tag == MGPosixAcl::Group || e.tag == MGPosixAcl::GroupObj)
+            members << e;
+    }
+    std::sort(members.begin(), members.end(), [](const auto &a, const auto &b) {
+        return a.tag != b.tag ? a.tag < b.tag : a.id < b.id;
+    });
+    return members;
+}
+
+MGPosixAcl without(const MGPosixAcl &acl, quint16 tag, quint32 id)
+{
+    MGPosixAcl result;
+    for (const MGPosixAcl::Entry &e : acl.entries()) {
+        if (!(e.tag == tag && e.id == id))
+            result.set(e.tag, e.perm, e.id);
+    }
+    return result;
+}
+
+void followMask(MGPosixAcl &acl, const MGPosixAcl &before, bool maskSet)
+{
+    if (maskSet || acl.isEmpty())
+        return;
+    if (acl.hasNamedEntries() && (!acl.contains(MGPosixAcl::Mask) || groupClass(acl) != groupClass(before)))
+        acl.set(MGPosixAcl::Mask, acl.groupClassUnion());
+}
+
+MGError refused(const QString &path, const QString &why)
+{
+    return MGError::posixError(EINVAL, QStringLiteral("Cannot change the permissions of \u201c%1\u201d: %2").arg(path, why));
+}
+}
+
+MGResult<MGPosixItemState> apply(const MGPosixItemState &state, const QList<MGAclTextFormat::Entry> &set,
+                                 const QList<MGAclTextFormat::Entry> &remove, const QString &path)
+{
+    MGPosixItemState result = state;
+    bool accessMaskSet = false, defaultMaskSet = false;
+    for (const MGAclTextFormat::Entry &entry : remove) {
+        if (entry.isDefault && !state.isDirectory())
+            return refused(path, QStringLiteral("only folders have entries for new items"));
+        const bool named = entry.tag == MGPosixAcl::User || entry.tag == MGPosixAcl::Group;
+        if (!named && !entry.isDefault)
+            return refused(path, QStringLiteral("the owner, owning group, mask and other entries of an item cannot be "
+                                                "removed, only changed"));
+        MGPosixAcl &acl = entry.isDefault ? result.defaultAcl : result.access;
+        acl = without(acl, entry.tag, entry.id);
+    }
+    for (const MGAclTextFormat::Entry &entry : set) {
+        if (entry.isDefault && !state.isDirectory())
+            return refused(path, QStringLiteral("only folders have entries for new items"));
+        MGPosixAcl &acl = entry.isDefault ? result.defaultAcl : result.access;
+        // A folder's first entry for new items brings the base entries along, from the
+        // folder's own ACL, as setfacl does.
+        if (entry.isDefault && acl.isEmpty()) {
+            for (quint16 tag : {MGPosixAcl::UserObj, MGPosixAcl::GroupObj, MGPosixAcl::Other})
+                acl.set(tag, result.access.perm(tag).value_or(0));
+        }
+        acl.set(entry.tag, entry.perm.value_or(0), entry.id);
+        if (entry.tag == MGPosixAcl::Mask)
+            (entry.isDefault ? defaultMaskSet : accessMaskSet) = true;
+    }
+    followMask(result.access, state.access, accessMaskSet);
+    followMask(result.defaultAcl, state.defaultAcl, defaultMaskSet);
+    result.mode = (state.mode & ~mode_t(0777)) | result.access.permissionBits();
+    return result;
+}
+
+MGPosixItemState copy(const MGPosixItemState &from, const MGPosixItemState &to)
+{
+    MGPosixItemState result = to;
+    result.access = from.access.isEmpty() ? MGPosixAcl::fromMode(from.mode) : from.access;
+    result.defaultAcl = to.isDirectory() ? from.defaultAcl : MGPosixAcl();
+    result.mode = (to.mode & ~mode_t(0777)) | result.access.permissionBits();
+    return result;
+}
+}

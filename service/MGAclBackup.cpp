@@ -1,0 +1,87 @@
+#include "MGAclBackup.h"
+
+#include "MGPosixAclStore.h"
+
+#include <cerrno>
+#include <fcntl.h>
+#include <unistd.h>
+
+MGAclBackup::MGAclBackup(const MGFileItem &item, Sink sink) : m_item(item), m_sink(std::move(sink))
+{
+}
+
+int MGAclBackup::write(int fd, const struct statx &status, const QByteArray &path, bool folder)
+{
+    MGPosixItemState state{status.stx_uid, status.stx_gid, status.stx_mode, {}, {}};
+    for (const auto &[name, target] : {std::pair{MGPosixAcl::AccessAttribute, &state.access},
+                                       std::pair{MGPosixAcl::DefaultAttribute, &state.defaultAcl}}) {
+        if (!folder && target == &state.defaultAcl)
+            break;
+        QByteArray value;
+        if (const int error = MGDescriptors::attribute(fd, name, &value))
+            return error;
+        if (value.isEmpty())
+            continue;
+        const auto acl = MGPosixAcl::fromXattr(value);
+        if (!acl)
+            return EILSEQ;
+        *target = *acl;
+    }
+    // getfacl writes an absolute path without its leading slash.
+    const QByteArray text = MGAclTextFormat::block(path.startsWith('/') ? path.mid(1) : path, state, m_names);
+    ++m_items;
+    QMutexLocker locker(&m_lock);
+    m_pending += text;
+    if (m_pending.size() >= PieceSize) {
+        m_sink(m_pending);
+        m_pending.clear();
+    }
+    return 0;
+}
+
+void MGAclBackup::folder(int fd, const struct statx &status, const QByteArray &path)
+{
+    if (const int error = write(fd, status, path, true))
+        m_walker->fail(path, error);
+}
+
+void MGAclBackup::item(int fd, const struct statx &status, const QByteArray &path)
+{
+    if (const int error = write(fd, status, path, false))
+        m_walker->fail(path, error);
+}
+
+MGResult<qint64> MGAclBackup::run()
+{
+    const QString failure = QStringLiteral("Cannot back up the permissions of");
+    struct statx st;
+    if (const int error = m_item.status(&st))
+        return m_item.error(error, failure);
+    // The item itself first; below a folder, everything the walk reaches.
+    if (const int error = write(m_item.descriptor(), st, m_item.path(), S_ISDIR(st.stx_mode)))
+        return m_item.error(error, failure);
+    if (S_ISDIR(st.stx_mode)) {
+        const int fd = openat(m_item.descriptor(), ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+        if (fd < 0)
+            return m_item.error(errno, failure);
+        m_walker.reset(new MGTreeWalker(this, st.stx_mnt_id));
+        m_walker->setStopFlag(m_stop);
+        m_walker->walk(fd, m_item.path());
+    }
+    QMutexLocker locker(&m_lock);
+    if (!m_pending.isEmpty())
+        m_sink(m_pending);
+    m_pending.clear();
+    locker.unlock();
+    if (m_walker) {
+        const MGTreeWalker::Counts counts = m_walker->counts();
+        if (counts.failed > 0)
+            return MGError::posixError(
+                counts.firstError, QStringLiteral("%1 of the items below \u201c%2\u201d could not be read: %3%4")
+                                       .arg(counts.failed)
+                                       .arg(m_item.shownPath(), counts.failedPaths.join(QStringLiteral(", ")),
+                                            counts.failed > counts.failedPaths.size() ? QStringLiteral(", \u2026")
+                                                                                      : QString()));
+    }
+    return qint64(m_items);
+}

@@ -1,0 +1,48 @@
+#pragma once
+
+#include "MGAclTextFormat.h"
+#include "MGError.h"
+#include "MGFileItem.h"
+#include "MGTreeWalker.h"
+
+#include <functional>
+
+// Writes the ACLs of an item and everything below it in the text form that getfacl -R
+// writes and setfacl --restore reads (MGAclTextFormat), walking as MGTreeWalker does: no
+// link followed, no mount point crossed. Special files are included (reading their ACL
+// opens nothing); links are not. Paths are written without their leading slash, as
+// getfacl writes absolute paths.
+//
+// The text goes to the sink in pieces of about 64 KiB, as the walk produces it, so a tree
+// of any size is never held whole; the sink may take its time (a pipe's back pressure
+// slows the walk). The order of the items is the walk's.
+class MGAclBackup : private MGTreeWalker::Visitor
+{
+public:
+    using Sink = std::function<void(const QByteArray &text)>;
+
+    MGAclBackup(const MGFileItem &item, Sink sink);
+    void setStopFlag(std::shared_ptr<const std::atomic<bool>> stop) { m_stop = std::move(stop); }
+
+    // The number of items written, or the error that kept the item itself from being read.
+    // Items below that cannot be read are left out and reported after the walk.
+    MGResult<qint64> run();
+
+private:
+    void folder(int fd, const struct statx &status, const QByteArray &path) override;
+    void item(int fd, const struct statx &status, const QByteArray &path) override;
+    bool visitsSpecialFiles() const override { return true; }
+    // Adds an item's block to the text; 0 or the errno that kept it from being read.
+    int write(int fd, const struct statx &status, const QByteArray &path, bool folder);
+
+    static constexpr qsizetype PieceSize = 64 * 1024;
+
+    const MGFileItem &m_item;
+    Sink m_sink;
+    std::shared_ptr<const std::atomic<bool>> m_stop;
+    std::unique_ptr<MGTreeWalker> m_walker;
+    MGAclTextFormat::Names m_names;
+    QMutex m_lock; // the pending text, and one sink call at a time
+    QByteArray m_pending;
+    std::atomic<qint64> m_items = 0;
+};

@@ -1,0 +1,363 @@
+#include "MGTreeWalker.h"
+
+#include <QFile>
+#include <algorithm>
+#include <cerrno>
+#include <climits>
+#include <condition_variable>
+#include <cstring>
+#include <dirent.h>
+#include <fcntl.h>
+#include <liburing.h>
+#include <mutex>
+#include <optional>
+#include <sys/syscall.h>
+#include <thread>
+#include <unistd.h>
+
+namespace {
+struct LinuxDirent64
+{
+    ino64_t d_ino;
+    off64_t d_off;
+    unsigned short d_reclen;
+    unsigned char d_type;
+    char d_name[];
+};
+
+constexpr unsigned StatusMask = STATX_TYPE | STATX_MODE | STATX_UID | STATX_GID | STATX_NLINK | STATX_MNT_ID;
+constexpr int NoResult = INT_MIN;
+
+bool isSpecialType(unsigned char type)
+{
+    return type == DT_FIFO || type == DT_SOCK || type == DT_CHR || type == DT_BLK;
+}
+}
+
+// A folder's descriptor, open while any of its subfolders still waits to be visited.
+struct MGTreeWalker::Descriptor
+{
+    int fd;
+    explicit Descriptor(int descriptor) : fd(descriptor) {}
+    ~Descriptor() { close(fd); }
+};
+
+struct MGTreeWalker::Task
+{
+    std::shared_ptr<Descriptor> parent;
+    QByteArray name;
+    QByteArray path;
+};
+
+struct MGTreeWalker::Item
+{
+    QByteArray name;
+    unsigned char type;
+};
+
+// Opens many files of one folder O_PATH, asks their status through the descriptors and
+// closes them, each step in one io_uring batch; without io_uring, one call per file.
+class MGTreeWalker::FileBatch
+{
+public:
+    static constexpr unsigned Depth = 256;
+
+    FileBatch() : m_ready(io_uring_queue_init(Depth, &m_ring, 0) == 0) {}
+    ~FileBatch()
+    {
+        if (m_ready)
+            io_uring_queue_exit(&m_ring);
+    }
+
+    // fds[i]: a descriptor for items[first + i], or -errno.
+    void open(int dirFd, const QList<Item> &items, qsizetype first, qsizetype count, std::vector<int> &fds)
+    {
+        const int flags = O_PATH | O_NOFOLLOW | O_CLOEXEC;
+        run(
+            count, fds,
+            [&](io_uring_sqe *sqe, qsizetype i) { io_uring_prep_openat(sqe, dirFd, items[first + i].name.constData(), flags, 0); },
+            [&](qsizetype i) {
+                const int fd = openat(dirFd, items[first + i].name.constData(), flags);
+                return fd >= 0 ? fd : -errno;
+            });
+    }
+
+    // status[i] and errors[i] (0 or -errno) for each open descriptor of `fds`.
+    void status(const std::vector<int> &fds, std::vector<struct statx> &status, std::vector<int> &errors)
+    {
+        status.assign(fds.size(), {});
+        run(
+            qsizetype(fds.size()), errors,
+            [&](io_uring_sqe *sqe, qsizetype i) {
+                if (fds[i] >= 0)
+                    io_uring_prep_statx(sqe, fds[i], "", AT_EMPTY_PATH | AT_SYMLINK_NOFOLLOW, StatusMask, &status[i]);
+                else
+                    io_uring_prep_nop(sqe);
+            },
+            [&](qsizetype i) {
+                if (fds[i] < 0)
+                    return 0;
+                return statx(fds[i], "", AT_EMPTY_PATH | AT_SYMLINK_NOFOLLOW, StatusMask, &status[i]) == 0 ? 0 : -errno;
+            });
+    }
+
+    void close(const std::vector<int> &fds)
+    {
+        std::vector<int> results;
+        run(
+            qsizetype(fds.size()), results,
+            [&](io_uring_sqe *sqe, qsizetype i) {
+                if (fds[i] >= 0)
+                    io_uring_prep_close(sqe, fds[i]);
+                else
+                    io_uring_prep_nop(sqe);
+            },
+            [&](qsizetype i) { return fds[i] >= 0 ? ::close(fds[i]) : 0; });
+    }
+
+private:
+    // Runs one operation per index, as a batch when it can, and stores the results.
+    template <typename Prepare, typename Call>
+    void run(qsizetype count, std::vector<int> &results, Prepare prepare, Call call)
+    {
+        results.assign(size_t(count), NoResult);
+        if (m_ready && count > 0) {
+            for (qsizetype i = 0; i < count; ++i) {
+                io_uring_sqe *sqe = io_uring_get_sqe(&m_ring);
+                prepare(sqe, i);
+                io_uring_sqe_set_data64(sqe, quint64(i));
+            }
+            int submitted = io_uring_submit_and_wait(&m_ring, unsigned(count));
+            if (submitted != int(count))
+                m_ready = false; // what was not submitted is done one by one below
+            for (int done = 0; done < std::max(submitted, 0); ++done) {
+                io_uring_cqe *cqe = nullptr;
+                if (io_uring_wait_cqe(&m_ring, &cqe) != 0)
+                    break;
+                results[io_uring_cqe_get_data64(cqe)] = cqe->res;
+                io_uring_cqe_seen(&m_ring, cqe);
+            }
+        }
+        for (qsizetype i = 0; i < count; ++i) {
+            if (results[i] == NoResult)
+                results[i] = call(i);
+        }
+    }
+
+    io_uring m_ring;
+    bool m_ready;
+};
+
+MGTreeWalker::MGTreeWalker(Visitor *visitor, quint64 mountId) : m_visitor(visitor), m_mount(mountId)
+{
+}
+
+void MGTreeWalker::setProgressHandler(std::function<void(const QByteArray &)> handler, std::chrono::milliseconds interval)
+{
+    m_progress = std::move(handler);
+    m_progressInterval = interval;
+}
+
+void MGTreeWalker::reportProgress(const QByteArray &folder)
+{
+    if (!m_progress)
+        return;
+    const auto now = std::chrono::steady_clock::now().time_since_epoch().count();
+    auto next = m_nextReport.load();
+    // One thread reports; the others go on walking.
+    if (now < next || !m_nextReport.compare_exchange_strong(next, now + m_progressInterval.count()))
+        return;
+    QMutexLocker locker(&m_progressLock);
+    m_progress(folder);
+}
+
+void MGTreeWalker::fail(const QByteArray &path, int error)
+{
+    QMutexLocker locker(&m_failureLock);
+    if (m_failures++ == 0)
+        m_firstError = error;
+    if (m_failedPaths.size() < ReportedPaths)
+        m_failedPaths << QStringLiteral("%1 (%2)").arg(QFile::decodeName(path), QString::fromLocal8Bit(strerror(error)));
+}
+
+MGTreeWalker::Counts MGTreeWalker::counts() const
+{
+    Counts counts;
+    counts.links = m_links;
+    counts.otherMounts = m_otherMounts;
+    counts.special = m_special;
+    counts.changedWhileWalking = m_changedWhileWalking;
+    QMutexLocker locker(&m_failureLock);
+    counts.failed = m_failures;
+    counts.failedPaths = m_failedPaths;
+    counts.firstError = m_firstError;
+    return counts;
+}
+
+bool MGTreeWalker::readFolder(int fd, const QByteArray &path, QList<QByteArray> &subfolders, QList<Item> &files)
+{
+    alignas(LinuxDirent64) char buffer[32 * 1024];
+    for (;;) {
+        const long n = syscall(SYS_getdents64, fd, buffer, sizeof buffer);
+        if (n == 0)
+            return true;
+        if (n < 0) {
+            fail(path, errno);
+            return false;
+        }
+        for (long offset = 0; offset < n;) {
+            const auto *entry = reinterpret_cast<const LinuxDirent64 *>(buffer + offset);
+            offset += entry->d_reclen;
+            const char *name = entry->d_name;
+            if (name[0] == '.' && (name[1] == 0 || (name[1] == '.' && name[2] == 0)))
+                continue;
+            // What the listing already tells is not opened at all.
+            if (entry->d_type == DT_DIR)
+                subfolders << QByteArray(name);
+            else if (entry->d_type == DT_LNK)
+                ++m_links;
+            else if (isSpecialType(entry->d_type) && !m_visitor->visitsSpecialFiles())
+                ++m_special;
+            else
+                files << Item{QByteArray(name), entry->d_type};
+        }
+    }
+}
+
+// The folders still to visit, shared by the walking threads. A thread takes the most
+// recently found folder, so the walk goes deep first and few descriptors stay open.
+class MGTreeWalker::Walk
+{
+public:
+    void add(QList<Task> tasks)
+    {
+        std::lock_guard<std::mutex> locker(m_lock);
+        m_outstanding += tasks.size();
+        m_tasks.append(std::move(tasks));
+        m_ready.notify_all();
+    }
+    // The next folder, or nothing once every folder has been visited.
+    std::optional<Task> take()
+    {
+        std::unique_lock<std::mutex> locker(m_lock);
+        m_ready.wait(locker, [this] { return !m_tasks.isEmpty() || m_outstanding == 0; });
+        if (m_tasks.isEmpty())
+            return std::nullopt;
+        return m_tasks.takeLast();
+    }
+    void done()
+    {
+        std::lock_guard<std::mutex> locker(m_lock);
+        if (--m_outstanding == 0)
+            m_ready.notify_all();
+    }
+
+private:
+    std::mutex m_lock;
+    std::condition_variable m_ready;
+    QList<Task> m_tasks;
+    qsizetype m_outstanding = 0;
+};
+
+void MGTreeWalker::visitFolder(int fd, const QByteArray &path, FileBatch &batch, Walk &walk,
+                                  const std::shared_ptr<Descriptor> &self)
+{
+    QList<QByteArray> subfolders;
+    QList<Item> files;
+    if (!readFolder(fd, path, subfolders, files))
+        return;
+    std::vector<int> fds, errors;
+    std::vector<struct statx> status;
+    for (qsizetype first = 0; first < files.size(); first += FileBatch::Depth) {
+        const qsizetype count = std::min<qsizetype>(FileBatch::Depth, files.size() - first);
+        batch.open(fd, files, first, count, fds);
+        batch.status(fds, status, errors);
+        for (qsizetype i = 0; i < count; ++i) {
+            const Item &item = files[first + i];
+            const QByteArray shown = path + '/' + item.name;
+            if (fds[i] < 0) {
+                if (fds[i] == -ENOENT)
+                    ++m_changedWhileWalking; // removed since the listing
+                else
+                    fail(shown, -fds[i]);
+            } else if (errors[i] < 0) {
+                fail(shown, -errors[i]);
+            } else if (S_ISDIR(status[i].stx_mode)) {
+                // A folder the listing could not tell apart is visited as one; one that
+                // replaced a file since the listing is not.
+                if (item.type == DT_UNKNOWN)
+                    subfolders << item.name;
+                else
+                    ++m_changedWhileWalking;
+            } else if (item.type != DT_UNKNOWN && IFTODT(status[i].stx_mode) != item.type) {
+                ++m_changedWhileWalking; // something else took the name since the listing
+            } else if (S_ISLNK(status[i].stx_mode)) {
+                ++m_links;
+            } else if (status[i].stx_mnt_id != m_mount) {
+                ++m_otherMounts; // a file mounted over this one
+            } else if (!S_ISREG(status[i].stx_mode) && !m_visitor->visitsSpecialFiles()) {
+                ++m_special;
+            } else {
+                m_visitor->item(fds[i], status[i], shown);
+            }
+        }
+        batch.close(fds);
+    }
+    QList<Task> tasks;
+    for (const QByteArray &name : std::as_const(subfolders))
+        tasks << Task{self, name, path + '/' + name};
+    walk.add(std::move(tasks));
+    reportProgress(path);
+}
+
+void MGTreeWalker::walk(int rootFd, const QByteArray &rootPath)
+{
+    Walk walk;
+    auto work = [&](FileBatch &batch) {
+        while (std::optional<Task> task = walk.take()) {
+            if (stopped()) {
+                // Asked to stop: the folders still waiting are let go unvisited.
+                task->parent.reset();
+                walk.done();
+                continue;
+            }
+            const int fd = openat(task->parent->fd, task->name.constData(),
+                                  O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC | O_NONBLOCK);
+            task->parent.reset();
+            struct statx st;
+            if (fd < 0) {
+                // A link or a file in the folder's place, or nothing: it changed since the
+                // listing, and what is there now is left alone.
+                if (errno == ENOTDIR || errno == ELOOP || errno == ENOENT)
+                    ++m_changedWhileWalking;
+                else
+                    fail(task->path, errno);
+            } else if (statx(fd, "", AT_EMPTY_PATH, StatusMask, &st) != 0) {
+                fail(task->path, errno);
+                close(fd);
+            } else if (st.stx_mnt_id != m_mount) {
+                ++m_otherMounts; // another file system or a mount point: leave it alone
+                close(fd);
+            } else {
+                m_visitor->folder(fd, st, task->path);
+                visitFolder(fd, task->path, batch, walk, std::make_shared<Descriptor>(fd));
+            }
+            walk.done();
+        }
+    };
+    FileBatch mine;
+    visitFolder(rootFd, rootPath, mine, walk, std::make_shared<Descriptor>(rootFd));
+    // Changing an inode often waits for it to be read or for the journal, so twice as
+    // many threads as processors keep the processors busy (measured: 4 threads on 2 cores
+    // propagate 2.7 times as fast as 1).
+    const unsigned threads = std::clamp(2 * std::thread::hardware_concurrency(), 2u, 8u);
+    std::vector<std::thread> helpers;
+    for (unsigned i = 1; i < threads; ++i)
+        helpers.emplace_back([&work] {
+            FileBatch batch;
+            work(batch);
+        });
+    work(mine);
+    for (std::thread &helper : helpers)
+        helper.join();
+}

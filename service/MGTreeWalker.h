@@ -1,0 +1,97 @@
+#pragma once
+
+#include <QByteArray>
+#include <QMutex>
+#include <QStringList>
+#include <atomic>
+#include <chrono>
+#include <functional>
+#include <memory>
+#include <sys/stat.h>
+
+// Walks everything below a folder, safely, for whoever visits the items.
+//
+// The walk starts from the folder's descriptor and works on descriptors only: each folder
+// is opened relative to its parent with O_NOFOLLOW | O_DIRECTORY, each other item is opened
+// O_PATH | O_NOFOLLOW (which opens no device, FIFO or file) and handed to the visitor with
+// the status asked through that descriptor. So no path is ever looked up from the root,
+// paths may be of any length, and what the visitor sees is what it may change.
+//
+// Never followed nor visited, and counted: symbolic links, anything on another file system
+// or behind a mount point (bind mounts of the same file system included), and items
+// swapped or removed between the listing and their visit. Items that cannot be reached are
+// counted as failures and the first few kept with their error.
+//
+// The items of a folder are opened, asked for their status and closed in io_uring batches
+// (a system call per batch instead of one per item). Folders are handed out to two threads
+// per processor, deepest first, so few descriptors stay open.
+class MGTreeWalker
+{
+public:
+    class Visitor
+    {
+    public:
+        virtual ~Visitor() = default;
+        // A folder below the root, open for reading; called before its items are visited.
+        virtual void folder(int fd, const struct statx &status, const QByteArray &path) = 0;
+        // Any other item of the same file system (a regular file, or a special file when
+        // wanted), through an O_PATH descriptor.
+        virtual void item(int fd, const struct statx &status, const QByteArray &path) = 0;
+        // Special files (devices, FIFOs, sockets) are visited only when this answers true;
+        // otherwise they are counted without being opened.
+        virtual bool visitsSpecialFiles() const { return false; }
+    };
+
+    struct Counts
+    {
+        qint64 links = 0;
+        qint64 otherMounts = 0;
+        qint64 special = 0; // left unvisited
+        qint64 changedWhileWalking = 0;
+        qint64 failed = 0;
+        QStringList failedPaths; // the first ReportedPaths, each with its error
+        int firstError = 0;
+    };
+    static constexpr int ReportedPaths = 5;
+
+    MGTreeWalker(Visitor *visitor, quint64 mountId);
+
+    // Once the flag is set, the walk ends at the next folder.
+    void setStopFlag(std::shared_ptr<const std::atomic<bool>> stop) { m_stop = std::move(stop); }
+    bool stopped() const { return m_stop && m_stop->load(std::memory_order_relaxed); }
+    // Called from the walking threads, one at a time and at most every `interval`, with the
+    // folder the walk has just finished.
+    void setProgressHandler(std::function<void(const QByteArray &folder)> handler, std::chrono::milliseconds interval);
+
+    // Walks below the folder open at `rootFd` (which the walk closes), named `rootPath`.
+    void walk(int rootFd, const QByteArray &rootPath);
+
+    // For visitors: an item that could not be handled, with its errno.
+    void fail(const QByteArray &path, int error);
+    void countSkippedSpecial() { ++m_special; }
+    Counts counts() const;
+
+private:
+    struct Item;
+    struct Descriptor;
+    struct Task;
+    class FileBatch;
+    class Walk;
+
+    bool readFolder(int fd, const QByteArray &path, QList<QByteArray> &subfolders, QList<Item> &items);
+    void visitFolder(int fd, const QByteArray &path, FileBatch &batch, Walk &walk, const std::shared_ptr<Descriptor> &self);
+    void reportProgress(const QByteArray &folder);
+
+    Visitor *m_visitor;
+    quint64 m_mount;
+    std::shared_ptr<const std::atomic<bool>> m_stop;
+    std::atomic<qint64> m_links = 0, m_otherMounts = 0, m_special = 0, m_changedWhileWalking = 0;
+    std::function<void(const QByteArray &)> m_progress;
+    std::chrono::steady_clock::duration m_progressInterval{};
+    std::atomic<std::chrono::steady_clock::rep> m_nextReport = 0;
+    QMutex m_progressLock;
+    mutable QMutex m_failureLock;
+    qint64 m_failures = 0;
+    int m_firstError = 0;
+    QStringList m_failedPaths;
+};

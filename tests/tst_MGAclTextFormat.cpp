@@ -1,0 +1,113 @@
+// The backup text: what getfacl writes is read back to the same ACLs, and what is written
+// is what getfacl writes for the same items.
+#include "MGAclTextFormat.h"
+#include "MGFileItem.h"
+#include "MGPosixAclStore.h"
+#include "ShellHelpers.h"
+
+using namespace MGAclTextFormat;
+
+class tst_MGAclTextFormat : public QObject
+{
+    Q_OBJECT
+
+    SharedTemporaryDir tmp;
+
+    static MGPosixItemState stateOf(const QString &path)
+    {
+        const MGResult<MGFileItem> item = MGFileItem::open(QFile::encodeName(path), "read");
+        if (!item)
+            return {};
+        const MGResult<MGPosixItemState> state = MGPosixAclStore::readState(*item);
+        return state ? *state : MGPosixItemState();
+    }
+
+private slots:
+    // Items with odd names, named and numeric identities, default ACLs and special bits:
+    // each block is what getfacl writes, byte for byte (without its effective comments).
+    void blocksAreWhatGetfaclWrites_data()
+    {
+        QTest::addColumn<QString>("setup");
+        QTest::newRow("plain file") << "touch x && chmod 640 x";
+        QTest::newRow("named entries") << "touch x && setfacl -m u:nobody:rw,g:adm:r,u:4242:x x";
+        QTest::newRow("folder with defaults and set-id") << "mkdir x && chmod 2775 x && setfacl -d -m u:daemon:rwx,g:4343:r x";
+        QTest::newRow("sticky folder") << "mkdir x && chmod 1777 x";
+    }
+    void blocksAreWhatGetfaclWrites()
+    {
+        QFETCH(QString, setup);
+        const QString folder = tmp.path(QString::number(qHash(setup)));
+        QVERIFY(shOk("mkdir -p " + quoted(folder) + " && cd " + quoted(folder) + " && " + setup));
+        Names names;
+        const QByteArray ours = block(QFile::encodeName(folder + "/x").mid(1), stateOf(folder + "/x"), names);
+        const QString theirs = sh("getfacl -E --absolute-names " + quoted(folder + "/x") + " | sed 's|^# file: /|# file: |'");
+        QCOMPARE(QString::fromUtf8(ours), theirs);
+    }
+
+    void oddNamesAreEscapedAsGetfaclEscapesThem()
+    {
+        const QString odd = tmp.path("we ird\nna\\me\x01");
+        QVERIFY(shOk("touch " + quoted(odd)));
+        Names names;
+        const QByteArray ours = block(QFile::encodeName(odd).mid(1), stateOf(odd), names);
+        const QString theirs = sh("getfacl -E --absolute-names " + quoted(odd) + " | sed 's|^# file: /|# file: |'");
+        QCOMPARE(QString::fromUtf8(ours), theirs);
+        QCOMPARE(escapePath("a\\b\nc"), QByteArray("a\\\\b\\012c"));
+    }
+
+    // What getfacl -R writes reads back to each item's own ACLs.
+    void getfaclBackupsReadBack()
+    {
+        const QString root = tmp.path("tree");
+        QVERIFY(shOk("mkdir -p " + quoted(root) + "/sub && cd " + quoted(root) + " && touch a sub/b 'c d' && "
+                     "setfacl -m u:nobody:rwx,m::r a && setfacl -d -m g:adm:rx sub && chown 1:2 sub/b"));
+        QString why;
+        const auto blocks = parse(sh("cd " + quoted(root) + " && getfacl -R . 2>/dev/null").toUtf8(), &why);
+        QVERIFY2(blocks, qPrintable(why));
+        QCOMPARE(blocks->size(), 5);
+        for (const Block &b : *blocks) {
+            const MGPosixItemState state = stateOf(root + "/" + QFile::decodeName(b.path));
+            QVERIFY2(b.access == (state.access.isEmpty() ? MGPosixAcl::fromMode(state.mode) : state.access), b.path.constData());
+            QVERIFY2(b.defaultAcl == state.defaultAcl, b.path.constData());
+            QCOMPARE(*b.owner, state.owner);
+            QCOMPARE(*b.group, state.group);
+        }
+    }
+
+    void malformedTextsSayWhere_data()
+    {
+        QTest::addColumn<QByteArray>("text");
+        QTest::addColumn<QString>("problem");
+        QTest::newRow("no file line") << QByteArray("user::rwx\n") << "line 1: expected \u201c# file: PATH\u201d";
+        QTest::newRow("bad tag") << QByteArray("# file: a\nuser::rwx\nbogus::rwx\n") << "line 3: \u201cbogus::rwx\u201d: \u201cbogus\u201d is not u, g, m or o";
+        QTest::newRow("bad permissions") << QByteArray("# file: a\nuser::rwz\n") << "line 2: \u201cuser::rwz\u201d: permissions are r, w, x or -";
+        QTest::newRow("unknown user") << QByteArray("# file: a\n# owner: no-such-user-here\n") << "line 2: there is no user \u201cno-such-user-here\u201d";
+        QTest::newRow("twice") << QByteArray("# file: a\nuser:nobody:r\nuser:nobody:w\n") << "line 3: a second entry for the same user or group";
+        QTest::newRow("empty item") << QByteArray("# file: a\n# owner: root\n\n") << "line 3: the item before has no entries";
+    }
+    void malformedTextsSayWhere()
+    {
+        QFETCH(QByteArray, text);
+        QFETCH(QString, problem);
+        QString why;
+        QVERIFY(!parse(text, &why));
+        QCOMPARE(why, problem);
+    }
+
+    void entriesAsTyped()
+    {
+        QString why;
+        auto e = parseEntry("d:u:nobody:rX", true, &why);
+        QVERIFY(e && e->isDefault && e->tag == MGPosixAcl::User && e->id == 65534 && *e->perm == 5);
+        e = parseEntry("group::-", true, &why);
+        QVERIFY(e && !e->isDefault && e->tag == MGPosixAcl::GroupObj && *e->perm == 0);
+        e = parseEntry("u:4711", false, &why); // an id without an account
+        QVERIFY(e && e->id == 4711 && !e->perm);
+        QVERIFY(!parseEntry("m:nobody:r", true, &why));
+        QVERIFY(!parseEntry("u:nobody", true, &why));
+        QCOMPARE(why, QStringLiteral("\u201cu:nobody\u201d: expected [d:]u|g|m|o:[NAME]:PERMISSIONS"));
+    }
+};
+
+QTEST_GUILESS_MAIN(tst_MGAclTextFormat)
+#include "tst_MGAclTextFormat.moc"
