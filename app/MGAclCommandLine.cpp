@@ -158,8 +158,12 @@ int MGAclCommandLine::run(const QByteArrayList &arguments)
             return Failure;
         const QUrl url = *item;
         const QUuid uuid = identity->uniqueIdentifier();
-        return runOnQueue([url, uuid](std::shared_ptr<MGAclServiceClient> client, std::function<void(int)> finish) {
-            client->getAccessWithUrl(url, uuid, [finish](auto tree, MGResultError error) {
+        return runOnQueue([url, uuid, who](std::shared_ptr<MGAclServiceClient> client, std::function<void(int)> finish) {
+            client->getAccessWithUrl(url, uuid, [finish, who](auto tree, MGResultError error, const QString &blockedBy) {
+                if (tree && !blockedBy.isEmpty())
+                    std::printf("%s\n", qPrintable(QStringLiteral("# \u201c%1\u201d cannot enter the folder \u201c%2\u201d on "
+                                                                  "this item's path; below is what the item itself allows.")
+                                                       .arg(who, blockedBy)));
                 if (tree)
                     std::fputs(qPrintable(formatTree(*tree)), stdout);
                 else if (error)

@@ -29,7 +29,7 @@ QHash<QString, MGRemoteClasses::Classes> MGAclServiceClient::remoteEncodableClas
     static const QHash<QString, Classes> classes = {
         {QString::fromLatin1(MGAclProtocol::selector(MGAclRemoteMethod::GetEntries)),
          Classes(Array) | String | TreeNode | AclEntry},
-        {QString::fromLatin1(MGAclProtocol::selector(MGAclRemoteMethod::GetAccess)), Classes(Array) | TreeNode},
+        {QString::fromLatin1(MGAclProtocol::selector(MGAclRemoteMethod::GetAccess)), Classes(Array) | TreeNode | String},
         {QString::fromLatin1(MGAclProtocol::selector(MGAclRemoteMethod::BackupEntries)), Classes(Number)},
     };
     return classes;
@@ -90,11 +90,18 @@ void MGAclServiceClient::getEntriesWithUrl(const QUrl &url, MGAclServiceProxy::E
 
 void MGAclServiceClient::getAccessWithUrl(const QUrl &url, const QUuid &uuid, MGAclServiceProxy::AccessReply reply)
 {
+    // The folder note comes from whichever call answered last: the one whose tree is shown.
+    const auto blockedBy = std::make_shared<QString>();
     performRemote<QList<MGTreeNode::Pointer>>(
         MGAclRemoteMethod::GetAccess,
-        [url, uuid](MGAclServiceProxy &proxy, auto answer) { proxy.getAclAccessWithUrl(url, uuid, answer); },
-        [reply](Outcome<QList<MGTreeNode::Pointer>> outcome) {
-            reply(outcome.result, outcome.fromPrivilegedReply ? MGResultError() : outcome.error);
+        [url, uuid, blockedBy](MGAclServiceProxy &proxy, auto answer) {
+            proxy.getAclAccessWithUrl(url, uuid, [answer, blockedBy](auto tree, MGResultError error, const QString &blocked) {
+                *blockedBy = blocked;
+                answer(tree, error);
+            });
+        },
+        [reply, blockedBy](Outcome<QList<MGTreeNode::Pointer>> outcome) {
+            reply(outcome.result, outcome.fromPrivilegedReply ? MGResultError() : outcome.error, *blockedBy);
         });
 }
 

@@ -15,7 +15,10 @@ class MGAclServiceProxy
 {
 public:
     using EntriesReply = std::function<void(std::optional<MGAclList> entries, MGResultError error)>;
-    using AccessReply = std::function<void(std::optional<QList<MGTreeNode::Pointer>> access, MGResultError error)>;
+    // With the tree, the first folder on the item's path that keeps the identity out (the
+    // tree is the item's own answer, whatever the folders above allow); empty when none does.
+    using AccessReply = std::function<void(std::optional<QList<MGTreeNode::Pointer>> access, MGResultError error,
+                                           const QString &blockedBy)>;
     using ErrorReply = std::function<void(MGResultError error)>;
 
     virtual ~MGAclServiceProxy() = default;

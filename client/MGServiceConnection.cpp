@@ -86,7 +86,12 @@ public:
                  MGResultError error;
                  if (!decodeError(map, &error, why))
                      return false;
-                 reply(tree, error);
+                 const QCborValue blocked = map.value(QStringLiteral("blockedBy"));
+                 if (!blocked.isUndefined() && (!blocked.isString() || blocked.toString().size() > 4096)) {
+                     *why = QStringLiteral("the folder that keeps the identity out is not a path");
+                     return false;
+                 }
+                 reply(tree, error, blocked.toString());
                  return true;
              });
     }

@@ -72,6 +72,7 @@ public:
 
     // Effective access.
     QList<MGTreeNode::Pointer> access() const override;
+    QString accessBlockedBy() const override { return m_accessBlockedBy; } // main thread
     void setAccess(const QList<MGTreeNode::Pointer> &access); // main thread
     CBIdentity identity() const override;
     void setIdentity(const CBIdentity &identity) override;
@@ -141,6 +142,7 @@ private:
     std::optional<QList<MGAclEntry::Pointer>> m_aclEntries; // main thread
     MGAclList m_revertedEntries;
     QList<MGTreeNode::Pointer> m_access;
+    QString m_accessBlockedBy; // main thread
     CBIdentity m_identity;
     bool m_canRevertEntries = false;
     std::atomic<bool> m_canUpdateAccess = true;

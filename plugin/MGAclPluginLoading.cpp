@@ -241,9 +241,12 @@ void MGAclPlugin::updateAccess()
         return;
     m_canUpdateAccess = false;
     const Pointer self = shared_from_this();
-    getAccessWithUrl(url(), identity().uniqueIdentifier(), [self](auto access, MGResultError error) {
+    getAccessWithUrl(url(), identity().uniqueIdentifier(), [self](auto access, MGResultError error, const QString &blockedBy) {
         if (access) {
-            MGMainQueue::async([self, access = *access] { self->setAccess(access); });
+            MGMainQueue::async([self, access = *access, blockedBy] {
+                self->m_accessBlockedBy = blockedBy;
+                self->setAccess(access);
+            });
             self->setCanUpdateAccess(true);
         } else if (error) {
             self->showError(*error);

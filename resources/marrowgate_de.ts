@@ -236,6 +236,10 @@
         <translation>Aktionen</translation>
     </message>
     <message>
+        <source>“%1” cannot enter the folder “%2” on this item's path: whatever the item allows below, it is out of their reach until that folder lets them in.</source>
+        <translation>„%1“ kann den Ordner „%2“ auf dem Pfad dieses Objekts nicht betreten: Was das Objekt unten erlaubt, bleibt unerreichbar, bis dieser Ordner den Zugang gewährt.</translation>
+    </message>
+    <message>
         <source>“%1” is a symbolic link: this window shows and changes the item it leads to, “%2”.</source>
         <translation>„%1“ ist eine symbolische Verknüpfung: Dieses Fenster zeigt und ändert das Objekt, auf das sie verweist, „%2“.</translation>
     </message>

@@ -131,3 +131,23 @@ MGResult<QList<MGTreeNode::Pointer>> MGAccessEvaluator::accessTree(const MGFileI
         return item.error();
     return accessTree(*item, *subject);
 }
+
+QByteArray MGAccessEvaluator::blockingFolder(const MGFileItem &file, const QUuid &uuid)
+{
+    const MGResult<MGAccessSubject> subject = MGAccessSubject::forIdentity(uuid);
+    if (!subject)
+        return {};
+    // "/", "/a", "/a/b", ... up to the item's own folder.
+    const QByteArray &path = file.path();
+    for (qsizetype end = 0; end >= 0 && end < path.size() - 1;) {
+        const QByteArray folder = end == 0 ? QByteArray("/") : path.left(end);
+        const MGResult<MGFileItem> item = MGFileItem::open(folder, MGPosixAclStore::ReadFailure);
+        if (!item)
+            return {};
+        const MGResult<MGPosixItemState> state = MGPosixAclStore::readState(*item);
+        if (state && state->isDirectory() && !permits(*state, *subject, 1))
+            return folder;
+        end = path.indexOf('/', end + 1);
+    }
+    return {};
+}

@@ -36,4 +36,9 @@ public:
     // on what it depends).
     static MGResult<QList<MGTreeNode::Pointer>> accessTree(const MGFileItem &item, const QUuid &uuid);
     static QList<MGTreeNode::Pointer> accessTree(const MGPosixItemState &item, const MGAccessSubject &subject);
+
+    // The first folder on the item's path that does not let the identity in (no search
+    // permission), whatever the item itself allows; empty when every folder does. Each
+    // folder is resolved as the item was, without following links.
+    static QByteArray blockingFolder(const MGFileItem &item, const QUuid &uuid);
 };

@@ -101,13 +101,15 @@ void MGAclBusService::serve(const QString &caller)
             queue.waiting.pop_front();
         }
         next.reply.setArguments({QVariant(answer(next.caller, next.payload))});
-        QDBusConnection::systemBus().send(next.reply);
+        // Released before the reply leaves: a caller that sends its next request the
+        // moment it has this answer must find the room this one held.
         m_registry.forget(next.caller, next.id);
         {
             QMutexLocker locker(&m_lock);
             m_callers[caller].bytes -= next.payload.size();
             m_bytes -= next.payload.size();
         }
+        QDBusConnection::systemBus().send(next.reply);
         QMetaObject::invokeMethod(this, &MGAclBusService::finished, Qt::QueuedConnection);
     }
 }
@@ -130,7 +132,6 @@ bool MGAclBusService::serveStop(const QString &caller, const QDBusMessage &messa
     // Counted in flight by the caller, like any call.
     m_pool.start([this, caller, reply = message.createReply(), request]() mutable {
         reply.setArguments({QVariant(answer(caller, request))});
-        QDBusConnection::systemBus().send(reply);
         {
             QMutexLocker locker(&m_lock);
             Caller &queue = m_callers[caller];
@@ -138,6 +139,7 @@ bool MGAclBusService::serveStop(const QString &caller, const QDBusMessage &messa
             if (queue.waiting.empty() && !queue.running)
                 m_callers.remove(caller);
         }
+        QDBusConnection::systemBus().send(reply);
         QMetaObject::invokeMethod(this, &MGAclBusService::finished, Qt::QueuedConnection);
     });
     return true;

@@ -215,6 +215,10 @@ QCborMap MGAclServiceDispatcher::handle(const QCborMap &request, const Caller &c
         if (!tree)
             return errorReply(id, tree.error());
         reply.insert(QStringLiteral("access"), MGTreeNode::forestToCbor(*tree));
+        // The item's own answer stands; a folder on the way that keeps the identity out is
+        // named beside it.
+        if (const QByteArray blocked = MGAccessEvaluator::blockingFolder(*item, uuid); !blocked.isEmpty())
+            reply.insert(QStringLiteral("blockedBy"), QString::fromUtf8(blocked));
         return reply;
     }
     }

@@ -5,6 +5,8 @@
 
 #include <QAbstractItemModelTester>
 #include <QComboBox>
+#include <QDir>
+#include <QLabel>
 #include <QLineEdit>
 #include <QStandardItemModel>
 #include <QTreeView>
@@ -89,6 +91,38 @@ private slots:
         QTest::keyClick(chooser->searchField(), Qt::Key_Return);
         QVERIFY(access.wait(10000));
         QCOMPARE(plugin->identity().posixName(), QStringLiteral("nobody"));
+        plugin->window()->closeWithoutAsking();
+    }
+
+    void aClosedFolderAboveIsNamedAboveTheTree()
+    {
+        REQUIRE_ROOT();
+        const QString closed = tmp.path("closed");
+        QVERIFY(QDir().mkpath(closed));
+        QVERIFY(QFile::setPermissions(closed, QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner));
+        MGAclPlugin::Pointer plugin = openWindow(closed);
+        QSignalSpy access(plugin.get(), &MGAclPlugin::accessChanged);
+        plugin->tabViewController()->setSelectedTabViewItemIndex(1);
+        QVERIFY(access.wait(10000));
+        QLabel *note = accessView(plugin)->blockedNote();
+        QVERIFY(!note->isVisible());
+        // The folder itself is what the item is; its parent is open, so nothing is said...
+        plugin->setIdentity(CBIdentity::user(65534));
+        QVERIFY(access.wait(10000));
+        QVERIFY(!note->isVisible());
+        plugin->window()->closeWithoutAsking();
+        // ...but for an item inside it, the folder is named.
+        QVERIFY(QFile(closed + "/inside").open(QIODevice::WriteOnly));
+        plugin = openWindow(closed + "/inside");
+        QSignalSpy insideAccess(plugin.get(), &MGAclPlugin::accessChanged);
+        plugin->tabViewController()->setSelectedTabViewItemIndex(1);
+        QVERIFY(insideAccess.wait(10000));
+        plugin->setIdentity(CBIdentity::user(65534));
+        QVERIFY(insideAccess.wait(10000));
+        note = accessView(plugin)->blockedNote();
+        QTRY_VERIFY(note->isVisible());
+        QVERIFY2(note->text().contains(QStringLiteral("\u201c%1\u201d").arg(closed)), qPrintable(note->text()));
+        QCOMPARE(note->accessibleName(), note->text());
         plugin->window()->closeWithoutAsking();
     }
 

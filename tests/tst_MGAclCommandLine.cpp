@@ -53,6 +53,23 @@ private slots:
         QVERIFY(run.out.contains("  Take Ownership\tno\n"));
     }
 
+    // What the item allows is not what the identity can reach: a closed folder above says so.
+    void accessNamesTheFolderThatKeepsTheIdentityOut()
+    {
+        REQUIRE_ROOT();
+        const QString closed = tmp.path("closed"), file = closed + "/inside";
+        QVERIFY(shOk(QStringLiteral("mkdir %1 && chmod 700 %1 && touch %2 && setfacl -m u:nobody:rw %2")
+                         .arg(quoted(closed), quoted(file))));
+        const Run run = acl({"access", "nobody", file});
+        QCOMPARE(run.status, 0);
+        QVERIFY2(run.out.startsWith(QStringLiteral("# \u201cnobody\u201d cannot enter the folder \u201c%1\u201d").arg(closed)),
+                 qPrintable(run.out));
+        QVERIFY(run.out.contains("  Read Data\tyes\n"));
+        QVERIFY(acl({"access", "root", file}).out.startsWith("Read\n"));
+        QVERIFY(shOk(QStringLiteral("setfacl -m u:nobody:x %1").arg(quoted(closed))));
+        QVERIFY(acl({"access", "nobody", file}).out.startsWith("Read\n"));
+    }
+
     void failuresExitWithOneAndSayWhy()
     {
         const Run missing = acl({"list", tmp.path("missing")});

@@ -51,7 +51,7 @@ class tst_MGAclPrivilegedService : public QObject
                 return plugin->getEntriesWithUrl(secretUrl, [result](auto e, MGResultError error) { result->set(bool(e), error); });
             case Op::GetAccess:
                 return plugin->getAccessWithUrl(secretUrl, CBIdentity::user(65534).uniqueIdentifier(),
-                                                [result](auto t, MGResultError error) { result->set(bool(t), error); });
+                                                [result](auto t, MGResultError error, const QString &) { result->set(bool(t), error); });
             case Op::SetEntries:
             case Op::PropagateEntries: {
                 const QString path = operation == Op::SetEntries ? file : folder;
@@ -274,7 +274,9 @@ private slots:
         QCOMPARE(strangerStops.size(), 20);
         for (const QDBusMessage &reply : std::as_const(strangerStops)) {
             const QCborMap map = QCborValue::fromCbor(reply.arguments().value(0).toByteArray()).toMap();
-            QVERIFY2(MGError::fromCbor(map.value("error"), nullptr)->code() == ESRCH, qPrintable(reply.errorMessage()));
+            const auto error = MGError::fromCbor(map.value("error"), nullptr);
+            QVERIFY2(error && error->code() == ESRCH,
+                     qPrintable(error ? error->fullDescription() : reply.errorMessage()));
         }
         QVERIFY(reports >= 1);
         QCOMPARE(overheard.count, 0);

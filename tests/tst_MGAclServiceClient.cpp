@@ -77,7 +77,7 @@ class tst_MGAclServiceClient : public QObject
         auto result = std::make_shared<OperationResult>();
         p->queue()->async([p, path, result] {
             p->getAccessWithUrl(QUrl::fromLocalFile(path), CBIdentity::user(0).uniqueIdentifier(),
-                                [result](auto tree, MGResultError error) { result->set(bool(tree), error); });
+                                [result](auto tree, MGResultError error, const QString &) { result->set(bool(tree), error); });
         });
         return result;
     }
@@ -116,7 +116,7 @@ private slots:
         using namespace MGRemoteClasses;
         auto p = ScriptedClient::make();
         QCOMPARE(p->remoteEncodableClasses().value("getAclEntriesWithUrl:reply:"), Classes(Array) | String | TreeNode | AclEntry);
-        QCOMPARE(p->remoteEncodableClasses().value("getAclAccessWithUrl:uuid:reply:"), Classes(Array) | TreeNode);
+        QCOMPARE(p->remoteEncodableClasses().value("getAclAccessWithUrl:uuid:reply:"), Classes(Array) | TreeNode | String);
         QVERIFY(!p->exportedEncodableClasses());
     }
 

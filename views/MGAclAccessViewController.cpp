@@ -37,6 +37,7 @@ QWidget *MGAclAccessViewController::loadView()
     ui.setupUi(view);
     m_outlineView = ui.outlineView;
     m_identityPopUpButton = ui.identityPopUpButton;
+    m_blockedNote = ui.blockedNote;
     return view;
 }
 
@@ -74,6 +75,23 @@ void MGAclAccessViewController::menuNeedsUpdate(QComboBox *menu)
     MGIdentityMenus::menuNeedsUpdate(menu);
 }
 
+void MGAclAccessViewController::showBlockedNote()
+{
+    // The tree is the item's own answer; a folder above that keeps the identity out is said
+    // above it, so that "yes" is not read as "can".
+    const QString folder = m_acl ? m_acl->accessBlockedBy() : QString();
+    m_blockedNote->setVisible(!folder.isEmpty());
+    if (folder.isEmpty())
+        return;
+    m_blockedNote->setText(
+        NTLocalizedString::localize(QStringLiteral("\u201c%1\u201d cannot enter the folder \u201c%2\u201d on this "
+                                                   "item's path: whatever the item allows below, it is out of their reach "
+                                                   "until that folder lets them in."),
+                                    QStringLiteral("ACL"))
+            .arg(m_acl->identity().displayName(), folder));
+    m_blockedNote->setAccessibleName(m_blockedNote->text());
+}
+
 void MGAclAccessViewController::accessChanged()
 {
     if (!m_outlineView) {
@@ -83,6 +101,7 @@ void MGAclAccessViewController::accessChanged()
     }
     m_model->setForest(m_acl ? m_acl->access() : QList<MGTreeNode::Pointer>());
     m_outlineView->expandAll();
+    showBlockedNote();
     if (m_selectedRow > 0) {
         const QModelIndex index = m_model->indexForRow(m_selectedRow);
         if (index.isValid() && (m_model->flags(index) & Qt::ItemIsSelectable))

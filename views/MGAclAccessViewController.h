@@ -5,6 +5,7 @@
 #include "MGIdentityPopUpButton.h"
 
 #include <QComboBox>
+#include <QLabel>
 #include <QPointer>
 #include <QTreeView>
 
@@ -21,6 +22,8 @@ public:
     ~MGAclAccessViewController() override;
 
     QTreeView *outlineView() const { return m_outlineView; }
+    // The note above the tree naming a folder that keeps the identity out.
+    QLabel *blockedNote() const { return m_blockedNote; }
     MGIdentityPopUpButton *identityPopUpButton() const { return m_identityPopUpButton; }
     MGAclAccessTreeModel *model() const { return m_model; }
     int selectedRow() const { return m_selectedRow; }
@@ -37,12 +40,14 @@ protected:
     void viewDidLoad() override;
 
 private:
+    void showBlockedNote();
     void accessChanged();
     void fillIdentities();
 
     QPointer<MGAclDocument> m_acl;
     MGAclAccessTreeModel *m_model = nullptr;
     QPointer<QTreeView> m_outlineView;
+    QPointer<QLabel> m_blockedNote;
     QPointer<MGIdentityPopUpButton> m_identityPopUpButton;
     int m_selectedRow = 0;
 };

@@ -22,6 +22,9 @@ public:
     virtual QUrl url() const = 0;
     virtual MGAclList entries() const = 0;
     virtual QList<MGTreeNode::Pointer> access() const = 0;
+    // A folder on the item's path that keeps the identity out, whatever access() says; empty
+    // when none does. Changes with access.
+    virtual QString accessBlockedBy() const = 0;
     virtual CBIdentity identity() const = 0;
     virtual void setIdentity(const CBIdentity &identity) = 0;
     virtual QVariantList identities() const = 0;
