@@ -27,6 +27,9 @@ inline Run acl(const QStringList &arguments, const QStringList &as = {}, const S
     }
     env.insert("XDG_CONFIG_HOME", QDir::tempPath() + "/marrowgate-cli-test-config");
     env.remove("LANGUAGE");
+    // Never the machine's own privileged service: only a test's private bus, if it has one.
+    if (!env.contains("DBUS_SYSTEM_BUS_ADDRESS"))
+        env.insert("DBUS_SYSTEM_BUS_ADDRESS", "unix:path=" + QDir::tempPath() + "/marrowgate-no-system-bus-here");
     process.setProcessEnvironment(env);
     if (as.isEmpty())
         process.start(QStringLiteral(MARROWGATE_ACL_PATH), arguments);
