@@ -2,6 +2,7 @@
 
 #include "CBIdentityAuthority.h"
 #include "MGAclCommandSupport.h"
+#include "MGAclSupport.h"
 #include "MGPosixEdits.h"
 
 #include <cstdio>
@@ -59,7 +60,17 @@ int edit(const QByteArray &path,
                 printError(changed.error());
                 return finish(Failure);
             }
-            client->sendEntries(MGAclRemoteMethod::SetEntries, MGPosixLists::listFromState(*changed), url,
+            const MGAclList target = MGPosixLists::listFromState(*changed);
+            // An item whose file system keeps no ACLs takes only permission bits; said here,
+            // before anything is sent.
+            if (!MGAclLists::aclEntries(target).isEmpty()) {
+                if (const QString unavailable = MGAclSupport::unavailableReason(url.toLocalFile()); !unavailable.isEmpty()) {
+                    printError(MGError::errorWithError(MGError::posixError(EOPNOTSUPP, unavailable),
+                                                       MGAclProtocol::description(MGAclRemoteMethod::SetEntries)));
+                    return finish(Failure);
+                }
+            }
+            client->sendEntries(MGAclRemoteMethod::SetEntries, target, url,
                                 [finish](auto outcome) { finish(statusOf<std::monostate>(outcome)); }, *list);
         });
     });

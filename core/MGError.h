@@ -14,6 +14,9 @@ public:
     static constexpr const char *ServiceDomain = "com.quillwork.Marrowgate.ErrorDomain";
     static constexpr int AuthorizationCanceled = -60006;
     static constexpr int AuthorizationDenied = -60005;
+    // In ServiceDomain: an item nobody may change as it stands (immutable, append-only), so
+    // no authorisation is asked for.
+    static constexpr int UnchangeableItem = 4608;
 
     MGError() = default;
     MGError(QString domain, int code, QString description);

@@ -73,6 +73,7 @@ public:
     // Effective access.
     QList<MGTreeNode::Pointer> access() const override;
     QString accessBlockedBy() const override { return m_accessBlockedBy; } // main thread
+    QString aclUnavailableReason() const override { return m_aclUnavailable; } // main thread
     void setAccess(const QList<MGTreeNode::Pointer> &access); // main thread
     CBIdentity identity() const override;
     void setIdentity(const CBIdentity &identity) override;
@@ -143,6 +144,7 @@ private:
     MGAclList m_revertedEntries;
     QList<MGTreeNode::Pointer> m_access;
     QString m_accessBlockedBy; // main thread
+    QString m_aclUnavailable; // main thread
     CBIdentity m_identity;
     bool m_canRevertEntries = false;
     std::atomic<bool> m_canUpdateAccess = true;

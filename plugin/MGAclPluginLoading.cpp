@@ -1,6 +1,7 @@
 #include "MGAclPlugin.h"
 
 #include "MGAclEntriesWatch.h"
+#include "MGAclSupport.h"
 #include "MGErrorAlert.h"
 #include "MGIdentities.h"
 #include "MGItemPaths.h"
@@ -49,7 +50,12 @@ void MGAclPlugin::updateEntries()
     getEntriesWithUrl(url(), [self](std::optional<MGAclList> list, MGResultError error) {
         if (list) {
             self->setRevertedEntries(MGAclLists::deepCopy(*list));
-            MGMainQueue::async([self, list = *list] { self->setEntries(list); });
+            // Asked here, off the main thread: it touches the file system.
+            const QString unavailable = MGAclSupport::unavailableReason(self->url().toLocalFile());
+            MGMainQueue::async([self, list = *list, unavailable] {
+                self->m_aclUnavailable = unavailable;
+                self->setEntries(list);
+            });
         } else if (error) {
             self->showError(*error);
         }

@@ -11,11 +11,17 @@ void MGAclPlugin::saveEntries(QObject *sender)
     // Taken here, on the main thread: the work queue gets entries nobody edits meanwhile.
     MGAclList copy = MGAclLists::deepCopy(entries());
     const bool closeWhenSaved = sender == nullptr;
+    const QString aclUnavailable = m_aclUnavailable;
     // Sends the list; a failure, or a dismissed authorisation, ends in a reload. A list the
     // item's store cannot hold is refused here, before anything is sent, and the edits stay.
-    auto save = [self, closeWhenSaved](MGAclList list) {
+    auto save = [self, closeWhenSaved, aclUnavailable](MGAclList list) {
         if (const auto problem = MGAclLists::posixProblem(list)) {
             self->showError(MGError::errorWithError(MGError::posixError(EINVAL, *problem),
+                                                    MGAclProtocol::description(MGAclRemoteMethod::SetEntries)));
+            return;
+        }
+        if (!aclUnavailable.isEmpty() && !MGAclLists::aclEntries(list).isEmpty()) {
+            self->showError(MGError::errorWithError(MGError::posixError(EOPNOTSUPP, aclUnavailable),
                                                     MGAclProtocol::description(MGAclRemoteMethod::SetEntries)));
             return;
         }

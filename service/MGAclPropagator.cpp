@@ -1,5 +1,7 @@
 #include "MGAclPropagator.h"
 
+#include "MGChangeBlockers.h"
+
 #include "MGPosixAclStore.h"
 
 #include <cerrno>
@@ -126,6 +128,11 @@ MGResultError MGAclPropagator::run()
     }
     if (MGResultError error = prepare(st.stx_mode))
         return error;
+    // Marked items inside the tree only fail themselves; a read-only file system fails all.
+    if (!m_dryRun) {
+        if (MGResultError blocked = MGChangeBlockers::check(m_item, failure, MGChangeBlockers::Scope::FileSystem))
+            return blocked;
+    }
     // The folder itself, for reading: the same inode as the resolved item.
     const int fd = openat(m_item.descriptor(), ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC);
     if (fd < 0)

@@ -1,5 +1,8 @@
 #include "MGPosixAclStore.h"
 
+#include "MGAclCapacity.h"
+#include "MGChangeBlockers.h"
+
 #include "CBIdentityAuthority.h"
 #include "NTLocalizedString.h"
 
@@ -67,11 +70,31 @@ MGResult<MGAclList> MGPosixAclStore::read(const QString &path)
 }
 
 namespace {
+bool sameState(const MGPosixItemState &a, const MGPosixItemState &b)
+{
+    const bool sameAccess = (a.access.isMinimal() && b.access.isMinimal()) || a.access == b.access;
+    return a.owner == b.owner && a.group == b.group && (a.mode & 07777) == (b.mode & 07777) && sameAccess
+        && (!a.isDirectory() || a.defaultAcl == b.defaultAcl);
+}
+
 // Applies `target` over `current` on the item, changing only what differs.
 MGResultError apply(const MGFileItem &item, const MGPosixItemState &current, const MGPosixItemState &target)
 {
     const int fd = item.descriptor();
-    auto failed = [&](int error) { return item.error(error, WriteFailure); };
+    auto failed = [&](int error) {
+        if (error == ENOSPC || error == E2BIG) {
+            const auto named = [](const MGPosixAcl &acl) {
+                return int(std::count_if(acl.entries().cbegin(), acl.entries().cend(), [](const MGPosixAcl::Entry &entry) {
+                    return entry.tag == MGPosixAcl::User || entry.tag == MGPosixAcl::Group;
+                }));
+            };
+            return MGAclCapacity::tooLarge(item, error, WriteFailure, std::max(named(target.access), named(target.defaultAcl)));
+        }
+        if (error == EOPNOTSUPP)
+            return MGError::posixError(error, QStringLiteral("%1 \u201c%2\u201d: the file system it is on keeps no ACLs.")
+                                                  .arg(WriteFailure, item.shownPath()));
+        return item.error(error, WriteFailure);
+    };
     if (target.owner != current.owner || target.group != current.group) {
         if (const int error = MGDescriptors::changeOwner(fd, target.owner, target.group))
             return failed(error);
@@ -126,6 +149,10 @@ MGResultError MGPosixAclStore::write(const MGFileItem &item, const MGAclList &li
     const MGResult<MGPosixItemState> target = MGPosixLists::stateFromList(list, *current, item.shownPath());
     if (!target)
         return target.error();
+    if (sameState(*current, *target))
+        return std::nullopt;
+    if (MGResultError blocked = MGChangeBlockers::check(item, WriteFailure))
+        return blocked;
     MGResultError error = apply(item, *current, *target);
     if (error) {
         // Put back what was changed before the failure; the first error is the one to report.

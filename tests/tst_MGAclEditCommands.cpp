@@ -1,5 +1,6 @@
 // marrowgate-acl set, remove and copy, against what setfacl does to a twin of the item.
 #include "CommandLineHelpers.h"
+#include "FileSystemHelpers.h"
 
 class tst_MGAclEditCommands : public QObject
 {
@@ -129,6 +130,23 @@ private slots:
         QCOMPARE(run.status, 1);
         QVERIFY2(run.err.contains("Operation not permitted") || run.err.contains("privileged ACL service"), qPrintable(run.err));
         QVERIFY(!acls(file).contains("nobody"));
+    }
+
+    // A file system without ACLs: permission bits change, entries are refused before
+    // anything is sent, naming the file system.
+    void withoutAclsOnlyPermissionBitsChange()
+    {
+        ScratchFileSystem ramfs("ramfs");
+        REQUIRE_MOUNTED(ramfs);
+        const QString file = ramfs.path("f");
+        QVERIFY(shOk(QStringLiteral("touch %1 && chmod 600 %1").arg(quoted(file))));
+        const Run named = acl({"set", file, "u:nobody:rw"});
+        QCOMPARE(named.status, 1);
+        QVERIFY2(named.err.contains("keeps no ACLs") && named.err.contains("(ramfs)"), qPrintable(named.err));
+        const Run bits = acl({"set", file, "g::r,o::r"});
+        QVERIFY2(bits.status == 0, qPrintable(bits.err));
+        QCOMPARE(sh("stat -c %a " + quoted(file)).trimmed(), QStringLiteral("644"));
+        QCOMPARE(acl({"list", file}).status, 0);
     }
 };
 

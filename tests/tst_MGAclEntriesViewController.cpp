@@ -5,6 +5,7 @@
 #include "MGAclTableRowView.h"
 #include "MGIdentityPopUpButton.h"
 #include "NTLocalizedString.h"
+#include "FileSystemHelpers.h"
 #include "PluginHelpers.h"
 
 #include <QAbstractItemModelTester>
@@ -170,6 +171,44 @@ private slots:
     {
         QWidget *cell = view->rowControl(row, MGAclEntriesTableModel::PermissionGroupColumn);
         return cell ? cell->findChild<MGAclPermGroupPopUpButton *>() : nullptr;
+    }
+
+    // On a file system without ACLs the window says so where the entries would be, offers no
+    // +, refuses entries that arrive otherwise before sending them, and still saves the
+    // owner, group and everyone permissions.
+    void withoutAclsTheWindowSaysWhyAndKeepsToPermissionBits()
+    {
+        ScratchFileSystem ramfs("ramfs");
+        REQUIRE_MOUNTED(ramfs);
+        const QString file = ramfs.path("notes");
+        QVERIFY(shOk(QStringLiteral("touch %1 && chmod 600 %1").arg(quoted(file))));
+        MGAclPlugin::Pointer plugin = openWindow(file);
+        MGAclEntriesViewController *view = entriesView(plugin);
+        QLabel *note = view->aclUnavailableNote();
+        QTRY_VERIFY(note->isVisible());
+        QVERIFY2(note->text().contains("(ramfs)"), qPrintable(note->text()));
+        QVERIFY(!view->addButton()->isEnabled());
+        QTest::mouseClick(view->addButton(), Qt::LeftButton);
+        QVERIFY(MGAclLists::aclEntries(plugin->entries()).isEmpty());
+
+        // Everyone may read: the pop-up, then Ctrl+S.
+        QSignalSpy reloaded(plugin.get(), &MGAclPlugin::entriesChanged);
+        otherEntry(plugin->entries())->setPermissions(MGAclPermissionSet::fromPosixBits(4, false));
+        QTest::keyClick(plugin->window(), Qt::Key_S, Qt::ControlModifier);
+        QVERIFY(reloaded.wait(10000));
+        QCOMPARE(sh("stat -c %a " + quoted(file)).trimmed(), QStringLiteral("604"));
+
+        // An entry that arrives another way (here, as a drop would add it) is refused on save.
+        plugin->addEntry(QVariant(qint64(0)));
+        QTRY_COMPARE(MGAclLists::aclEntries(plugin->entries()).size(), 1);
+        QTest::keyClick(plugin->window(), Qt::Key_S, Qt::ControlModifier);
+        QMessageBox *box = waitForAlert();
+        QVERIFY(box);
+        QVERIFY2(box->informativeText().contains("keeps no ACLs"), qPrintable(box->informativeText()));
+        QTest::keyClick(box, Qt::Key_Return);
+        QTRY_VERIFY(!QApplication::activeModalWidget());
+        QCOMPARE(sh("stat -c %a " + quoted(file)).trimmed(), QStringLiteral("604"));
+        plugin->window()->closeWithoutAsking();
     }
 
     void addingSomeoneIsPlusTypeEnterThenAGroup()

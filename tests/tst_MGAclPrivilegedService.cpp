@@ -7,6 +7,7 @@
 #include "StagedBuild.h"
 
 #include <QDBusArgument>
+#include <QDir>
 #include <QDBusPendingCall>
 
 namespace {
@@ -291,6 +292,53 @@ private slots:
                                           && check[2] == "com.quillwork.marrowgate.propagatefileacl" && check[3] == "0");
         QVERIFY(stopChecked);
         QDBusConnection::disconnectFromBus("other-caller");
+    }
+
+    // Nobody can change an immutable or append-only item, or one on a read-only file system,
+    // an administrator neither: the change is refused with what blocks it and how to lift it,
+    // and no authorisation is asked for.
+    void whatNobodyMayChangeIsRefusedWithoutAskingForAuthorisation()
+    {
+        bus.allow(AllActions);
+        const auto send = [](Op operation, const QString &path) {
+            auto plugin = MGAclPlugin::plugin();
+            auto result = std::make_shared<OperationResult>();
+            plugin->queue()->async([=] {
+                plugin->sendEntries(operation, posixListFor(path), QUrl::fromLocalFile(path),
+                                    [result, plugin](auto outcome) { result->set(outcome.kind == outcome.Succeeded, outcome.error); });
+            });
+            return result;
+        };
+        const QString marked = tmp.path("marked");
+        QVERIFY(shOk(QStringLiteral("touch %1 && chmod 644 %1").arg(quoted(marked))));
+        for (const QString flag : {"i", "a"}) {
+            if (!shOk(QStringLiteral("chattr +%1 %2").arg(flag, quoted(marked))))
+                QSKIP("the file system of the temporary folder keeps no immutable or append-only marks");
+            auto result = send(Op::SetEntries, marked);
+            QTRY_COMPARE_WITH_TIMEOUT(result->count(), 1, 15000);
+            QVERIFY(shOk(QStringLiteral("chattr -%1 %2").arg(flag, quoted(marked))));
+            QVERIFY(!result->hasValue && result->error);
+            QCOMPARE(result->error->code(), MGError::UnchangeableItem);
+            QVERIFY2(result->error->fullDescription().contains(QStringLiteral("\u201cchattr -%1 %2\u201d").arg(flag, marked)),
+                     qPrintable(result->error->fullDescription()));
+        }
+        QCOMPARE(sh("stat -c %a " + quoted(marked)).trimmed(), QStringLiteral("644"));
+
+        const QString readOnly = tmp.path("read-only");
+        QVERIFY(QDir().mkpath(readOnly));
+        if (!shOk(QStringLiteral("mount -t tmpfs -o size=1m,mode=755 marrowgate-test %1").arg(quoted(readOnly))))
+            QSKIP("cannot mount a file system here");
+        const auto unmount = qScopeGuard([&] { shOk("umount " + quoted(readOnly)); });
+        QVERIFY(shOk(QStringLiteral("touch %1/f && chmod 644 %1/f && mount -o remount,ro %1").arg(quoted(readOnly))));
+        for (const auto &[operation, path] : {std::pair{Op::SetEntries, readOnly + "/f"}, std::pair{Op::PropagateEntries, readOnly}}) {
+            auto result = send(operation, path);
+            QTRY_COMPARE_WITH_TIMEOUT(result->count(), 1, 15000);
+            QVERIFY(!result->hasValue && result->error);
+            QCOMPARE(result->error->code(), EROFS);
+            QVERIFY2(result->error->fullDescription().contains("mount -o remount,rw " + readOnly),
+                     qPrintable(result->error->fullDescription()));
+        }
+        QCOMPARE(checks(), QList<QStringList>());
     }
 
     void aServiceKilledMidCallGivesOneWrappedError()

@@ -25,6 +25,9 @@ public:
     // A folder on the item's path that keeps the identity out, whatever access() says; empty
     // when none does. Changes with access.
     virtual QString accessBlockedBy() const = 0;
+    // Why the item can hold no ACL entries (its file system keeps none); empty when it can.
+    // Changes with entries.
+    virtual QString aclUnavailableReason() const = 0;
     virtual CBIdentity identity() const = 0;
     virtual void setIdentity(const CBIdentity &identity) = 0;
     virtual QVariantList identities() const = 0;

@@ -99,6 +99,7 @@ QWidget *MGAclEntriesViewController::loadView()
     Ui::MGAclEntriesView ui;
     ui.setupUi(view);
     m_tableView = ui.tableView;
+    m_aclUnavailableNote = ui.aclUnavailableNote;
     m_addButton = ui.addButton;
     m_removeButton = ui.removeButton;
     m_actionPopUpButton = ui.actionPopUpButton;
@@ -545,7 +546,7 @@ void MGAclEntriesViewController::tableViewSelectionDidChange()
     MGAclEntry::Pointer entry;
     if (row >= 0 && row < m_model->list().size())
         entry = MGAclLists::entryPointerOf(m_model->list().at(row));
-    m_canAddEntry = !entry || entry->isAcl();
+    m_canAddEntry = (!entry || entry->isAcl()) && !(m_acl && !m_acl->aclUnavailableReason().isEmpty());
     m_canRemoveEntry = entry && entry->isAcl() && !entry->inherited();
     m_selectedEntry = entry;
     updateRowFocus();
@@ -586,6 +587,13 @@ void MGAclEntriesViewController::entriesChanged()
     const MGAclEntry::Pointer previousEntry = m_selectedEntry;
     const bool added = m_entryAdded;
     m_model->setList(m_acl ? m_acl->entries() : MGAclList());
+    if (m_aclUnavailableNote) {
+        // Said above the table, where the entries would be; adding them is off.
+        const QString unavailable = m_acl ? m_acl->aclUnavailableReason() : QString();
+        m_aclUnavailableNote->setText(unavailable);
+        m_aclUnavailableNote->setAccessibleName(unavailable);
+        m_aclUnavailableNote->setVisible(!unavailable.isEmpty());
+    }
     if (m_tableView) {
         showRows();
         if (previousEntry) {

@@ -4,6 +4,7 @@
 #include "MGAclList.h"
 #include "MGViewController.h"
 
+#include <QLabel>
 #include <QPointer>
 #include <QTableView>
 #include <QToolButton>
@@ -28,6 +29,7 @@ public:
     ~MGAclEntriesViewController() override;
 
     MGAclEntriesTableView *tableView() const { return m_tableView; }
+    QLabel *aclUnavailableNote() const { return m_aclUnavailableNote; }
     QToolButton *addButton() const { return m_addButton; }
     QToolButton *removeButton() const { return m_removeButton; }
     QToolButton *actionPopUpButton() const { return m_actionPopUpButton; }
@@ -93,6 +95,7 @@ private:
     QPointer<MGAclDocument> m_acl;
     MGAclEntriesTableModel *m_model = nullptr;
     QPointer<MGAclEntriesTableView> m_tableView;
+    QPointer<QLabel> m_aclUnavailableNote;
     QPointer<QToolButton> m_addButton;
     QPointer<QToolButton> m_removeButton;
     QPointer<QToolButton> m_actionPopUpButton;

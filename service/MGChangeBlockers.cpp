@@ -1,0 +1,78 @@
+#include "MGChangeBlockers.h"
+
+#include <QFile>
+#include <cerrno>
+#include <sys/stat.h>
+#include <sys/statvfs.h>
+
+namespace MGChangeBlockers {
+
+namespace {
+// The mount's own place, for the command that lifts the block.
+QString where(quint64 mountId)
+{
+    const QString place = mountPoint(mountId);
+    return place.isEmpty() ? QStringLiteral("MOUNT-POINT") : place;
+}
+}
+
+MGResultError check(const MGFileItem &item, const QString &failure, Scope scope)
+{
+    struct statx status {};
+    const bool known = statx(item.descriptor(), "", AT_EMPTY_PATH | AT_SYMLINK_NOFOLLOW, STATX_TYPE | STATX_MNT_ID,
+                             &status)
+        == 0;
+    struct statvfs fileSystem {};
+    if (fstatvfs(item.descriptor(), &fileSystem) == 0 && (fileSystem.f_flag & ST_RDONLY)) {
+        return MGError::posixError(
+            EROFS, QStringLiteral("%1 \u201c%2\u201d: the file system it is on is mounted read-only, so nobody can change "
+                                  "it, an administrator neither. To change it, mount that file system read-write "
+                                  "again (mount -o remount,rw %3).")
+                       .arg(failure, item.shownPath(), known ? where(status.stx_mnt_id) : QStringLiteral("MOUNT-POINT")));
+    }
+    if (scope == Scope::FileSystem || !known)
+        return std::nullopt;
+    const auto marked = [&](quint64 attribute) {
+        return (status.stx_attributes_mask & attribute) && (status.stx_attributes & attribute);
+    };
+    const auto blocked = [&](const QString &mark, const QString &flag) {
+        return MGError(QString::fromLatin1(MGError::ServiceDomain), MGError::UnchangeableItem,
+                       QStringLiteral("%1 \u201c%2\u201d: it is marked %3, and while it is, nobody can change its owner, "
+                                      "permissions or ACL, an administrator neither. An administrator can lift the mark "
+                                      "with \u201cchattr -%4 %2\u201d.")
+                           .arg(failure, item.shownPath(), mark, flag));
+    };
+    if (marked(STATX_ATTR_IMMUTABLE))
+        return blocked(QStringLiteral("immutable"), QStringLiteral("i"));
+    if (marked(STATX_ATTR_APPEND))
+        return blocked(QStringLiteral("append-only"), QStringLiteral("a"));
+    return std::nullopt;
+}
+
+QString mountPoint(quint64 mountId)
+{
+    QFile mounts(QStringLiteral("/proc/self/mountinfo"));
+    if (!mounts.open(QIODevice::ReadOnly))
+        return QString();
+    // "ID PARENT MAJOR:MINOR ROOT MOUNT-POINT ...", with spaces and the like as \ooo.
+    // Read whole: /proc files have no size, so QFile's end-of-file test cannot be used.
+    const QList<QByteArray> lines = mounts.readAll().split('\n');
+    for (const QByteArray &line : lines) {
+        const QList<QByteArray> fields = line.split(' ');
+        if (fields.size() < 5 || fields[0].toULongLong() != mountId)
+            continue;
+        QByteArray place;
+        const QByteArray &escaped = fields[4];
+        for (qsizetype i = 0; i < escaped.size(); ++i) {
+            if (escaped[i] == '\\' && i + 3 < escaped.size()) {
+                place += char(escaped.mid(i + 1, 3).toInt(nullptr, 8));
+                i += 3;
+            } else {
+                place += escaped[i];
+            }
+        }
+        return QFile::decodeName(place);
+    }
+    return QString();
+}
+}
