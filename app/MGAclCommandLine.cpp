@@ -1,6 +1,7 @@
 #include "MGAclCommandLine.h"
 
 #include "CBIdentityAuthority.h"
+#include "MGAclAuditCommand.h"
 #include "MGAclBackupCommands.h"
 #include "MGAclCommandSupport.h"
 #include "MGAclEditCommands.h"
@@ -39,6 +40,7 @@ QString MGAclCommandLine::usage()
         "       marrowgate-acl propagate PATH [--dry-run]\n"
         "       marrowgate-acl backup PATH > FILE\n"
         "       marrowgate-acl restore FILE|-\n"
+        "       marrowgate-acl audit USER-OR-GROUP PATH [--write|--read|--any] [--summary]\n"
         "       marrowgate-acl screenshot PATH OUT.png [--tab 0|1] [--permissions ROW] [--find ROW TEXT]\n"
         "\n"
         "PATH                 opens the ACL window for one file or folder (needs a display)\n"
@@ -59,6 +61,10 @@ QString MGAclCommandLine::usage()
         "backup               the ACLs of PATH and everything below it, as getfacl -R writes them\n"
         "restore              sets what a backup (ours or getfacl's) says, relative to the current\n"
         "                     folder, as setfacl --restore does\n"
+        "audit                where below PATH the user or group may write (--read: read; --any:\n"
+        "                     anything), one line per item: rwx as granted, the entry that grants\n"
+        "                     it, the path; items inside folders they cannot enter are left out;\n"
+        "                     --summary counts items by what they may do instead\n"
         "screenshot           a picture of the window (no display needed); --permissions opens the\n"
         "                     permission editor of a row, --find a row's chooser with TEXT typed\n"
         "USER-OR-GROUP        a name (a user before a group of that name), user:NAME, group:NAME,\n"
@@ -73,7 +79,8 @@ QString MGAclCommandLine::usage()
 
 bool MGAclCommandLine::handles(const QByteArrayList &arguments)
 {
-    static const QByteArrayList commands{"list", "access", "set", "remove", "copy", "propagate", "backup", "restore"};
+    static const QByteArrayList commands{"list",      "access", "set",     "remove", "copy",
+                                             "propagate", "backup", "restore", "audit"};
     return !arguments.isEmpty() && commands.contains(arguments.first());
 }
 
@@ -147,12 +154,9 @@ int MGAclCommandLine::run(const QByteArrayList &arguments)
     }
     if (command == "access" && arguments.size() == 3) {
         const QString who = QString::fromLocal8Bit(arguments[1]);
-        const auto identity = CBIdentityAuthority::defaultIdentityAuthority().identityForText(who);
-        if (!identity) {
-            std::fprintf(stderr, "%s\n",
-                         qPrintable(QStringLiteral("No user or group is named \u201c%1\u201d.").arg(who)));
+        const auto identity = identityFor(arguments[1]);
+        if (!identity)
             return Failure;
-        }
         const std::optional<QUrl> item = itemFor(arguments[2]);
         if (!item)
             return Failure;
@@ -182,6 +186,8 @@ int MGAclCommandLine::run(const QByteArrayList &arguments)
         const QByteArray path = arguments[1] == "--dry-run" ? arguments.value(2) : arguments[1];
         return MGAclPropagateCommand::run(path, arguments.size() == 3);
     }
+    if (command == "audit")
+        return MGAclAuditCommand::run(arguments.mid(1));
     if (command == "backup" && arguments.size() == 2)
         return MGAclBackupCommands::backup(arguments[1]);
     if (command == "restore" && arguments.size() == 2)

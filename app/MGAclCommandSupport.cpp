@@ -1,8 +1,11 @@
 #include "MGAclCommandSupport.h"
 
+#include "CBIdentityAuthority.h"
 #include "MGItemPaths.h"
 #include "MGWorkQueue.h"
 
+#include <QCoreApplication>
+#include <QDeadlineTimer>
 #include <QEventLoop>
 #include <QFile>
 #include <cstdio>
@@ -11,7 +14,7 @@ namespace MGAclCommandSupport {
 
 int runOnQueue(const std::function<void(std::shared_ptr<MGAclServiceClient>, Finish)> &start)
 {
-    const auto client = MGAclServiceClient::client(QStringLiteral("com.quillwork.Marrowgate.CommandLine"));
+    auto client = MGAclServiceClient::client(QStringLiteral("com.quillwork.Marrowgate.CommandLine"));
     QEventLoop loop;
     int status = Failure;
     auto finish = [&loop, &status](int result) {
@@ -22,6 +25,16 @@ int runOnQueue(const std::function<void(std::shared_ptr<MGAclServiceClient>, Fin
     };
     client->queue()->async([client, start, finish] { start(client, finish); });
     loop.exec();
+    // The last references to the client may still be on its reply threads; it is deleted on
+    // this thread once they are gone, and its threads with it. The program exits only after
+    // that, never while one of them still runs.
+    const std::weak_ptr<MGAclServiceClient> gone = client;
+    client.reset();
+    QDeadlineTimer deadline(10000);
+    while (!gone.expired() && !deadline.hasExpired())
+        QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents, 50);
+    QCoreApplication::sendPostedEvents();
+    QCoreApplication::processEvents();
     return status;
 }
 
@@ -37,6 +50,15 @@ std::optional<QUrl> itemFor(const QByteArray &path)
                      qPrintable(QStringLiteral("\u201c%1\u201d leads through a link to \u201c%2\u201d; this is about %2.")
                                     .arg(QFile::decodeName(path), QFile::decodeName(resolved.path))));
     return MGItemPaths::urlForNativePath(resolved.path);
+}
+
+std::optional<CBIdentity> identityFor(const QByteArray &text)
+{
+    const QString who = QString::fromLocal8Bit(text);
+    const auto identity = CBIdentityAuthority::defaultIdentityAuthority().identityForText(who);
+    if (!identity)
+        std::fprintf(stderr, "%s\n", qPrintable(QStringLiteral("No user or group is named \u201c%1\u201d.").arg(who)));
+    return identity;
 }
 
 void printError(const MGError &error)

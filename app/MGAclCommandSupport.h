@@ -1,5 +1,6 @@
 #pragma once
 
+#include "CBIdentity.h"
 #include "MGAclServiceClient.h"
 #include "MGPosixLists.h"
 
@@ -23,6 +24,8 @@ int runOnQueue(const std::function<void(std::shared_ptr<MGAclServiceClient> clie
 std::optional<QUrl> itemFor(const QByteArray &path);
 
 void printError(const MGError &error);
+// The user or group a command names (see the usage); nothing, with a message, when none.
+std::optional<CBIdentity> identityFor(const QByteArray &text);
 // The status an operation's outcome ends a command with (and its error printed).
 template <typename Result>
 int statusOf(const typename MGAclServiceClient::Outcome<Result> &outcome)

@@ -31,6 +31,7 @@ QHash<QString, MGRemoteClasses::Classes> MGAclServiceClient::remoteEncodableClas
          Classes(Array) | String | TreeNode | AclEntry},
         {QString::fromLatin1(MGAclProtocol::selector(MGAclRemoteMethod::GetAccess)), Classes(Array) | TreeNode | String},
         {QString::fromLatin1(MGAclProtocol::selector(MGAclRemoteMethod::BackupEntries)), Classes(Number)},
+        {QString::fromLatin1(MGAclProtocol::selector(MGAclRemoteMethod::AuditAccess)), Classes(Number)},
     };
     return classes;
 }
@@ -144,6 +145,24 @@ void MGAclServiceClient::backupWithUrl(const QUrl &url, MGAclServiceProxy::TextH
                         error = MGError::errorWithError(MGError::posixError(EIO, error->localizedDescription()),
                                                         error->localizedDescription());
                     answer(error ? std::nullopt : std::optional<std::monostate>(std::monostate()), error);
+                });
+        },
+        std::move(done));
+}
+
+void MGAclServiceClient::auditWithUrl(const QUrl &url, const QUuid &uuid, const QString &level, bool summary,
+                                      std::function<void(Outcome<QByteArray>)> done)
+{
+    performRemote<QByteArray>(
+        MGAclRemoteMethod::AuditAccess,
+        [url, uuid, level, summary](MGAclServiceProxy &proxy, auto answer) {
+            // Each attempt collects its own answer: one that could not read every folder is
+            // dropped whole when the privileged service walks again.
+            auto text = std::make_shared<QByteArray>();
+            proxy.auditAclAccessWithUrl(
+                url, uuid, level, summary, [text](const QByteArray &piece) { *text += piece; },
+                [answer, text](MGResultError error) {
+                    answer(error ? std::nullopt : std::optional<QByteArray>(*text), error);
                 });
         },
         std::move(done));

@@ -57,6 +57,10 @@ public:
     // with privileges only when the item itself could not be read (nothing was written);
     // items below that cannot be read are reported in the error.
     void backupWithUrl(const QUrl &url, MGAclServiceProxy::TextHandler text, std::function<void(Outcome<std::monostate>)> done);
+    // Where below the item the identity has `level` access: the whole text, from the
+    // privileged service when some folder below could not be read as the user.
+    void auditWithUrl(const QUrl &url, const QUuid &uuid, const QString &level, bool summary,
+                      std::function<void(Outcome<QByteArray>)> done);
 
     template <typename Result>
     void performRemote(MGAclRemoteMethod method, Invoke<Result> invoke, std::function<void(Outcome<Result>)> done);

@@ -37,4 +37,8 @@ public:
     // the walk goes (on the reply thread, in order), then the reply.
     using TextHandler = std::function<void(const QByteArray &text)>;
     virtual void backupAclEntriesWithUrl(const QUrl &url, TextHandler text, ErrorReply reply) = 0;
+    // Where below the item the identity has `level` access ("read", "write" or "any"), one
+    // line per item, or with `summary` the counts alone, as text pieces like a backup's.
+    virtual void auditAclAccessWithUrl(const QUrl &url, const QUuid &uuid, const QString &level, bool summary,
+                                       TextHandler text, ErrorReply reply) = 0;
 };

@@ -68,11 +68,28 @@ public:
     {
         call(
             MGAclRemoteMethod::BackupEntries, {{QStringLiteral("path"), MGItemPaths::nativePath(url)}}, errorOnly(reply),
-            [text](const QCborMap &report) {
-                const QCborValue piece = report.value(QStringLiteral("progress")).toMap().value(QStringLiteral("text"));
-                if (piece.isByteArray())
-                    text(piece.toByteArray());
-            });
+            textPieces(text));
+    }
+
+    static MGServiceConnection::ProgressHandler textPieces(TextHandler text)
+    {
+        return [text](const QCborMap &report) {
+            const QCborValue piece = report.value(QStringLiteral("progress")).toMap().value(QStringLiteral("text"));
+            if (piece.isByteArray() && !piece.toByteArray().isEmpty())
+                text(piece.toByteArray());
+        };
+    }
+
+    void auditAclAccessWithUrl(const QUrl &url, const QUuid &uuid, const QString &level, bool summary, TextHandler text,
+                               ErrorReply reply) override
+    {
+        call(
+            MGAclRemoteMethod::AuditAccess,
+            {{QStringLiteral("path"), MGItemPaths::nativePath(url)},
+             {QStringLiteral("uuid"), uuid.toString(QUuid::WithoutBraces)},
+             {QStringLiteral("level"), level},
+             {QStringLiteral("summary"), summary}},
+            errorOnly(reply), textPieces(text));
     }
 
     void getAclAccessWithUrl(const QUrl &url, const QUuid &uuid, AccessReply reply) override

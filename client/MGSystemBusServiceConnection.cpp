@@ -90,7 +90,8 @@ quint64 MGSystemBusServiceConnection::send(MGAclRemoteMethod method, const QCbor
 {
     const quint64 id = m_nextId++;
     const QByteArray payload = request(id, method, arguments).toCborValue().toCbor();
-    const bool walks = method == MGAclRemoteMethod::PropagateEntries || method == MGAclRemoteMethod::BackupEntries;
+    const bool walks = method == MGAclRemoteMethod::PropagateEntries || method == MGAclRemoteMethod::BackupEntries
+        || method == MGAclRemoteMethod::AuditAccess;
     const int timeout = walks ? WalkTimeout : int(timeLimit(method).count());
     if (onProgress) {
         QMutexLocker locker(&m_lock);

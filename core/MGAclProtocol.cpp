@@ -25,6 +25,9 @@ constexpr MethodInfo Table[] = {
      "Error stopping the propagation"},
     {MGAclRemoteMethod::BackupEntries, "backupAclEntriesWithUrl:reply:", "com.quillwork.Marrowgate.GetFileAcl",
      "Error backing up Access Control List entries"},
+    // An audit reads what a backup reads, and takes the same right.
+    {MGAclRemoteMethod::AuditAccess, "auditAclAccessWithUrl:uuid:level:reply:", "com.quillwork.Marrowgate.GetFileAcl",
+     "Error auditing access below the item"},
 };
 
 const MethodInfo &info(MGAclRemoteMethod method)
@@ -74,6 +77,7 @@ std::chrono::milliseconds timeLimit(MGAclRemoteMethod method)
     case MGAclRemoteMethod::SetEntries:
     case MGAclRemoteMethod::PropagateEntries:
     case MGAclRemoteMethod::BackupEntries:
+    case MGAclRemoteMethod::AuditAccess:
         return 60s;
     }
     return 60s;

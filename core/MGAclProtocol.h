@@ -6,7 +6,16 @@
 #include <optional>
 
 // The ACL service's remote methods, one per operation of the editor.
-enum class MGAclRemoteMethod { GetEntries, SetEntries, PropagateEntries, GetAccess, StopPropagation, BackupEntries };
+enum class MGAclRemoteMethod
+{
+    GetEntries,
+    SetEntries,
+    PropagateEntries,
+    GetAccess,
+    StopPropagation,
+    BackupEntries,
+    AuditAccess
+};
 
 // What the editor and the ACL service agree on, in one place: the remote methods with the
 // authorisation right that covers each on the privileged service and the description a
@@ -20,12 +29,15 @@ enum class MGAclRemoteMethod { GetEntries, SetEntries, PropagateEntries, GetAcce
 // last one finished, with the whole summary), a backup the next piece of its text
 // ({"text": bytes}). StopPropagation ({"request": n}) stops the caller's own propagation
 // with that number, at the next folder; a backup walks like a propagation and writes what
-// it finds in the text form of getfacl.
+// it finds in the text form of getfacl. An audit ({"path", "uuid", "level": "read" |
+// "write" | "any", "summary": bool}) walks the same way and sends, as text pieces, the
+// items where the identity has that access with the entry that grants it, or counts only.
 namespace MGAclProtocol {
 
-inline constexpr MGAclRemoteMethod Methods[] = {MGAclRemoteMethod::GetEntries,       MGAclRemoteMethod::SetEntries,
-                                                MGAclRemoteMethod::PropagateEntries, MGAclRemoteMethod::GetAccess,
-                                                MGAclRemoteMethod::StopPropagation,  MGAclRemoteMethod::BackupEntries};
+inline constexpr MGAclRemoteMethod Methods[] = {
+    MGAclRemoteMethod::GetEntries,      MGAclRemoteMethod::SetEntries,    MGAclRemoteMethod::PropagateEntries,
+    MGAclRemoteMethod::GetAccess,       MGAclRemoteMethod::StopPropagation, MGAclRemoteMethod::BackupEntries,
+    MGAclRemoteMethod::AuditAccess};
 
 // The method's name in requests (its selector).
 const char *selector(MGAclRemoteMethod method);

@@ -236,6 +236,38 @@
         <translation>Aktionen</translation>
     </message>
     <message>
+        <source>The file system of this item (%1) keeps no ACLs: only the owner, the group and everyone can be given permissions here.</source>
+        <translation>Das Dateisystem dieses Objekts (%1) kennt keine ACLs: Hier lassen sich nur dem Eigentümer, der Gruppe und allen Berechtigungen geben.</translation>
+    </message>
+    <message>
+        <source># What “%1” may do with %2 items below “%3”</source>
+        <translation># Was „%1“ mit %2 Objekten unter „%3“ tun darf</translation>
+    </message>
+    <message>
+        <source># “%1” cannot enter the folder “%2” on this item's path: nothing here is within their reach.</source>
+        <translation># „%1“ kann den Ordner „%2“ auf dem Pfad dieses Objekts nicht betreten: Nichts hier ist erreichbar.</translation>
+    </message>
+    <message>
+        <source>read and write</source>
+        <translation>lesen und schreiben</translation>
+    </message>
+    <message>
+        <source>read only</source>
+        <translation>nur lesen</translation>
+    </message>
+    <message>
+        <source>write only</source>
+        <translation>nur schreiben</translation>
+    </message>
+    <message>
+        <source>neither</source>
+        <translation>keins von beiden</translation>
+    </message>
+    <message>
+        <source>out of reach</source>
+        <translation>nicht erreichbar</translation>
+    </message>
+    <message>
         <source>“%1” cannot enter the folder “%2” on this item's path: whatever the item allows below, it is out of their reach until that folder lets them in.</source>
         <translation>„%1“ kann den Ordner „%2“ auf dem Pfad dieses Objekts nicht betreten: Was das Objekt unten erlaubt, bleibt unerreichbar, bis dieser Ordner den Zugang gewährt.</translation>
     </message>

@@ -18,24 +18,26 @@ MGResult<MGAccessSubject> MGAccessSubject::forIdentity(const QUuid &uuid)
 }
 
 namespace {
+using Grant = MGAccessEvaluator::Grant;
+
 bool holds(int granted, int want)
 {
     return (granted & want) == want;
 }
 
 // The POSIX ACL check, entry by entry in the order the kernel keeps them.
-bool aclPermits(const MGPosixItemState &item, const MGAccessSubject &subject, int want)
+Grant aclDecides(const MGPosixItemState &item, const MGAccessSubject &subject, int want)
 {
     const MGPosixAcl &acl = item.access;
     const int mask = acl.perm(MGPosixAcl::Mask).value_or(7);
     if (subject.uid) {
         if (const auto named = acl.perm(MGPosixAcl::User, *subject.uid))
-            return holds(*named & mask, want);
+            return {holds(*named & mask, want), Grant::NamedUser, *subject.uid};
     }
     // The first group-class entry that matches and holds all of the request decides (then
     // the mask limits it); one that matches without holding it all does not; if some
     // matched and none held it, other is not asked.
-    bool matched = false;
+    std::optional<Grant> matched;
     QList<MGPosixAcl::Entry> groupClass;
     for (const MGPosixAcl::Entry &entry : acl.entries()) {
         if (entry.tag == MGPosixAcl::GroupObj || entry.tag == MGPosixAcl::Group)
@@ -45,37 +47,45 @@ bool aclPermits(const MGPosixItemState &item, const MGAccessSubject &subject, in
         return a.tag != b.tag ? a.tag < b.tag : a.id < b.id;
     });
     for (const MGPosixAcl::Entry &entry : std::as_const(groupClass)) {
-        const gid_t gid = entry.tag == MGPosixAcl::GroupObj ? item.group : gid_t(entry.id);
+        const bool owning = entry.tag == MGPosixAcl::GroupObj;
+        const gid_t gid = owning ? item.group : gid_t(entry.id);
         if (!subject.groups.contains(gid))
             continue;
-        matched = true;
+        const Grant grant{false, owning ? Grant::OwningGroup : Grant::NamedGroup, gid};
         if (holds(entry.perm, want))
-            return holds(entry.perm & mask, want);
+            return {holds(entry.perm & mask, want), grant.source, grant.id};
+        if (!matched)
+            matched = grant;
     }
     if (matched)
-        return false;
-    return holds(acl.perm(MGPosixAcl::Other).value_or(0), want);
+        return *matched;
+    return {holds(acl.perm(MGPosixAcl::Other).value_or(0), want), Grant::Other, 0};
 }
 }
 
-bool MGAccessEvaluator::permits(const MGPosixItemState &item, const MGAccessSubject &subject, int want)
+MGAccessEvaluator::Grant MGAccessEvaluator::decide(const MGPosixItemState &item, const MGAccessSubject &subject, int want)
 {
     // The mode's group bits are the mask when there is an ACL.
     const mode_t mode = item.mode & 0777;
     if (subject.isRoot()) {
         // Reading, writing and searching folders are always allowed; executing a file needs
         // an execute bit somewhere.
-        return !(want & 1) || item.isDirectory() || (mode & 0111);
+        return {!(want & 1) || item.isDirectory() || (mode & 0111), Grant::Root, 0};
     }
     if (subject.uid && *subject.uid == item.owner)
-        return holds(int(mode >> 6) & 7, want);
+        return {holds(int(mode >> 6) & 7, want), Grant::Owner, *subject.uid};
     // With no group-class permission at all the ACL is not asked: named entries fall
     // through to the mode's group and other bits.
     if (!item.access.isMinimal() && (mode & 070))
-        return aclPermits(item, subject, want);
+        return aclDecides(item, subject, want);
     if ((want & int((mode ^ (mode >> 3)) & 7)) && subject.groups.contains(item.group))
-        return holds(int(mode >> 3) & 7, want);
-    return holds(int(mode) & 7, want);
+        return {holds(int(mode >> 3) & 7, want), Grant::OwningGroup, item.group};
+    return {holds(int(mode) & 7, want), Grant::Other, 0};
+}
+
+bool MGAccessEvaluator::permits(const MGPosixItemState &item, const MGAccessSubject &subject, int want)
+{
+    return decide(item, subject, want).granted;
 }
 
 QList<MGTreeNode::Pointer> MGAccessEvaluator::accessTree(const MGPosixItemState &item, const MGAccessSubject &subject)

@@ -31,6 +31,18 @@ public:
     // granted. Asking for w and x at once is not asking twice: one entry must grant both.
     static bool permits(const MGPosixItemState &item, const MGAccessSubject &subject, int want);
 
+    // The entry that decides a request, and whether it grants it: root's own rule, the owner,
+    // the subject's named user entry, a group-class entry (the owning group's or a named
+    // group's; when groups matched and none held everything, the first that matched), or
+    // other. `id` is the uid or gid of owner, user and group entries.
+    struct Grant
+    {
+        bool granted = false;
+        enum Source { Root, Owner, NamedUser, OwningGroup, NamedGroup, Other } source = Other;
+        quint32 id = 0;
+    };
+    static Grant decide(const MGPosixItemState &item, const MGAccessSubject &subject, int want);
+
     // The effective-permission tree of the item for the identity with this UUID: section rows
     // (state -1) holding permission rows (0 not granted, 1 granted, -1 with the title saying
     // on what it depends).

@@ -74,14 +74,8 @@ MGResult<qint64> MGAclBackup::run()
     m_pending.clear();
     locker.unlock();
     if (m_walker) {
-        const MGTreeWalker::Counts counts = m_walker->counts();
-        if (counts.failed > 0)
-            return MGError::posixError(
-                counts.firstError, QStringLiteral("%1 of the items below \u201c%2\u201d could not be read: %3%4")
-                                       .arg(counts.failed)
-                                       .arg(m_item.shownPath(), counts.failedPaths.join(QStringLiteral(", ")),
-                                            counts.failed > counts.failedPaths.size() ? QStringLiteral(", \u2026")
-                                                                                      : QString()));
+        if (std::optional<MGError> failed = m_walker->failures(QStringLiteral("read"), m_item.shownPath()))
+            return *failed;
     }
     return qint64(m_items);
 }

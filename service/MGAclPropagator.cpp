@@ -139,14 +139,7 @@ MGResultError MGAclPropagator::run()
         return m_item.error(errno, failure);
     m_walker->walk(fd, m_item.path());
     m_wasStopped = m_walker->stopped();
-    const MGTreeWalker::Counts counts = m_walker->counts();
-    if (counts.failed == 0)
-        return std::nullopt;
-    return MGError::posixError(
-        counts.firstError, QStringLiteral("%1 of the items below \u201c%2\u201d could not be changed: %3%4")
-                               .arg(counts.failed)
-                               .arg(m_path, counts.failedPaths.join(QStringLiteral(", ")),
-                                    counts.failed > counts.failedPaths.size() ? QStringLiteral(", \u2026") : QString()));
+    return m_walker->failures(QStringLiteral("changed"), m_path);
 }
 
 int MGAclPropagator::isRight(int fd, const struct statx &status, const Template &wanted, bool folder, bool *right) const

@@ -2,6 +2,8 @@
 
 #include "MGAccessEvaluator.h"
 #include "MGAclList.h"
+#include "CBIdentityAuthority.h"
+#include "MGAclAudit.h"
 #include "MGAclBackup.h"
 #include "MGAclPropagator.h"
 #include "MGCborReader.h"
@@ -37,6 +39,8 @@ QStringList argumentsOf(MGAclRemoteMethod method)
         return {QStringLiteral("request")};
     case MGAclRemoteMethod::BackupEntries:
         return {QStringLiteral("path")};
+    case MGAclRemoteMethod::AuditAccess:
+        return {QStringLiteral("path"), QStringLiteral("uuid"), QStringLiteral("level")};
     }
     return {};
 }
@@ -120,6 +124,8 @@ QCborMap MGAclServiceDispatcher::handle(const QCborMap &request, const Caller &c
         optional << QStringLiteral("expected");
     if (*method == MGAclRemoteMethod::PropagateEntries)
         optional << QStringLiteral("dryRun");
+    if (*method == MGAclRemoteMethod::AuditAccess)
+        optional << QStringLiteral("summary");
     const auto args = read.map(request.value(QStringLiteral("args")), QStringLiteral("argument record"), argumentsOf(*method),
                                optional);
     if (args && *method == MGAclRemoteMethod::StopPropagation) {
@@ -199,6 +205,34 @@ QCborMap MGAclServiceDispatcher::handle(const QCborMap &request, const Caller &c
                 progress(progressReport(id, QCborMap{{QStringLiteral("text"), text}}));
         });
         const MGResult<qint64> items = backup.run();
+        if (!items)
+            return errorReply(id, items.error());
+        reply.insert(QStringLiteral("items"), *items);
+        return reply;
+    }
+    case MGAclRemoteMethod::AuditAccess: {
+        const QCborValue uuidValue = args->value(QStringLiteral("uuid"));
+        const QUuid uuid = uuidValue.isString() ? QUuid(uuidValue.toString()) : QUuid();
+        const QString levelName = args->value(QStringLiteral("level")).toString();
+        const QHash<QString, MGAclAudit::Level> levels = {{QStringLiteral("read"), MGAclAudit::Level::Read},
+                                                          {QStringLiteral("write"), MGAclAudit::Level::Write},
+                                                          {QStringLiteral("any"), MGAclAudit::Level::Any}};
+        if (uuid.isNull())
+            return malformedReply(QStringLiteral("the identity is not a UUID"), id);
+        if (!levels.contains(levelName))
+            return malformedReply(QStringLiteral("the access level is not read, write or any"), id);
+        const MGResult<MGAccessSubject> subject = MGAccessSubject::forIdentity(uuid);
+        if (!subject)
+            return errorReply(id, subject.error());
+        const auto identity = CBIdentityAuthority::defaultIdentityAuthority().identityWithUniqueIdentifier(uuid);
+        MGAclAudit audit(*item, *subject, levels.value(levelName), args->value(QStringLiteral("summary")).toBool(),
+                         [&](const QByteArray &text) {
+                             if (progress)
+                                 progress(progressReport(id, QCborMap{{QStringLiteral("text"), text}}));
+                         });
+        audit.setIdentityName(identity ? identity->displayName() : uuid.toString(QUuid::WithoutBraces));
+        audit.setBlockedAbove(MGAccessEvaluator::blockingFolder(*item, uuid));
+        const MGResult<qint64> items = audit.run();
         if (!items)
             return errorReply(id, items.error());
         reply.insert(QStringLiteral("items"), *items);

@@ -180,6 +180,18 @@ void MGTreeWalker::fail(const QByteArray &path, int error)
         m_failedPaths << QStringLiteral("%1 (%2)").arg(QFile::decodeName(path), QString::fromLocal8Bit(strerror(error)));
 }
 
+std::optional<MGError> MGTreeWalker::failures(const QString &what, const QString &root) const
+{
+    const Counts all = counts();
+    if (all.failed == 0)
+        return std::nullopt;
+    return MGError::posixError(all.firstError,
+                               QStringLiteral("%1 of the items below \u201c%2\u201d could not be %3: %4%5")
+                                   .arg(all.failed)
+                                   .arg(root, what, all.failedPaths.join(QStringLiteral(", ")),
+                                        all.failed > all.failedPaths.size() ? QStringLiteral(", \u2026") : QString()));
+}
+
 MGTreeWalker::Counts MGTreeWalker::counts() const
 {
     Counts counts;

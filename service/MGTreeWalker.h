@@ -1,5 +1,7 @@
 #pragma once
 
+#include "MGError.h"
+
 #include <QByteArray>
 #include <QMutex>
 #include <QStringList>
@@ -70,6 +72,10 @@ public:
     void fail(const QByteArray &path, int error);
     void countSkippedSpecial() { ++m_special; }
     Counts counts() const;
+    // No error when every item was handled; otherwise one that says how many items below
+    // `root` could not be `what` ("read", "changed"), the first few of them, and the first
+    // error's errno.
+    std::optional<MGError> failures(const QString &what, const QString &root) const;
 
 private:
     struct Item;

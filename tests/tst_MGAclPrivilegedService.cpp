@@ -222,6 +222,18 @@ private slots:
         QVERIFY(cli.waitForFinished(20000));
         QCOMPARE(cli.exitCode(), 0);
         QVERIFY(cli.readAllStandardOutput().contains("  Read Data\tno\n"));
+        // An audit of a folder nobody may not read is walked by the privileged service,
+        // checked against the read right.
+        checks();
+        start({"audit", "root", privateFolder, "--summary"});
+        QVERIFY(cli.waitForFinished(20000));
+        QCOMPARE(cli.exitCode(), 0);
+        const QByteArray summary = cli.readAllStandardOutput();
+        QVERIFY2(summary.contains("read and write\t3\n"), summary.constData());
+        bool audited = false;
+        for (const QStringList &check : checks())
+            audited = audited || check[2] == "com.quillwork.marrowgate.getfileacl";
+        QVERIFY(audited);
         bus.allow({});
         bus.polkit("SetDismissed", {true});
         start({"list", secret});

@@ -1,0 +1,188 @@
+#include "MGAclAudit.h"
+
+#include "MGPosixAclStore.h"
+#include "NTLocalizedString.h"
+
+#include <QReadLocker>
+#include <QWriteLocker>
+#include <cerrno>
+#include <fcntl.h>
+#include <unistd.h>
+
+MGAclAudit::MGAclAudit(const MGFileItem &item, const MGAccessSubject &subject, Level level, bool summary, Sink sink)
+    : m_item(item), m_subject(subject), m_level(level), m_summary(summary), m_sink(std::move(sink))
+{
+}
+
+bool MGAclAudit::reachable(const QByteArray &path) const
+{
+    // Folders are judged before anything inside them, and a closed folder passes its
+    // closedness on to its subfolders, so the parent alone tells.
+    const qsizetype slash = path.lastIndexOf('/');
+    QReadLocker locker(&m_closedLock);
+    return !m_closed.contains(path.left(slash <= 0 ? 1 : slash));
+}
+
+QByteArray MGAclAudit::entryName(const MGAccessEvaluator::Grant &grant)
+{
+    using Grant = MGAccessEvaluator::Grant;
+    switch (grant.source) {
+    case Grant::Root:
+        return "root";
+    case Grant::Owner:
+        return "user::";
+    case Grant::NamedUser:
+        return "user:" + m_names.user(grant.id);
+    case Grant::OwningGroup:
+        return "group::";
+    case Grant::NamedGroup:
+        return "group:" + m_names.group(grant.id);
+    case Grant::Other:
+        return "other::";
+    }
+    return "other::";
+}
+
+int MGAclAudit::judge(int fd, const struct statx &status, const QByteArray &path, bool reachable, bool *searchable)
+{
+    MGPosixItemState state{status.stx_uid, status.stx_gid, status.stx_mode, {}, {}};
+    QByteArray value;
+    if (const int error = MGDescriptors::attribute(fd, MGPosixAcl::AccessAttribute, &value))
+        return error;
+    if (!value.isEmpty()) {
+        const auto acl = MGPosixAcl::fromXattr(value);
+        if (!acl)
+            return EILSEQ;
+        state.access = *acl;
+    }
+    ++m_items;
+    if (searchable)
+        *searchable = reachable && MGAccessEvaluator::permits(state, m_subject, 1);
+    if (!reachable) {
+        ++m_counts.outOfReach;
+        return 0;
+    }
+    const MGAccessEvaluator::Grant read = MGAccessEvaluator::decide(state, m_subject, 4);
+    const MGAccessEvaluator::Grant write = MGAccessEvaluator::decide(state, m_subject, 2);
+    const bool execute = MGAccessEvaluator::permits(state, m_subject, 1);
+    (read.granted ? (write.granted ? m_counts.readWrite : m_counts.readOnly)
+                  : (write.granted ? m_counts.writeOnly : m_counts.none))++;
+    const MGAccessEvaluator::Grant search = execute ? MGAccessEvaluator::decide(state, m_subject, 1)
+                                                    : MGAccessEvaluator::Grant{};
+    const MGAccessEvaluator::Grant *shown = nullptr;
+    switch (m_level) {
+    case Level::Read:
+        shown = read.granted ? &read : nullptr;
+        break;
+    case Level::Write:
+        shown = write.granted ? &write : nullptr;
+        break;
+    case Level::Any:
+        shown = read.granted ? &read : write.granted ? &write : execute ? &search : nullptr;
+        break;
+    }
+    if (!shown || m_summary)
+        return 0;
+    ++m_counts.listed;
+    QByteArray line;
+    line.reserve(path.size() + 32);
+    line += read.granted ? 'r' : '-';
+    line += write.granted ? 'w' : '-';
+    line += execute ? 'x' : '-';
+    line += '\t' + entryName(*shown) + '\t' + MGAclTextFormat::escapePath(path) + '\n';
+    add(line);
+    return 0;
+}
+
+void MGAclAudit::add(const QByteArray &text)
+{
+    QMutexLocker locker(&m_lock);
+    m_pending += text;
+    if (m_pending.size() >= PieceSize) {
+        m_sink(m_pending);
+        m_pending.clear();
+    }
+}
+
+void MGAclAudit::flush()
+{
+    // Sent even when empty: the caller hears from a walk that finds little.
+    QMutexLocker locker(&m_lock);
+    m_sink(m_pending);
+    m_pending.clear();
+}
+
+void MGAclAudit::folder(int fd, const struct statx &status, const QByteArray &path)
+{
+    bool searchable = false;
+    if (const int error = judge(fd, status, path, reachable(path), &searchable)) {
+        m_walker->fail(path, error);
+        searchable = false;
+    }
+    if (!searchable) {
+        QWriteLocker locker(&m_closedLock);
+        m_closed.insert(path);
+    }
+}
+
+void MGAclAudit::item(int fd, const struct statx &status, const QByteArray &path)
+{
+    if (const int error = judge(fd, status, path, reachable(path), nullptr))
+        m_walker->fail(path, error);
+}
+
+QByteArray MGAclAudit::summaryText() const
+{
+    auto t = [](const char *key) { return NTLocalizedString::localize(QString::fromUtf8(key), QStringLiteral("ACL")); };
+    QString text = t("# What \u201c%1\u201d may do with %2 items below \u201c%3\u201d")
+                       .arg(m_identityName)
+                       .arg(qint64(m_items))
+                       .arg(m_item.shownPath())
+        + QLatin1Char('\n');
+    const QList<std::pair<const char *, qint64>> rows = {
+        {"read and write", m_counts.readWrite}, {"read only", m_counts.readOnly}, {"write only", m_counts.writeOnly},
+        {"neither", m_counts.none},              {"out of reach", m_counts.outOfReach}};
+    for (const auto &[key, count] : rows)
+        text += QStringLiteral("%1\t%2\n").arg(t(key)).arg(count);
+    return text.toUtf8();
+}
+
+MGResult<qint64> MGAclAudit::run()
+{
+    const QString failure = QStringLiteral("Cannot audit the permissions of");
+    struct statx st;
+    if (const int error = m_item.status(&st))
+        return m_item.error(error, failure);
+    if (!S_ISDIR(st.stx_mode) && !S_ISREG(st.stx_mode))
+        return m_item.error(EINVAL, failure);
+    if (!m_blockedAbove.isEmpty())
+        add(NTLocalizedString::localize(QStringLiteral("# \u201c%1\u201d cannot enter the folder \u201c%2\u201d on this item's "
+                                                       "path: nothing here is within their reach."),
+                                        QStringLiteral("ACL"))
+                .arg(m_identityName, QString::fromUtf8(m_blockedAbove))
+                .toUtf8()
+            + '\n');
+    // The item is reachable when no folder above keeps the identity out.
+    bool searchable = false;
+    if (const int error = judge(m_item.descriptor(), st, m_item.path(), m_blockedAbove.isEmpty(), &searchable))
+        return m_item.error(error, failure);
+    if (S_ISDIR(st.stx_mode)) {
+        if (!searchable)
+            m_closed.insert(m_item.path());
+        const int fd = openat(m_item.descriptor(), ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+        if (fd < 0)
+            return m_item.error(errno, failure);
+        m_walker.reset(new MGTreeWalker(this, st.stx_mnt_id));
+        m_walker->setStopFlag(m_stop);
+        m_walker->setProgressHandler([this](const QByteArray &) { flush(); }, std::chrono::seconds(1));
+        m_walker->walk(fd, m_item.path());
+    }
+    if (m_summary)
+        add(summaryText());
+    flush();
+    if (m_walker) {
+        if (std::optional<MGError> failed = m_walker->failures(QStringLiteral("read"), m_item.shownPath()))
+            return *failed;
+    }
+    return qint64(m_items);
+}
