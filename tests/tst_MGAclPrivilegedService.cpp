@@ -424,8 +424,11 @@ private slots:
         const QByteArray text = status.readAll();
         const qint64 residentKiB = text.mid(text.indexOf("VmRSS:") + 6).trimmed().split(' ').first().toLongLong();
         qInfo("the service holds %lld KiB", residentKiB);
-        // 144 MiB were sent; what is kept is what fits the callers' shares.
+        // 144 MiB were sent; what is kept is what fits the callers' shares. (An address
+        // sanitizer build keeps freed memory in quarantine, so its size says nothing.)
+#if !defined(__SANITIZE_ADDRESS__)
         QVERIFY2(residentKiB < 100 * 1024, qPrintable(QString::number(residentKiB)));
+#endif
         bus.polkit("SetHangService", {false});
         for (int caller = 0; caller < 4; ++caller)
             QDBusConnection::disconnectFromBus(QStringLiteral("flood%1").arg(caller));
