@@ -63,7 +63,7 @@ QString MGAclCommandLine::usage()
         "                     folder, as setfacl --restore does\n"
         "audit                where below PATH the user or group may write (--read: read; --any:\n"
         "                     anything), one line per item: rwx as granted, the entry that grants\n"
-        "                     it, the path; items inside folders they cannot enter are left out;\n"
+        "                     it, the path; folders they cannot enter are not looked into;\n"
         "                     --summary counts items by what they may do instead\n"
         "screenshot           a picture of the window (no display needed); --permissions opens the\n"
         "                     permission editor of a row, --find a row's chooser with TEXT typed\n"

@@ -264,8 +264,8 @@
         <translation>keins von beiden</translation>
     </message>
     <message>
-        <source>out of reach</source>
-        <translation>nicht erreichbar</translation>
+        <source>folders they cannot enter (not looked into)</source>
+        <translation>Ordner ohne Zutritt (nicht durchsucht)</translation>
     </message>
     <message>
         <source>“%1” cannot enter the folder “%2” on this item's path: whatever the item allows below, it is out of their reach until that folder lets them in.</source>

@@ -3,8 +3,6 @@
 #include "MGPosixAclStore.h"
 #include "NTLocalizedString.h"
 
-#include <QReadLocker>
-#include <QWriteLocker>
 #include <cerrno>
 #include <fcntl.h>
 #include <unistd.h>
@@ -12,15 +10,6 @@
 MGAclAudit::MGAclAudit(const MGFileItem &item, const MGAccessSubject &subject, Level level, bool summary, Sink sink)
     : m_item(item), m_subject(subject), m_level(level), m_summary(summary), m_sink(std::move(sink))
 {
-}
-
-bool MGAclAudit::reachable(const QByteArray &path) const
-{
-    // Folders are judged before anything inside them, and a closed folder passes its
-    // closedness on to its subfolders, so the parent alone tells.
-    const qsizetype slash = path.lastIndexOf('/');
-    QReadLocker locker(&m_closedLock);
-    return !m_closed.contains(path.left(slash <= 0 ? 1 : slash));
 }
 
 QByteArray MGAclAudit::entryName(const MGAccessEvaluator::Grant &grant)
@@ -43,7 +32,7 @@ QByteArray MGAclAudit::entryName(const MGAccessEvaluator::Grant &grant)
     return "other::";
 }
 
-int MGAclAudit::judge(int fd, const struct statx &status, const QByteArray &path, bool reachable, bool *searchable)
+int MGAclAudit::judge(int fd, const struct statx &status, const QByteArray &path, bool *searchable)
 {
     MGPosixItemState state{status.stx_uid, status.stx_gid, status.stx_mode, {}, {}};
     QByteArray value;
@@ -56,11 +45,10 @@ int MGAclAudit::judge(int fd, const struct statx &status, const QByteArray &path
         state.access = *acl;
     }
     ++m_items;
-    if (searchable)
-        *searchable = reachable && MGAccessEvaluator::permits(state, m_subject, 1);
-    if (!reachable) {
-        ++m_counts.outOfReach;
-        return 0;
+    if (searchable) {
+        *searchable = MGAccessEvaluator::permits(state, m_subject, 1);
+        if (!*searchable)
+            ++m_counts.closedFolders;
     }
     const MGAccessEvaluator::Grant read = MGAccessEvaluator::decide(state, m_subject, 4);
     const MGAccessEvaluator::Grant write = MGAccessEvaluator::decide(state, m_subject, 2);
@@ -112,22 +100,19 @@ void MGAclAudit::flush()
     m_pending.clear();
 }
 
-void MGAclAudit::folder(int fd, const struct statx &status, const QByteArray &path)
+bool MGAclAudit::entersFolder(int fd, const struct statx &status, const QByteArray &path)
 {
     bool searchable = false;
-    if (const int error = judge(fd, status, path, reachable(path), &searchable)) {
+    if (const int error = judge(fd, status, path, &searchable)) {
         m_walker->fail(path, error);
-        searchable = false;
+        return false;
     }
-    if (!searchable) {
-        QWriteLocker locker(&m_closedLock);
-        m_closed.insert(path);
-    }
+    return searchable;
 }
 
 void MGAclAudit::item(int fd, const struct statx &status, const QByteArray &path)
 {
-    if (const int error = judge(fd, status, path, reachable(path), nullptr))
+    if (const int error = judge(fd, status, path, nullptr))
         m_walker->fail(path, error);
 }
 
@@ -141,7 +126,7 @@ QByteArray MGAclAudit::summaryText() const
         + QLatin1Char('\n');
     const QList<std::pair<const char *, qint64>> rows = {
         {"read and write", m_counts.readWrite}, {"read only", m_counts.readOnly}, {"write only", m_counts.writeOnly},
-        {"neither", m_counts.none},              {"out of reach", m_counts.outOfReach}};
+        {"neither", m_counts.none},              {"folders they cannot enter (not looked into)", m_counts.closedFolders}};
     for (const auto &[key, count] : rows)
         text += QStringLiteral("%1\t%2\n").arg(t(key)).arg(count);
     return text.toUtf8();
@@ -155,20 +140,21 @@ MGResult<qint64> MGAclAudit::run()
         return m_item.error(error, failure);
     if (!S_ISDIR(st.stx_mode) && !S_ISREG(st.stx_mode))
         return m_item.error(EINVAL, failure);
-    if (!m_blockedAbove.isEmpty())
+    if (!m_blockedAbove.isEmpty()) {
+        // Nothing here is within the identity's reach: nothing is looked at.
         add(NTLocalizedString::localize(QStringLiteral("# \u201c%1\u201d cannot enter the folder \u201c%2\u201d on this item's "
                                                        "path: nothing here is within their reach."),
                                         QStringLiteral("ACL"))
                 .arg(m_identityName, QString::fromUtf8(m_blockedAbove))
                 .toUtf8()
             + '\n');
-    // The item is reachable when no folder above keeps the identity out.
+        flush();
+        return qint64(0);
+    }
     bool searchable = false;
-    if (const int error = judge(m_item.descriptor(), st, m_item.path(), m_blockedAbove.isEmpty(), &searchable))
+    if (const int error = judge(m_item.descriptor(), st, m_item.path(), S_ISDIR(st.stx_mode) ? &searchable : nullptr))
         return m_item.error(error, failure);
-    if (S_ISDIR(st.stx_mode)) {
-        if (!searchable)
-            m_closed.insert(m_item.path());
+    if (searchable) {
         const int fd = openat(m_item.descriptor(), ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC);
         if (fd < 0)
             return m_item.error(errno, failure);

@@ -5,16 +5,16 @@
 #include "MGFileItem.h"
 #include "MGTreeWalker.h"
 
-#include <QReadWriteLock>
-#include <QSet>
+#include <QMutex>
 #include <functional>
 
 // Finds where a user or group has an access below a folder: every folder and regular file
 // below it (and the item itself), walked as MGTreeWalker walks (no link followed, no mount
 // point crossed, nothing opened but folders), judged by the kernel's own rules
-// (MGAccessEvaluator) including the way there: an item inside a folder the identity cannot
-// search, or below a folder above the item that keeps it out, is out of its reach whatever
-// its own ACL says.
+// (MGAccessEvaluator) including the way there: what is inside a folder the identity cannot
+// search is out of its reach whatever its own ACL says, so the walk does not go in (and
+// holds nothing for it); below a folder above the item that keeps the identity out, nothing
+// is looked at.
 //
 // The answer is text, sent to the sink in pieces of about 64 KiB as the walk produces it
 // (and at least once a second, empty if need be, so that the caller knows it is alive):
@@ -40,17 +40,17 @@ public:
 
     struct Counts
     {
-        std::atomic<qint64> readWrite = 0, readOnly = 0, writeOnly = 0, none = 0, outOfReach = 0, listed = 0;
+        std::atomic<qint64> readWrite = 0, readOnly = 0, writeOnly = 0, none = 0, closedFolders = 0, listed = 0;
     };
     const Counts &counts() const { return m_counts; }
 
 private:
-    void folder(int fd, const struct statx &status, const QByteArray &path) override;
+    void folder(int, const struct statx &, const QByteArray &) override {}
+    bool entersFolder(int fd, const struct statx &status, const QByteArray &path) override;
     void item(int fd, const struct statx &status, const QByteArray &path) override;
     // Judges one item; 0 or the errno that kept it from being read. `searchable` answers
     // whether the identity may search it (folders).
-    int judge(int fd, const struct statx &status, const QByteArray &path, bool reachable, bool *searchable);
-    bool reachable(const QByteArray &path) const;
+    int judge(int fd, const struct statx &status, const QByteArray &path, bool *searchable);
     void add(const QByteArray &text);
     void flush();
     QByteArray summaryText() const;
@@ -68,8 +68,6 @@ private:
     std::shared_ptr<const std::atomic<bool>> m_stop;
     std::unique_ptr<MGTreeWalker> m_walker;
     MGAclTextFormat::Names m_names;
-    mutable QReadWriteLock m_closedLock;
-    QSet<QByteArray> m_closed; // folders whose items are out of reach
     QMutex m_lock; // the pending text, and one sink call at a time
     QByteArray m_pending;
     Counts m_counts;

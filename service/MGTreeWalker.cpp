@@ -352,7 +352,10 @@ void MGTreeWalker::walk(int rootFd, const QByteArray &rootPath)
                 close(fd);
             } else {
                 m_visitor->folder(fd, st, task->path);
-                visitFolder(fd, task->path, batch, walk, std::make_shared<Descriptor>(fd));
+                if (m_visitor->entersFolder(fd, st, task->path))
+                    visitFolder(fd, task->path, batch, walk, std::make_shared<Descriptor>(fd));
+                else
+                    close(fd);
             }
             walk.done();
         }

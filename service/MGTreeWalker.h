@@ -42,6 +42,16 @@ public:
         // Special files (devices, FIFOs, sockets) are visited only when this answers true;
         // otherwise they are counted without being opened.
         virtual bool visitsSpecialFiles() const { return false; }
+        // Whether the walk goes into a folder below the root (its items and everything below
+        // it), asked right after folder(). Nothing below a folder left out is opened, counted
+        // or held in memory.
+        virtual bool entersFolder(int fd, const struct statx &status, const QByteArray &path)
+        {
+            Q_UNUSED(fd);
+            Q_UNUSED(status);
+            Q_UNUSED(path);
+            return true;
+        }
     };
 
     struct Counts

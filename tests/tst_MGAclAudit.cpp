@@ -119,6 +119,24 @@ private slots:
         QVERIFY2(summary.out.contains(QStringLiteral("read and write\t%1\n").arg(readWrite)), qPrintable(summary.out));
     }
 
+    // Below a folder that keeps the identity out, nothing is looked at, and that is said.
+    void aClosedFolderAboveEndsTheAudit()
+    {
+        REQUIRE_ROOT();
+        const QString closed = tmp.path("closed");
+        QVERIFY(shOk(QStringLiteral("mkdir -p %1/inner && chmod 700 %1 && touch %1/inner/f && setfacl -m u:nobody:rwx "
+                                    "%1/inner %1/inner/f")
+                         .arg(quoted(closed))));
+        const Run run = acl({"audit", "nobody", closed + "/inner", "--any"});
+        QCOMPARE(run.status, 0);
+        QCOMPARE(run.out, QStringLiteral("# \u201cnobody\u201d cannot enter the folder \u201c%1\u201d on this item's path: "
+                                         "nothing here is within their reach.\n")
+                              .arg(closed));
+        QVERIFY(shOk("chmod 711 " + quoted(closed)));
+        const Run open = acl({"audit", "nobody", closed + "/inner", "--any"});
+        QVERIFY2(open.out.contains("rwx\tuser:nobody\t" + closed + "/inner/f\n"), qPrintable(open.out));
+    }
+
     void wrongUseSaysWhatIsWrong()
     {
         QCOMPARE(acl({"audit", "nobody"}).status, 64);
