@@ -4,6 +4,8 @@
 #include <QString>
 #include <QTemporaryDir>
 #include <QtTest>
+#include <fcntl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 // Runs a shell command for a test and answers its standard output; a failing command
@@ -51,11 +53,22 @@ struct SharedTemporaryDir
 // f2, ...: a tree wide enough for a walk to take a while.
 inline bool makeWideTree(const QString &root, int folders, int files)
 {
-    return shOk(QStringLiteral("mkdir %1 && cd %1 && for d in $(seq %2); do mkdir d$d; done && for d in d*; do "
-                               "(cd $d && seq %3 | sed 's/^/f/' | xargs touch); done")
-                    .arg(quoted(root))
-                    .arg(folders)
-                    .arg(files));
+    // Made with system calls, not a shell: tens of thousands of files in a second.
+    const QByteArray base = QFile::encodeName(root);
+    if (mkdir(base.constData(), 0755) != 0)
+        return false;
+    for (int d = 1; d <= folders; ++d) {
+        const QByteArray folder = base + "/d" + QByteArray::number(d);
+        if (mkdir(folder.constData(), 0755) != 0)
+            return false;
+        for (int f = 1; f <= files; ++f) {
+            const int fd = open((folder + "/f" + QByteArray::number(f)).constData(), O_CREAT | O_WRONLY | O_CLOEXEC, 0644);
+            if (fd < 0)
+                return false;
+            close(fd);
+        }
+    }
+    return true;
 }
 
 #define REQUIRE_ROOT()                                                                                                 \
