@@ -8,7 +8,7 @@
 #include <unistd.h>
 
 MGAclAudit::MGAclAudit(const MGFileItem &item, const MGAccessSubject &subject, Level level, bool summary, Sink sink)
-    : m_item(item), m_subject(subject), m_level(level), m_summary(summary), m_sink(std::move(sink))
+    : m_item(item), m_subject(subject), m_level(level), m_summary(summary), m_text(std::move(sink))
 {
 }
 
@@ -45,18 +45,17 @@ int MGAclAudit::judge(int fd, const struct statx &status, const QByteArray &path
         state.access = *acl;
     }
     ++m_items;
-    if (searchable) {
-        *searchable = MGAccessEvaluator::permits(state, m_subject, 1);
-        if (!*searchable)
-            ++m_counts.closedFolders;
-    }
     const MGAccessEvaluator::Grant read = MGAccessEvaluator::decide(state, m_subject, 4);
     const MGAccessEvaluator::Grant write = MGAccessEvaluator::decide(state, m_subject, 2);
-    const bool execute = MGAccessEvaluator::permits(state, m_subject, 1);
+    const MGAccessEvaluator::Grant search = MGAccessEvaluator::decide(state, m_subject, 1);
+    const bool execute = search.granted;
+    if (searchable) {
+        *searchable = execute;
+        if (!execute)
+            ++m_counts.closedFolders;
+    }
     (read.granted ? (write.granted ? m_counts.readWrite : m_counts.readOnly)
                   : (write.granted ? m_counts.writeOnly : m_counts.none))++;
-    const MGAccessEvaluator::Grant search = execute ? MGAccessEvaluator::decide(state, m_subject, 1)
-                                                    : MGAccessEvaluator::Grant{};
     const MGAccessEvaluator::Grant *shown = nullptr;
     switch (m_level) {
     case Level::Read:
@@ -71,33 +70,14 @@ int MGAclAudit::judge(int fd, const struct statx &status, const QByteArray &path
     }
     if (!shown || m_summary)
         return 0;
-    ++m_counts.listed;
     QByteArray line;
     line.reserve(path.size() + 32);
     line += read.granted ? 'r' : '-';
     line += write.granted ? 'w' : '-';
     line += execute ? 'x' : '-';
     line += '\t' + entryName(*shown) + '\t' + MGAclTextFormat::escapePath(path) + '\n';
-    add(line);
+    m_text.add(line);
     return 0;
-}
-
-void MGAclAudit::add(const QByteArray &text)
-{
-    QMutexLocker locker(&m_lock);
-    m_pending += text;
-    if (m_pending.size() >= PieceSize) {
-        m_sink(m_pending);
-        m_pending.clear();
-    }
-}
-
-void MGAclAudit::flush()
-{
-    // Sent even when empty: the caller hears from a walk that finds little.
-    QMutexLocker locker(&m_lock);
-    m_sink(m_pending);
-    m_pending.clear();
 }
 
 bool MGAclAudit::entersFolder(int fd, const struct statx &status, const QByteArray &path)
@@ -142,13 +122,13 @@ MGResult<qint64> MGAclAudit::run()
         return m_item.error(EINVAL, failure);
     if (!m_blockedAbove.isEmpty()) {
         // Nothing here is within the identity's reach: nothing is looked at.
-        add(NTLocalizedString::localize(QStringLiteral("# \u201c%1\u201d cannot enter the folder \u201c%2\u201d on this item's "
+        m_text.add(NTLocalizedString::localize(QStringLiteral("# \u201c%1\u201d cannot enter the folder \u201c%2\u201d on this item's "
                                                        "path: nothing here is within their reach."),
                                         QStringLiteral("ACL"))
                 .arg(m_identityName, QString::fromUtf8(m_blockedAbove))
                 .toUtf8()
             + '\n');
-        flush();
+        m_text.flush();
         return qint64(0);
     }
     bool searchable = false;
@@ -160,12 +140,12 @@ MGResult<qint64> MGAclAudit::run()
             return m_item.error(errno, failure);
         m_walker.reset(new MGTreeWalker(this, st.stx_mnt_id));
         m_walker->setStopFlag(m_stop);
-        m_walker->setProgressHandler([this](const QByteArray &) { flush(); }, std::chrono::seconds(1));
+        m_walker->setProgressHandler([this](const QByteArray &) { m_text.flush(true); }, std::chrono::seconds(1));
         m_walker->walk(fd, m_item.path());
     }
     if (m_summary)
-        add(summaryText());
-    flush();
+        m_text.add(summaryText());
+    m_text.flush(true);
     if (m_walker) {
         if (std::optional<MGError> failed = m_walker->failures(QStringLiteral("read"), m_item.shownPath()))
             return *failed;

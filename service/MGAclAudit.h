@@ -3,9 +3,9 @@
 #include "MGAccessEvaluator.h"
 #include "MGAclTextFormat.h"
 #include "MGFileItem.h"
+#include "MGTextPieces.h"
 #include "MGTreeWalker.h"
 
-#include <QMutex>
 #include <functional>
 
 // Finds where a user or group has an access below a folder: every folder and regular file
@@ -16,8 +16,8 @@
 // holds nothing for it); below a folder above the item that keeps the identity out, nothing
 // is looked at.
 //
-// The answer is text, sent to the sink in pieces of about 64 KiB as the walk produces it
-// (and at least once a second, empty if need be, so that the caller knows it is alive):
+// The answer is text, sent to the sink in pieces as the walk produces it (MGTextPieces), and
+// at least once a second, empty if need be, so that the caller knows it is alive:
 // either one line per item that has the access asked about,
 //     "rw-<TAB>ENTRY<TAB>PATH", ENTRY the entry that grants it as getfacl names entries
 //     (user::, user:NAME, group::, group:NAME, other::, or root), PATH escaped as getfacl does,
@@ -38,38 +38,31 @@ public:
     // The number of items looked at, or the error that kept the item itself from being read.
     MGResult<qint64> run();
 
+private:
     struct Counts
     {
-        std::atomic<qint64> readWrite = 0, readOnly = 0, writeOnly = 0, none = 0, closedFolders = 0, listed = 0;
+        std::atomic<qint64> readWrite = 0, readOnly = 0, writeOnly = 0, none = 0, closedFolders = 0;
     };
-    const Counts &counts() const { return m_counts; }
 
-private:
     void folder(int, const struct statx &, const QByteArray &) override {}
     bool entersFolder(int fd, const struct statx &status, const QByteArray &path) override;
     void item(int fd, const struct statx &status, const QByteArray &path) override;
     // Judges one item; 0 or the errno that kept it from being read. `searchable` answers
     // whether the identity may search it (folders).
     int judge(int fd, const struct statx &status, const QByteArray &path, bool *searchable);
-    void add(const QByteArray &text);
-    void flush();
     QByteArray summaryText() const;
     QByteArray entryName(const MGAccessEvaluator::Grant &grant);
-
-    static constexpr qsizetype PieceSize = 64 * 1024;
 
     const MGFileItem &m_item;
     const MGAccessSubject m_subject;
     const Level m_level;
     const bool m_summary;
-    Sink m_sink;
     QByteArray m_blockedAbove;
     QString m_identityName;
     std::shared_ptr<const std::atomic<bool>> m_stop;
     std::unique_ptr<MGTreeWalker> m_walker;
     MGAclTextFormat::Names m_names;
-    QMutex m_lock; // the pending text, and one sink call at a time
-    QByteArray m_pending;
+    MGTextPieces m_text;
     Counts m_counts;
     std::atomic<qint64> m_items = 0;
 };

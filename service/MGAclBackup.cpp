@@ -6,7 +6,7 @@
 #include <fcntl.h>
 #include <unistd.h>
 
-MGAclBackup::MGAclBackup(const MGFileItem &item, Sink sink) : m_item(item), m_sink(std::move(sink))
+MGAclBackup::MGAclBackup(const MGFileItem &item, Sink sink) : m_item(item), m_text(std::move(sink))
 {
 }
 
@@ -30,12 +30,7 @@ int MGAclBackup::write(int fd, const struct statx &status, const QByteArray &pat
     // getfacl writes an absolute path without its leading slash.
     const QByteArray text = MGAclTextFormat::block(path.startsWith('/') ? path.mid(1) : path, state, m_names);
     ++m_items;
-    QMutexLocker locker(&m_lock);
-    m_pending += text;
-    if (m_pending.size() >= PieceSize) {
-        m_sink(m_pending);
-        m_pending.clear();
-    }
+    m_text.add(text);
     return 0;
 }
 
@@ -68,11 +63,7 @@ MGResult<qint64> MGAclBackup::run()
         m_walker->setStopFlag(m_stop);
         m_walker->walk(fd, m_item.path());
     }
-    QMutexLocker locker(&m_lock);
-    if (!m_pending.isEmpty())
-        m_sink(m_pending);
-    m_pending.clear();
-    locker.unlock();
+    m_text.flush();
     if (m_walker) {
         if (std::optional<MGError> failed = m_walker->failures(QStringLiteral("read"), m_item.shownPath()))
             return *failed;

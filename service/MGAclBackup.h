@@ -3,6 +3,7 @@
 #include "MGAclTextFormat.h"
 #include "MGError.h"
 #include "MGFileItem.h"
+#include "MGTextPieces.h"
 #include "MGTreeWalker.h"
 
 #include <functional>
@@ -13,9 +14,8 @@
 // opens nothing); links are not. Paths are written without their leading slash, as
 // getfacl writes absolute paths.
 //
-// The text goes to the sink in pieces of about 64 KiB, as the walk produces it, so a tree
-// of any size is never held whole; the sink may take its time (a pipe's back pressure
-// slows the walk). The order of the items is the walk's.
+// The text goes to the sink in pieces as the walk produces it (MGTextPieces). The order of
+// the items is the walk's.
 class MGAclBackup : private MGTreeWalker::Visitor
 {
 public:
@@ -35,14 +35,10 @@ private:
     // Adds an item's block to the text; 0 or the errno that kept it from being read.
     int write(int fd, const struct statx &status, const QByteArray &path, bool folder);
 
-    static constexpr qsizetype PieceSize = 64 * 1024;
-
     const MGFileItem &m_item;
-    Sink m_sink;
     std::shared_ptr<const std::atomic<bool>> m_stop;
     std::unique_ptr<MGTreeWalker> m_walker;
     MGAclTextFormat::Names m_names;
-    QMutex m_lock; // the pending text, and one sink call at a time
-    QByteArray m_pending;
+    MGTextPieces m_text;
     std::atomic<qint64> m_items = 0;
 };

@@ -45,6 +45,13 @@ QStringList argumentsOf(MGAclRemoteMethod method)
     return {};
 }
 
+// The identity's UUID; a null one when there is none.
+QUuid uuidArgument(const QCborMap &args)
+{
+    const QCborValue value = args.value(QStringLiteral("uuid"));
+    return value.isString() ? QUuid(value.toString()) : QUuid();
+}
+
 // The item's path: the bytes the file system uses, absolute. A path the system would refuse
 // as too long is refused here with the same error, so the caller learns what is wrong.
 std::optional<QByteArray> pathArgument(const QCborMap &args, MGCborReader &read)
@@ -158,6 +165,11 @@ QCborMap MGAclServiceDispatcher::handle(const QCborMap &request, const Caller &c
 
     QCborMap reply;
     reply.insert(QStringLiteral("id"), id);
+    // Backups and audits send their text as it comes, in progress reports.
+    const auto textReport = [&](const QByteArray &text) {
+        if (progress)
+            progress(progressReport(id, QCborMap{{QStringLiteral("text"), text}}));
+    };
     switch (*method) {
     case MGAclRemoteMethod::GetEntries: {
         const MGResult<MGAclList> list = MGPosixAclStore::read(*item);
@@ -200,10 +212,7 @@ QCborMap MGAclServiceDispatcher::handle(const QCborMap &request, const Caller &c
         return reply;
     }
     case MGAclRemoteMethod::BackupEntries: {
-        MGAclBackup backup(*item, [&](const QByteArray &text) {
-            if (progress)
-                progress(progressReport(id, QCborMap{{QStringLiteral("text"), text}}));
-        });
+        MGAclBackup backup(*item, textReport);
         const MGResult<qint64> items = backup.run();
         if (!items)
             return errorReply(id, items.error());
@@ -211,8 +220,7 @@ QCborMap MGAclServiceDispatcher::handle(const QCborMap &request, const Caller &c
         return reply;
     }
     case MGAclRemoteMethod::AuditAccess: {
-        const QCborValue uuidValue = args->value(QStringLiteral("uuid"));
-        const QUuid uuid = uuidValue.isString() ? QUuid(uuidValue.toString()) : QUuid();
+        const QUuid uuid = uuidArgument(*args);
         const QString levelName = args->value(QStringLiteral("level")).toString();
         const QHash<QString, MGAclAudit::Level> levels = {{QStringLiteral("read"), MGAclAudit::Level::Read},
                                                           {QStringLiteral("write"), MGAclAudit::Level::Write},
@@ -226,10 +234,7 @@ QCborMap MGAclServiceDispatcher::handle(const QCborMap &request, const Caller &c
             return errorReply(id, subject.error());
         const auto identity = CBIdentityAuthority::defaultIdentityAuthority().identityWithUniqueIdentifier(uuid);
         MGAclAudit audit(*item, *subject, levels.value(levelName), args->value(QStringLiteral("summary")).toBool(),
-                         [&](const QByteArray &text) {
-                             if (progress)
-                                 progress(progressReport(id, QCborMap{{QStringLiteral("text"), text}}));
-                         });
+                         textReport);
         audit.setIdentityName(identity ? identity->displayName() : uuid.toString(QUuid::WithoutBraces));
         audit.setBlockedAbove(MGAccessEvaluator::blockingFolder(*item, uuid));
         const MGResult<qint64> items = audit.run();
@@ -241,8 +246,7 @@ QCborMap MGAclServiceDispatcher::handle(const QCborMap &request, const Caller &c
     case MGAclRemoteMethod::StopPropagation:
         break; // answered above
     case MGAclRemoteMethod::GetAccess: {
-        const QCborValue uuidValue = args->value(QStringLiteral("uuid"));
-        const QUuid uuid = uuidValue.isString() ? QUuid(uuidValue.toString()) : QUuid();
+        const QUuid uuid = uuidArgument(*args);
         if (uuid.isNull())
             return malformedReply(QStringLiteral("the identity is not a UUID"), id);
         const auto tree = MGAccessEvaluator::accessTree(*item, uuid);

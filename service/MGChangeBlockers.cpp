@@ -7,28 +7,20 @@
 
 namespace MGChangeBlockers {
 
-namespace {
-// The mount's own place, for the command that lifts the block.
-QString where(quint64 mountId)
-{
-    const QString place = mountPoint(mountId);
-    return place.isEmpty() ? QStringLiteral("MOUNT-POINT") : place;
-}
-}
-
 MGResultError check(const MGFileItem &item, const QString &failure, Scope scope)
 {
+    // The status carries the item's marks whatever was asked for.
     struct statx status {};
-    const bool known = statx(item.descriptor(), "", AT_EMPTY_PATH | AT_SYMLINK_NOFOLLOW, STATX_TYPE | STATX_MNT_ID,
-                             &status)
-        == 0;
+    const bool known = item.status(&status) == 0;
     struct statvfs fileSystem {};
     if (fstatvfs(item.descriptor(), &fileSystem) == 0 && (fileSystem.f_flag & ST_RDONLY)) {
+        // The mount's own place, for the command that lifts the block.
+        const QString place = known ? mountPoint(status.stx_mnt_id) : QString();
         return MGError::posixError(
             EROFS, QStringLiteral("%1 \u201c%2\u201d: the file system it is on is mounted read-only, so nobody can change "
                                   "it, an administrator neither. To change it, mount that file system read-write "
                                   "again (mount -o remount,rw %3).")
-                       .arg(failure, item.shownPath(), known ? where(status.stx_mnt_id) : QStringLiteral("MOUNT-POINT")));
+                       .arg(failure, item.shownPath(), place.isEmpty() ? QStringLiteral("MOUNT-POINT") : place));
     }
     if (scope == Scope::FileSystem || !known)
         return std::nullopt;

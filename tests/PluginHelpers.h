@@ -1,5 +1,6 @@
 #pragma once
 
+#include "MGAclEntriesViewController.h"
 #include "MGAclPlugin.h"
 #include "MGTabViewController.h"
 #include "QueueHelpers.h"
@@ -22,6 +23,23 @@ inline MGAclPlugin::Pointer openWindow(const QString &path)
     if (!loaded.wait(10000))
         qWarning() << "the entries of" << path << "never arrived";
     return plugin;
+}
+
+// The window's first tab: the entries.
+inline MGAclEntriesViewController *entriesView(const MGAclPlugin::Pointer &plugin)
+{
+    return static_cast<MGAclEntriesViewController *>(plugin->tabViewController()->childViewControllers().at(0));
+}
+
+// Three ACL entries for users 1, 2 and 3 at rows 1 to 3 (user 2's inherited) before the
+// POSIX section, as a folder's list holds them.
+inline void installSampleEntries(const MGAclPlugin::Pointer &plugin)
+{
+    MGAclList list = plugin->entries();
+    for (quint32 id : {3u, 2u, 1u})
+        list.insert(1, MGAclEntry::aclEntry(1, CBIdentity::user(id), MGAclPermissionSet::fromPosixBits(5, true),
+                                            id == 2 ? quint32(MGAclFlag::Inherited) : 0u, true, true));
+    plugin->setEntries(list);
 }
 
 // Waits until everything the plug-in object had posted to its work queue has reached the

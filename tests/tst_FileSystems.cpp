@@ -4,9 +4,9 @@
 // the kernel on each is in tst_MGAccessEvaluator.)
 #include "FileSystemHelpers.h"
 #include "MGAclCapacity.h"
-#include "MGAclPropagator.h"
 #include "MGPosixAclStore.h"
 #include "MGPosixLists.h"
+#include "PropagationHelpers.h"
 
 #include <map>
 #include <memory>
@@ -35,18 +35,6 @@ class tst_FileSystems : public QObject
         QStringList items = sh(QStringLiteral("cd %1 && getfacl -R -n -p . 2>&1").arg(quoted(folder))).split("\n\n");
         items.sort();
         return items;
-    }
-
-    static MGResultError propagate(const QString &folder)
-    {
-        const MGResult<MGFileItem> item = MGFileItem::open(QFile::encodeName(folder), QStringLiteral("Cannot open"));
-        if (!item)
-            return item.error();
-        const MGResult<MGAclList> list = MGPosixAclStore::read(*item);
-        if (!list)
-            return list.error();
-        MGAclPropagator propagator(*item, *list);
-        return propagator.run();
     }
 
 private slots:
@@ -102,7 +90,7 @@ private slots:
         const QString here = fs.path("tree"), there = reference.path(fs.type() + "-tree");
         for (const QString &root : {here, there}) {
             QVERIFY(shOk(make.arg(quoted(root))));
-            const MGResultError error = propagate(root);
+            const MGResultError error = propagateOwnSettings(root);
             QVERIFY2(!error, qPrintable(error ? error->fullDescription() : QString()));
         }
         const QStringList acls = aclsBelow(here);

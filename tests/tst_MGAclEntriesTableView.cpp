@@ -21,22 +21,6 @@ class tst_MGAclEntriesTableView : public QObject
 
     SharedTemporaryDir tmp;
 
-    static MGAclEntriesViewController *entriesView(const MGAclPlugin::Pointer &plugin)
-    {
-        return static_cast<MGAclEntriesViewController *>(plugin->tabViewController()->childViewControllers().at(0));
-    }
-
-    // Three ACL entries for users 1, 2 and 3 at rows 1 to 3 (user 2's inherited), then the
-    // POSIX section.
-    static void installSample(const MGAclPlugin::Pointer &plugin)
-    {
-        MGAclList list = plugin->entries();
-        for (quint32 id : {3u, 2u, 1u})
-            list.insert(1, MGAclEntry::aclEntry(1, CBIdentity::user(id), Set::fromPosixBits(5, true),
-                                                id == 2 ? quint32(MGAclFlag::Inherited) : 0u, true, true));
-        plugin->setEntries(list);
-    }
-
     static QList<quint32> aclUsers(const MGAclPlugin::Pointer &plugin)
     {
         QList<quint32> users;
@@ -48,7 +32,7 @@ class tst_MGAclEntriesTableView : public QObject
     static MGAclPlugin::Pointer sampleWindow(const QString &path)
     {
         MGAclPlugin::Pointer plugin = openWindow(path);
-        installSample(plugin);
+        installSampleEntries(plugin);
         return plugin;
     }
 

@@ -26,21 +26,6 @@ class tst_MGAclEntriesViewController : public QObject
     SharedTemporaryDir tmp;
     QString file;
 
-    static MGAclEntriesViewController *entriesView(const MGAclPlugin::Pointer &plugin)
-    {
-        return static_cast<MGAclEntriesViewController *>(plugin->tabViewController()->childViewControllers().at(0));
-    }
-
-    // A folder list with three ACL entries (the second inherited), then the POSIX section.
-    static void installSample(const MGAclPlugin::Pointer &plugin)
-    {
-        MGAclList list = plugin->entries();
-        for (quint32 id : {3u, 2u, 1u})
-            list.insert(1, MGAclEntry::aclEntry(1, CBIdentity::user(id), Set::fromPosixBits(5, true),
-                                                id == 2 ? quint32(MGAclFlag::Inherited) : 0u, true, true));
-        plugin->setEntries(list);
-    }
-
 private slots:
     void initTestCase()
     {
@@ -52,7 +37,7 @@ private slots:
     void rowsAreTheListWithTitleRows()
     {
         MGAclPlugin::Pointer plugin = openWindow(tmp.path());
-        installSample(plugin);
+        installSampleEntries(plugin);
         MGAclEntriesViewController *view = entriesView(plugin);
         QAbstractItemModelTester tester(view->model());
         QTableView *table = view->tableView();
@@ -78,7 +63,7 @@ private slots:
     void selectionDecidesWhatMayBeAddedAndRemoved()
     {
         MGAclPlugin::Pointer plugin = openWindow(tmp.path());
-        installSample(plugin);
+        installSampleEntries(plugin);
         MGAclEntriesViewController *view = entriesView(plugin);
         QVERIFY(view->canAddEntry() && !view->canRemoveEntry());
         view->selectRow(1);
@@ -97,7 +82,7 @@ private slots:
     void addingSelectsTheNewEntryAndRemovingRecomputes()
     {
         MGAclPlugin::Pointer plugin = openWindow(tmp.path());
-        installSample(plugin);
+        installSampleEntries(plugin);
         MGAclEntriesViewController *view = entriesView(plugin);
         QSignalSpy installed(plugin.get(), &MGAclPlugin::entriesChanged);
         view->addButton()->click(); // nothing selected: at the top
@@ -294,7 +279,7 @@ private slots:
     void customOpensTheEditorForItsOwnRow()
     {
         MGAclPlugin::Pointer plugin = openWindow(tmp.path());
-        installSample(plugin);
+        installSampleEntries(plugin);
         MGAclEntriesViewController *view = entriesView(plugin);
         view->selectRow(1);
         // "Custom…" in row 3, while row 1 is selected.
@@ -318,7 +303,7 @@ private slots:
     void rowsHaveMenusAndKeys()
     {
         MGAclPlugin::Pointer plugin = openWindow(tmp.path());
-        installSample(plugin);
+        installSampleEntries(plugin);
         MGAclEntriesViewController *view = entriesView(plugin);
         QTableView *table = view->tableView();
         auto enabled = [&](const char *action) {
@@ -363,7 +348,7 @@ private slots:
     void theKeyboardReachesEveryControl()
     {
         MGAclPlugin::Pointer plugin = openWindow(tmp.path());
-        installSample(plugin);
+        installSampleEntries(plugin);
         MGAclEntriesViewController *view = entriesView(plugin);
         QTableView *table = view->tableView();
         plugin->window()->activateWindow();
@@ -416,7 +401,7 @@ private slots:
     {
         QVERIFY(NTLocalizedString::installTranslation("de"));
         MGAclPlugin::Pointer plugin = openWindow(tmp.path());
-        installSample(plugin);
+        installSampleEntries(plugin);
         MGAclEntriesViewController *view = entriesView(plugin);
         MGAclEntriesTableModel *model = view->model();
         MGAclEntry *custom = MGAclLists::entryOf(plugin->entries().at(1));
@@ -441,7 +426,7 @@ private slots:
     void nobodyIsOfferedTwice()
     {
         MGAclPlugin::Pointer plugin = openWindow(tmp.path());
-        installSample(plugin);
+        installSampleEntries(plugin);
         MGAclEntriesViewController *view = entriesView(plugin);
         // Users 1 and 3 have entries of their own: row 3's chooser does not offer user 1,
         // nor user 2, whose inherited entry also applies to the folder.

@@ -29,11 +29,6 @@ class tst_MGAclMenuBar : public QObject
         return items;
     }
 
-    static MGAclEntriesViewController *entriesView(const MGAclPlugin::Pointer &plugin)
-    {
-        return static_cast<MGAclEntriesViewController *>(plugin->tabViewController()->childViewControllers().at(0));
-    }
-
 private slots:
     void initTestCase() { useTestSettings(); }
 

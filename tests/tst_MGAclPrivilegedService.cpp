@@ -37,15 +37,15 @@ class tst_MGAclPrivilegedService : public QObject
     QString privateFolder, secret, rootFile;
 
     // Runs one of the four operations on a new plug-in object whose ordinary service runs as
-    // nobody, so that each needs the privileged service.
-    std::shared_ptr<OperationResult> run(Op operation, MGAclPlugin::Pointer *keep = nullptr)
+    // nobody, so that each needs the privileged service. Writes go to `path` when given.
+    std::shared_ptr<OperationResult> run(Op operation, MGAclPlugin::Pointer *keep = nullptr, const QString &path = {})
     {
         auto plugin = MGAclPlugin::plugin();
         if (keep)
             *keep = plugin;
         auto result = std::make_shared<OperationResult>();
         const QUrl secretUrl = QUrl::fromLocalFile(secret);
-        const QString folder = privateFolder, file = rootFile;
+        const QString folder = path.isEmpty() ? privateFolder : path, file = path.isEmpty() ? rootFile : path;
         plugin->queue()->async([=] {
             switch (operation) {
             case Op::GetEntries:
@@ -65,6 +65,7 @@ class tst_MGAclPrivilegedService : public QObject
                     result->set(outcome.kind == outcome.Succeeded, outcome.error);
                 });
             case Op::StopPropagation:
+            case Op::AuditAccess:
                 break;
             }
         });
@@ -314,21 +315,12 @@ private slots:
     void whatNobodyMayChangeIsRefusedWithoutAskingForAuthorisation()
     {
         bus.allow(AllActions);
-        const auto send = [](Op operation, const QString &path) {
-            auto plugin = MGAclPlugin::plugin();
-            auto result = std::make_shared<OperationResult>();
-            plugin->queue()->async([=] {
-                plugin->sendEntries(operation, posixListFor(path), QUrl::fromLocalFile(path),
-                                    [result, plugin](auto outcome) { result->set(outcome.kind == outcome.Succeeded, outcome.error); });
-            });
-            return result;
-        };
         const QString marked = tmp.path("marked");
         QVERIFY(shOk(QStringLiteral("touch %1 && chmod 644 %1").arg(quoted(marked))));
         for (const QString flag : {"i", "a"}) {
             if (!shOk(QStringLiteral("chattr +%1 %2").arg(flag, quoted(marked))))
                 QSKIP("the file system of the temporary folder keeps no immutable or append-only marks");
-            auto result = send(Op::SetEntries, marked);
+            auto result = run(Op::SetEntries, nullptr, marked);
             QTRY_COMPARE_WITH_TIMEOUT(result->count(), 1, 15000);
             QVERIFY(shOk(QStringLiteral("chattr -%1 %2").arg(flag, quoted(marked))));
             QVERIFY(!result->hasValue && result->error);
@@ -345,7 +337,7 @@ private slots:
         const auto unmount = qScopeGuard([&] { shOk("umount " + quoted(readOnly)); });
         QVERIFY(shOk(QStringLiteral("touch %1/f && chmod 644 %1/f && mount -o remount,ro %1").arg(quoted(readOnly))));
         for (const auto &[operation, path] : {std::pair{Op::SetEntries, readOnly + "/f"}, std::pair{Op::PropagateEntries, readOnly}}) {
-            auto result = send(operation, path);
+            auto result = run(operation, nullptr, path);
             QTRY_COMPARE_WITH_TIMEOUT(result->count(), 1, 15000);
             QVERIFY(!result->hasValue && result->error);
             QCOMPARE(result->error->code(), EROFS);

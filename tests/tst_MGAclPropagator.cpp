@@ -1,5 +1,5 @@
-#include "MGAclPropagator.h"
 #include "MGPosixAclStore.h"
+#include "PropagationHelpers.h"
 #include "ShellHelpers.h"
 
 #include <sys/stat.h>
@@ -29,22 +29,6 @@ class tst_MGAclPropagator : public QObject
                                    .arg(quoted(root), quoted(outside), deep);
         QVERIFY(shOk(script));
         QCOMPARE(sh("cd " + quoted(root) + " && find deep -name bottom | wc -c").trimmed().toInt(), 24 * 201 + 12);
-    }
-
-    // Propagates the folder's own settings; `summary` gets what the walk did.
-    static MGResultError propagate(const QString &root, MGAclPropagator::Summary *summary = nullptr)
-    {
-        const MGResult<MGFileItem> item = MGFileItem::open(QFile::encodeName(root), "Cannot propagate");
-        if (!item)
-            return item.error();
-        const MGResult<MGAclList> list = MGPosixAclStore::read(*item);
-        if (!list)
-            return list.error();
-        MGAclPropagator propagator(*item, *list);
-        const MGResultError error = propagator.run();
-        if (summary)
-            *summary = propagator.summary();
-        return error;
     }
 
     // A folder of `folders` folders of `files` files each, with settings to pass down.
@@ -134,7 +118,7 @@ private slots:
         const QString pipeBefore = statLine(root + "/pipe");
 
         MGAclPropagator::Summary summary;
-        QCOMPARE(propagate(root, &summary), MGResultError());
+        QCOMPARE(propagateOwnSettings(root, &summary), MGResultError());
 
         // Files: owner, group, the folder's bits and the entries its default ACL passes on
         // (not the folder's access-only group entry); execute only where there was some,
@@ -177,7 +161,7 @@ private slots:
         QVERIFY(shOk("mkdir " + quoted(root) + " && cd " + quoted(root) + " && touch a b c && chown 5:5 a b c"));
         if (!shOk("chattr +i " + quoted(root + "/b")))
             QSKIP("this file system has no immutable files");
-        const MGResultError error = propagate(root);
+        const MGResultError error = propagateOwnSettings(root);
         shOk("chattr -i " + quoted(root + "/b"));
         QVERIFY(error);
         QCOMPARE(error->code(), EPERM);
@@ -200,7 +184,7 @@ private slots:
         if (!shOk("mount -t tmpfs none " + quoted(root + "/mnt")))
             QSKIP("cannot mount here");
         shOk("touch " + quoted(root + "/mnt/inside") + " && chown 7:7 " + quoted(root + "/mnt/inside"));
-        const MGResultError error = propagate(root);
+        const MGResultError error = propagateOwnSettings(root);
         const QString inside = lstatLine(root + "/mnt/inside");
         shOk("umount " + quoted(root + "/mnt"));
         QCOMPARE(error, MGResultError());
@@ -231,7 +215,7 @@ private slots:
         const QString before = state();
         QVERIFY(shOk("chown 0:1 " + quoted(root) + " && chmod 750 " + quoted(root)));
         MGAclPropagator::Summary summary;
-        const MGResultError error = propagate(root, &summary);
+        const MGResultError error = propagateOwnSettings(root, &summary);
         const QString after = state();
         shOk("umount " + quoted(root + "/mnt"));
         QCOMPARE(error, MGResultError());

@@ -57,7 +57,7 @@ int addAndSaveInWindow(const QString &path, const QString &who)
         std::printf("the entries never arrived\n");
         return 3;
     }
-    auto *view = static_cast<MGAclEntriesViewController *>(plugin->tabViewController()->childViewControllers().at(0));
+    MGAclEntriesViewController *view = entriesView(plugin);
     QSignalSpy changed(plugin.get(), &MGAclPlugin::entriesChanged);
     QTest::mouseClick(view->addButton(), Qt::LeftButton);
     MGIdentityPopUpButton *chooser = nullptr;
