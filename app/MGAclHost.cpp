@@ -1,5 +1,7 @@
 #include "MGAclHost.h"
 
+#include "MGAclEntriesTableModel.h"
+
 #include "MGAclEntriesViewController.h"
 #include "MGAclHostInstance.h"
 #include "MGAclMenuBar.h"
@@ -141,8 +143,14 @@ int MGAclHost::screenshot(const Screenshot &request)
         waitFor([] { return false; }, 300);
     }
     if (shown && entries && request.findRow >= 0) {
-        if (MGIdentityPopUpButton *chooser = entries->identityChooser(request.findRow)) {
-            chooser->showPopup();
+        entries->selectRow(request.findRow);
+        entries->editCell(request.findRow, MGAclEntriesTableModel::IdentityColumn);
+        waitFor([] { return false; }, 100);
+        auto *chooser = qobject_cast<MGIdentityPopUpButton *>(
+            entries->cellEditor(request.findRow, MGAclEntriesTableModel::IdentityColumn));
+        if (chooser) {
+            if (!chooser->searchField())
+                chooser->showPopup();
             if (chooser->searchField())
                 chooser->searchField()->setText(request.find);
             waitFor([] { return false; }, 300);

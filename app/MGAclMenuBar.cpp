@@ -96,6 +96,8 @@ QMenuBar *MGAclMenuBar::attachTo(MGWindow *window)
     addCommand(window, edit, "Make Inherited Entries Explicit", "makeInheritedEntriesExplicit:");
     addCommand(window, edit, "Inherit Entries from Parent Folder", "inheritEntriesFromParent:");
     addCommand(window, edit, "Propagate Permissions\u2026", "propagateEntries:");
+    edit->addSeparator();
+    addCommand(window, edit, "Keep the mask as it is", "keepMask:")->setCheckable(true);
     validateOnShow(window, edit);
 
     // One item per tab, titled as the tab is.

@@ -66,10 +66,36 @@ QString MGAclEntry::identityText() const
     }
 }
 
+bool MGAclEntry::isMask() const
+{
+    return isAcl() ? m_identity.identityClass() == CBIdentity::Class::MaskSpecial : m_kind == Kind::Mask;
+}
+
+MGAclEntry::AppliesTo MGAclEntry::appliesTo() const
+{
+    if (!isAcl() || !m_directory || !passesOn())
+        return AppliesTo::ThisItem;
+    return appliesHere() ? AppliesTo::Both : AppliesTo::NewItems;
+}
+
+void MGAclEntry::setAppliesTo(AppliesTo appliesTo)
+{
+    using namespace MGAclFlag;
+    if (!isAcl() || !m_directory)
+        return;
+    quint32 flags = m_flags & ~quint32(Inheritance);
+    if (appliesTo != AppliesTo::ThisItem)
+        flags |= FileInherit | DirectoryInherit;
+    if (appliesTo == AppliesTo::NewItems)
+        flags |= OnlyInherit;
+    setFlags(flags);
+}
+
 void MGAclEntry::announce(std::initializer_list<const char *> keys)
 {
     for (const char *key : keys)
         emit changed(QString::fromLatin1(key));
+    emit edited(QString::fromLatin1(*keys.begin()));
 }
 
 void MGAclEntry::setTag(int tag)
@@ -108,9 +134,9 @@ void MGAclEntry::setFlags(quint32 flags)
     const bool inheritedChanged = (flags ^ m_flags) & MGAclFlag::Inherited;
     m_flags = flags;
     if (inheritedChanged)
-        announce({"flags", "inherited", "canonicalScore"});
+        announce({"flags", "inherited", "canonicalScore", "appliesTo"});
     else
-        announce({"flags"});
+        announce({"flags", "appliesTo"});
 }
 
 void MGAclEntry::setInherited(bool inherited)
@@ -223,7 +249,7 @@ void MGAclEntry::addObserver(QObject *observer)
 {
     if (!observer || m_observers.contains(observer))
         return;
-    m_observers.insert(observer, connect(this, &MGAclEntry::changed, observer, [this, observer](const QString &key) {
+    m_observers.insert(observer, connect(this, &MGAclEntry::edited, observer, [this, observer](const QString &key) {
         QMetaObject::invokeMethod(observer, "observeValueForKeyPath", Qt::DirectConnection,
                                   Q_ARG(QString, key), Q_ARG(QObject *, this));
     }));

@@ -13,8 +13,9 @@
 // owning group, other, mask), which are not part of the ACL.
 //
 // Every change of a user-editable property is announced with changed(key) for that key and
-// for each key derived from it; addObserver() forwards these to an observer's
-// observeValueForKeyPath(QString, QObject*) slot.
+// for each key derived from it, then once with edited(key) for the key that was set;
+// addObserver() forwards edited() to an observer's observeValueForKeyPath(QString, QObject*)
+// slot, so an observer hears one notice per edit.
 class MGAclEntry : public QObject, public std::enable_shared_from_this<MGAclEntry>
 {
     Q_OBJECT
@@ -33,6 +34,9 @@ public:
 
     enum Tag : int { UndefinedTag = 0, Allow = 1, Deny = 2 };
     enum class Kind { Acl = 0, Owner = 1, OwningGroup = 2, Other = 3, Mask = 4 };
+    // Where an entry of a folder applies: to the folder itself, only to new items created in
+    // it (what it passes on), or to both. Entries of files apply to the file.
+    enum class AppliesTo { ThisItem = 1, NewItems = 2, Both = 3 };
 
     // A new explicit entry to be added to a folder's list (true) or a file's (false).
     static Pointer newEntryForDirectory(bool directory);
@@ -52,6 +56,14 @@ public:
     // Stored in a POSIX ACL: only the r/w/x sets and the flags such an ACL can hold are offered.
     bool isPosix() const { return m_posix; }
     bool isShallow() const { return m_permissions == 0; }
+    // The mask: the item's own (in the POSIX section) or the one a folder passes on.
+    bool isMask() const;
+    // Whether the entry governs the item itself, and whether it passes to new items.
+    bool appliesHere() const { return !(m_flags & MGAclFlag::OnlyInherit); }
+    bool passesOn() const { return m_flags & (MGAclFlag::FileInherit | MGAclFlag::DirectoryInherit); }
+    AppliesTo appliesTo() const;
+    // Sets the inheritance flags for a folder's entry; ignored for files and the POSIX section.
+    void setAppliesTo(AppliesTo appliesTo);
     qint64 permissionGroup() const;
     qint64 canonicalScore() const;
     // Who the entry is for, as shown: "Owner: alice" and "Group: staff" for the item's owner
@@ -94,6 +106,7 @@ public:
 
 signals:
     void changed(const QString &keyPath);
+    void edited(const QString &keyPath);
 
 private:
     MGAclEntry() = default;

@@ -61,16 +61,6 @@ QList<MGAclEntry::Pointer> aclEntries(const MGAclList &list)
 }
 
 namespace {
-bool appliesHere(const MGAclEntry &entry)
-{
-    return !(entry.flags() & MGAclFlag::OnlyInherit);
-}
-
-bool passesOn(const MGAclEntry &entry)
-{
-    return entry.flags() & (MGAclFlag::FileInherit | MGAclFlag::DirectoryInherit);
-}
-
 MGAclEntry::Kind kindFor(CBIdentity::Class identityClass)
 {
     switch (identityClass) {
@@ -106,7 +96,7 @@ std::optional<QString> posixProblem(const MGAclList &list)
         if (!entry->identity().isUserOrGroup())
             continue;
         const std::pair<int, quint32> key{int(entry->identity().identityClass()), entry->identity().posixID()};
-        for (auto [seen, applies] : {std::pair{&forItem, appliesHere(*entry)}, std::pair{&passedOn, passesOn(*entry)}}) {
+        for (auto [seen, applies] : {std::pair{&forItem, entry->appliesHere()}, std::pair{&passedOn, entry->passesOn()}}) {
             if (!applies)
                 continue;
             if (seen->contains(key)) {
@@ -128,7 +118,7 @@ void placePosixSettings(MGAclList &list)
     QList<qsizetype> moved;
     for (qsizetype row = 0; row < list.size(); ++row) {
         MGAclEntry *entry = entryOf(list.at(row));
-        if (!entry || !entry->isAcl() || !entry->isPosix() || !entry->identity().isSpecial() || !appliesHere(*entry))
+        if (!entry || !entry->isAcl() || !entry->isPosix() || !entry->identity().isSpecial() || !entry->appliesHere())
             continue;
         const MGAclEntry::Kind kind = kindFor(entry->identity().identityClass());
         MGAclEntry *setting = nullptr;
@@ -146,33 +136,13 @@ void placePosixSettings(MGAclList &list)
             setting->setPermissions(MGAclPermissionSet::fromPosixBits(bits, setting->isDirectory()));
         else if (kind == MGAclEntry::Kind::Mask)
             list << MGAclEntry::posixEntry(kind, CBIdentity::special(CBIdentity::Class::MaskSpecial), bits, directory);
-        if (passesOn(*entry))
+        if (entry->passesOn())
             entry->setFlags(entry->flags() | MGAclFlag::OnlyInherit);
         else
             moved << row;
     }
     for (qsizetype i = moved.size() - 1; i >= 0; --i)
         list.removeAt(moved[i]);
-}
-
-int groupClassUnion(const MGAclList &list, bool inheritable)
-{
-    int bits = 0;
-    for (const MGAclItem &item : list) {
-        const MGAclEntry *entry = entryOf(item);
-        if (!entry || entry->tag() != MGAclEntry::Allow)
-            continue;
-        if (!inheritable && !entry->isAcl() && entry->kind() == MGAclEntry::Kind::OwningGroup)
-            bits |= rwx(*entry);
-        if (!entry->isAcl())
-            continue;
-        const CBIdentity &who = entry->identity();
-        const bool counts = inheritable ? passesOn(*entry) && (who.isUserOrGroup() || who.identityClass() == CBIdentity::Class::GroupSpecial)
-                                        : appliesHere(*entry) && who.isUserOrGroup();
-        if (counts)
-            bits |= rwx(*entry);
-    }
-    return bits;
 }
 
 QCborValue toCbor(const MGAclList &list)

@@ -52,11 +52,6 @@ std::optional<QString> posixProblem(const MGAclList &list);
 // only.
 void placePosixSettings(MGAclList &list);
 
-// The r/w/x union of the group class: the owning group and every named entry that applies
-// to the item (`inheritable` false), or the owning group's and named entries a folder passes
-// on (`inheritable` true). What a mask that limits nobody holds.
-int groupClassUnion(const MGAclList &list, bool inheritable);
-
 QCborValue toCbor(const MGAclList &list);
 // Decodes untrusted input; on failure answers nullopt and says what was wrong.
 std::optional<MGAclList> fromCbor(const QCborValue &value, QString *problem);

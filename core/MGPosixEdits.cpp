@@ -1,24 +1,12 @@
 #include "MGPosixEdits.h"
 
+#include "MGPosixRules.h"
+
 #include <cerrno>
 
 namespace MGPosixEdits {
 
 namespace {
-// Who the mask limits, with what: the owning group and the named entries.
-QList<MGPosixAcl::Entry> groupClass(const MGPosixAcl &acl)
-{
-    QList<MGPosixAcl::Entry> members;
-    for (const MGPosixAcl::Entry &e : acl.entries()) {
-        if (e.tag == MGPosixAcl::User || e.tag == MGPosixAcl::Group || e.tag == MGPosixAcl::GroupObj)
-            members << e;
-    }
-    std::sort(members.begin(), members.end(), [](const auto &a, const auto &b) {
-        return a.tag != b.tag ? a.tag < b.tag : a.id < b.id;
-    });
-    return members;
-}
-
 MGPosixAcl without(const MGPosixAcl &acl, quint16 tag, quint32 id)
 {
     MGPosixAcl result;
@@ -31,10 +19,12 @@ MGPosixAcl without(const MGPosixAcl &acl, quint16 tag, quint32 id)
 
 void followMask(MGPosixAcl &acl, const MGPosixAcl &before, bool maskSet)
 {
-    if (maskSet || acl.isEmpty())
+    if (maskSet || acl.isEmpty() || !acl.hasNamedEntries())
         return;
-    if (acl.hasNamedEntries() && (!acl.contains(MGPosixAcl::Mask) || groupClass(acl) != groupClass(before)))
-        acl.set(MGPosixAcl::Mask, acl.groupClassUnion());
+    const auto mask = acl.perm(MGPosixAcl::Mask);
+    acl.set(MGPosixAcl::Mask,
+            quint16(MGPosixRules::followingMask(MGPosixRules::groupClass(before), MGPosixRules::groupClass(acl),
+                                                mask ? std::optional<int>(*mask) : std::nullopt, false)));
 }
 
 MGError refused(const QString &path, const QString &why)

@@ -183,8 +183,8 @@ MGResult<MGPosixItemState> MGPosixLists::stateFromList(const MGAclList &list, co
             return refusal(path, index, entry, problem);
         const quint16 tag = tagOf(entry->identity());
         const quint32 id = entry->identity().posixID();
-        const bool appliesHere = !(entry->flags() & OnlyInherit);
-        const bool passesDown = entry->flags() & FileInherit;
+        const bool appliesHere = entry->appliesHere();
+        const bool passesDown = entry->passesOn();
         if ((appliesHere && access.contains(tag, id)) || (passesDown && defaults.contains(tag, id)))
             return refusal(path, index, entry, QStringLiteral("a second entry for the same user or group"));
         if (appliesHere)

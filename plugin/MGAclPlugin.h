@@ -64,7 +64,7 @@ public:
     MGAclList entriesSnapshot() const;
     QList<MGAclEntry::Pointer> aclEntries(); // main thread
     void setAclEntries(std::optional<QList<MGAclEntry::Pointer>> entries);
-    MGAclList revertedEntries() const;
+    MGAclList revertedEntries() const override;
     void setRevertedEntries(const MGAclList &entries);
     bool canRevertEntries() const { return m_canRevertEntries; }
     void setCanRevertEntries(bool canRevert);
@@ -99,6 +99,7 @@ public:
     // List operations; each returns at once and installs its result later.
     void moveEntryAtIndex(qsizetype from, qsizetype toIndex) override;
     bool hasInheritedEntries() const;
+    bool keepsMask() const { return m_keepsMask; }
     bool isCanonical();
 
 public slots:
@@ -112,6 +113,9 @@ public slots:
     void removeInheritedEntries(QObject *sender);
     void makeInheritedEntriesExplicit(QObject *sender);
     void inheritEntriesFromParent(QObject *sender);
+    // Turns "Keep the mask as it is" on or off: edits then leave the masks as they were read
+    // (or set by hand) instead of raising them to what the entries they limit hold.
+    void keepMask(QObject *sender);
 
     void observeValueForKeyPath(const QString &keyPath, QObject *object);
     void tabViewIndexDidChange(int index);
@@ -160,6 +164,8 @@ private:
     bool m_accessMaskSet = false;
     bool m_defaultMaskSet = false;
     bool m_updatingMasks = false;
+    bool m_keepsMask = false; // main thread; per window
+    void publishEntry(const MGAclEntry *entry);
 };
 
 template <typename T>

@@ -1,5 +1,6 @@
 #include "MGAclPlugin.h"
 
+#include "MGPosixRules.h"
 #include "MGUrlResources.h"
 
 void MGAclPlugin::installOnMainQueue(MGAclList list)
@@ -8,69 +9,36 @@ void MGAclPlugin::installOnMainQueue(MGAclList list)
     MGMainQueue::async([self, list = std::move(list)] { self->setEntries(list); });
 }
 
-namespace {
-// The entries a mask limits, by who they are for and what they hold, in a comparable form.
-QStringList groupClass(const MGAclList &list, bool inheritable)
-{
-    QStringList members;
-    for (const MGAclItem &item : list) {
-        const MGAclEntry *entry = MGAclLists::entryOf(item);
-        if (!entry || (entry->isAcl() && entry->identity().identityClass() == CBIdentity::Class::MaskSpecial))
-            continue;
-        const bool passesOn = entry->flags() & (MGAclFlag::FileInherit | MGAclFlag::DirectoryInherit);
-        const bool inClass = inheritable ? entry->isAcl() && passesOn
-                                         : (entry->isAcl() && !(entry->flags() & MGAclFlag::OnlyInherit))
-                || entry->kind() == MGAclEntry::Kind::OwningGroup;
-        if (inClass)
-            members << QStringLiteral("%1:%2:%3:%4")
-                           .arg(int(entry->kind()))
-                           .arg(int(entry->identity().identityClass()))
-                           .arg(entry->identity().posixID())
-                           .arg(MGAclPermissionSet::shortText(entry->permissions(), entry->isDirectory()));
-    }
-    members.sort();
-    return members;
-}
-
-MGAclEntry *maskEntry(const MGAclList &list, bool inheritable)
-{
-    for (const MGAclItem &item : list) {
-        MGAclEntry *entry = MGAclLists::entryOf(item);
-        if (!entry || !entry->isPosix())
-            continue;
-        if (!inheritable && !entry->isAcl() && entry->kind() == MGAclEntry::Kind::Mask)
-            return entry;
-        if (inheritable && entry->isAcl() && entry->identity().identityClass() == CBIdentity::Class::MaskSpecial)
-            return entry;
-    }
-    return nullptr;
-}
-}
-
 void MGAclPlugin::updateMasks()
 {
     // While the entries a mask covers are as they were read, the mask is as it was read;
-    // once they change, it becomes what limits none of them, unless it was set by hand.
+    // once they change, it becomes what limits none of them, unless it was set by hand or
+    // the user keeps it as it is.
     const MGAclList reverted = revertedEntries();
     m_updatingMasks = true;
     for (bool inheritable : {false, true}) {
-        MGAclEntry *mask = maskEntry(m_entries, inheritable);
+        MGAclEntry *mask = MGPosixRules::maskEntry(m_entries, inheritable);
         if (!mask || (inheritable ? m_defaultMaskSet : m_accessMaskSet))
             continue;
-        quint32 permissions = 0;
-        if (groupClass(m_entries, inheritable) == groupClass(reverted, inheritable)) {
-            const MGAclEntry *original = maskEntry(reverted, inheritable);
-            if (!original)
-                continue;
-            permissions = original->permissions();
-        } else {
-            permissions = MGAclPermissionSet::fromPosixBits(MGAclLists::groupClassUnion(m_entries, inheritable),
-                                                            mask->isDirectory());
-        }
+        const MGAclEntry *original = MGPosixRules::maskEntry(reverted, inheritable);
+        const auto originalBits = original ? MGAclPermissionSet::toPosixBits(original->permissions(), original->isDirectory())
+                                           : std::nullopt;
+        const int bits = MGPosixRules::followingMask(MGPosixRules::groupClass(reverted, inheritable),
+                                                     MGPosixRules::groupClass(m_entries, inheritable), originalBits,
+                                                     m_keepsMask);
+        const quint32 permissions = MGAclPermissionSet::fromPosixBits(bits, mask->isDirectory());
         if (permissions != mask->permissions())
             mask->setPermissions(permissions);
     }
     m_updatingMasks = false;
+}
+
+void MGAclPlugin::keepMask(QObject *)
+{
+    m_keepsMask = !m_keepsMask;
+    updateMasks();
+    publishSnapshot();
+    setCanRevertEntries(!MGAclLists::isEqualToList(entries(), revertedEntries()));
 }
 
 void MGAclPlugin::moveEntryAtIndex(qsizetype from, qsizetype toIndex)

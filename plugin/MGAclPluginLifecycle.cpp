@@ -153,6 +153,11 @@ bool MGAclPlugin::validateMenuItem(QAction *item)
         return !isCanonical();
     if (action == QLatin1String("removeInheritedEntries:") || action == QLatin1String("makeInheritedEntriesExplicit:"))
         return hasInheritedEntries();
+    if (action == QLatin1String("keepMask:")) {
+        item->setCheckable(true);
+        item->setChecked(m_keepsMask);
+        return true;
+    }
     if (action == QLatin1String("propagateEntries:"))
         return resourceForKey(url(), NSURLIsDirectoryKey).toBool() && !canRevertEntries()
             && !(m_propagationView && m_propagationView->isRunning());

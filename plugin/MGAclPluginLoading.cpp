@@ -76,9 +76,29 @@ MGAclList MGAclPlugin::entriesSnapshot() const
 
 void MGAclPlugin::publishSnapshot()
 {
-    MGAclList snapshot = MGAclLists::deepCopy(m_entries);
+    // Copies by value: the snapshot's entries are the work queue's, never edited in place.
+    MGAclList snapshot;
+    snapshot.reserve(m_entries.size());
+    for (const MGAclItem &item : std::as_const(m_entries)) {
+        const MGAclEntry *entry = MGAclLists::entryOf(item);
+        snapshot << (entry ? MGAclItem(entry->copy()) : item);
+    }
     QMutexLocker locker(&m_stateLock);
     m_snapshot = std::move(snapshot);
+}
+
+void MGAclPlugin::publishEntry(const MGAclEntry *entry)
+{
+    // One entry changed in place: only its copy is replaced.
+    for (qsizetype i = 0; i < m_entries.size(); ++i) {
+        if (MGAclLists::entryOf(m_entries.at(i)) != entry)
+            continue;
+        MGAclEntry::Pointer copy = entry->copy();
+        QMutexLocker locker(&m_stateLock);
+        if (i < m_snapshot.size())
+            m_snapshot[i] = std::move(copy);
+        return;
+    }
 }
 
 void MGAclPlugin::setEntries(const MGAclList &entries)
@@ -139,15 +159,17 @@ void MGAclPlugin::observeValueForKeyPath(const QString &keyPath, QObject *object
         return;
     }
     // An entry of the list changed in place.
-    if (const auto *entry = qobject_cast<MGAclEntry *>(object); entry && !m_updatingMasks) {
-        if (!entry->isAcl() && entry->kind() == MGAclEntry::Kind::Mask)
-            m_accessMaskSet = true;
-        else if (entry->identity().identityClass() == CBIdentity::Class::MaskSpecial)
-            m_defaultMaskSet = true;
+    const auto *entry = qobject_cast<MGAclEntry *>(object);
+    if (entry && !m_updatingMasks) {
+        if (entry->isMask())
+            (entry->isAcl() ? m_defaultMaskSet : m_accessMaskSet) = true;
         else
             updateMasks();
     }
-    publishSnapshot();
+    if (entry)
+        publishEntry(entry);
+    else
+        publishSnapshot();
     setCanRevertEntries(!MGAclLists::isEqualToList(entries(), revertedEntries()));
 }
 

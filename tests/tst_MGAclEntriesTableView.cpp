@@ -32,6 +32,7 @@ class tst_MGAclEntriesTableView : public QObject
     static MGAclPlugin::Pointer sampleWindow(const QString &path)
     {
         MGAclPlugin::Pointer plugin = openWindow(path);
+        plugin->window()->resize(960, 480); // every column in view
         installSampleEntries(plugin);
         return plugin;
     }
@@ -212,7 +213,7 @@ private slots:
         };
         // Row 1 to the gap below row 3 (drop row 4).
         const QPoint start = centreOfRow(table, 1);
-        const QPoint target = table->visualRect(table->model()->index(3, 3)).bottomLeft() + QPoint(20, -1);
+        const QPoint target = table->visualRect(table->model()->index(3, 0)).bottomLeft() + QPoint(20, -1);
         bool sawGap = false;
         QTimer::singleShot(50, [&] {
             QTest::mouseMove(window, inWindow(target - QPoint(0, 5)));

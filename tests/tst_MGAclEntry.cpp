@@ -181,7 +181,7 @@ private slots:
         QVERIFY(!owner->convertInheritedToFileEntry());
     }
 
-    void observersHearEveryEditOnce()
+    void observersHearOneNoticePerEdit()
     {
         auto e = entry(true, false);
         KeyPathRecorder recorder;
@@ -194,8 +194,7 @@ private slots:
         e->setInherited(true);
         e->setProperty("tag", 2); // unchanged: no notice
         QCOMPARE(recorder.keyPaths,
-                 (QStringList{"tag", "canonicalScore", "identity", "permissions", "permissionGroup", "isShallow",
-                              "flags", "flags", "inherited", "canonicalScore"}));
+                 (QStringList{"tag", "identity", "permissions", "flags", "flags"}));
         QVERIFY(std::all_of(recorder.objects.begin(), recorder.objects.end(), [&](QObject *o) { return o == e.get(); }));
         e->removeObserver(&recorder);
         recorder.keyPaths.clear();

@@ -67,7 +67,7 @@ private slots:
         // The folder's list is canonical and inherits nothing; it may be propagated.
         QCOMPARE(shown(menu(bar, "editMenu")).mid(3),
                  (QStringList{"sortEntriesCanonically:-", "removeInheritedEntries:-", "makeInheritedEntriesExplicit:-",
-                              "inheritEntriesFromParent:+", "propagateEntries:+"}));
+                              "inheritEntriesFromParent:+", "propagateEntries:+", "keepMask:+"}));
         // Items stay usable by their keys once the menu closes.
         for (QAction *item : menu(bar, "editMenu")->actions())
             QVERIFY(item->isEnabled());

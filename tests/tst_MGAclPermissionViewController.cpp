@@ -1,9 +1,13 @@
+#include "MGPosixRules.h"
 #include "MGAclPermissionViewController.h"
 #include "MGValueTransformer.h"
 #include "MGAclValueTransformers.h"
 
 #include <QLabel>
 #include <QSignalSpy>
+#include <QAbstractItemModelTester>
+#include <QStandardItem>
+#include <QStyleOptionViewItem>
 #include <QtTest>
 
 using Set = MGAclPermissionSet;
@@ -22,18 +26,29 @@ private slots:
         MGAclPermissionViewController editor(entry);
         editor.view()->show();
         QVERIFY(!editor.view()->findChild<QLabel *>("posixNote")->isVisible());
-        MGAclPermissionButton *read = editor.buttonFor("Read");
-        MGAclPermissionButton *readData = editor.buttonFor("Read Data");
-        QVERIFY(read && readData && editor.buttonFor("Take Ownership"));
-        QCOMPARE(read->state(), -1); // some of Read, not all
-        QCOMPARE(readData->state(), 1);
-        // A mixed section goes to on with one click: every permission of it is granted.
-        QTest::mouseClick(read, Qt::LeftButton, {}, QPoint(8, read->height() / 2));
-        QCOMPARE(read->state(), 1);
+        QAbstractItemModelTester tester(editor.permissionModel());
+        QVERIFY(editor.itemFor("Read") && editor.itemFor("Read Data") && editor.itemFor("Take Ownership"));
+        QCOMPARE(editor.stateFor("Read"), -1); // some of Read, not all
+        QCOMPARE(editor.stateFor("Read Data"), 1);
+        // A mixed section goes to on with one click on its check box: every permission of it
+        // is granted; the next click clears them all.
+        QTreeView *tree = editor.outlineView();
+        auto clickBox = [&](const QString &key) {
+            const QRect row = tree->visualRect(editor.itemFor(key)->index());
+            QStyleOptionViewItem option;
+            option.initFrom(tree);
+            option.rect = row;
+            option.features = QStyleOptionViewItem::HasCheckIndicator;
+            const QRect box = tree->style()->subElementRect(QStyle::SE_ItemViewItemCheckIndicator, &option, tree);
+            QTest::mouseClick(tree->viewport(), Qt::LeftButton, {}, box.center());
+        };
+        clickBox("Read");
+        QCOMPARE(editor.stateFor("Read"), 1);
         QCOMPARE(entry->permissionState(MGAclPermission::ReadAttributes | MGAclPermission::ReadAcl), 1);
-        QCOMPARE(editor.buttonFor("Read Permissions")->state(), 1);
-        QTest::mouseClick(read, Qt::LeftButton, {}, QPoint(8, read->height() / 2));
+        QCOMPARE(editor.stateFor("Read Permissions"), 1);
+        clickBox("Read");
         QCOMPARE(entry->permissions() & Set::readBundle(), 0u);
+        QCOMPARE(editor.stateFor("Read Data"), 0);
     }
 
     void theIdentityPopUpChangesWhoTheEntryIsFor()
@@ -41,7 +56,10 @@ private slots:
         auto entry = MGAclEntry::aclEntry(MGAclEntry::Allow, CBIdentity::user(1, "daemon"), Set::fromPosixBits(4, false), 0,
                                           false, true);
         MGAclPermissionViewController editor(entry);
-        editor.setUnavailableIdentities({CBIdentity::user(65534)});
+        // nobody has an entry for the item already.
+        MGAclList others{QStringLiteral("t"), MGAclEntry::aclEntry(MGAclEntry::Allow, CBIdentity::user(65534),
+                                                                 Set::fromPosixBits(4, false), 0, false, true)};
+        editor.setIdentityUse(MGPosixRules::IdentityUse(others));
         editor.view()->show();
         MGIdentityPopUpButton *who = editor.identityPopUpButton();
         QVERIFY(who->isEnabled());
@@ -62,8 +80,9 @@ private slots:
         editor.view()->show();
         QVERIFY(!editor.identityPopUpButton()->isEnabled());
         QCOMPARE(editor.identityPopUpButton()->currentText(), QStringLiteral("Owner: root"));
-        QCOMPARE(editor.buttonFor("Write")->state(), 1);
-        QCOMPARE(editor.buttonFor("Execute")->state(), 0);
+        QCOMPARE(editor.stateFor("Write"), 1);
+        QCOMPARE(editor.stateFor("Execute"), 0);
+        QVERIFY(!editor.appliesToPopUpButton()->isVisible());
     }
 };
 

@@ -1,3 +1,4 @@
+#include "MGAclEntriesTableModel.h"
 // The product installed from its Debian package, with the real polkitd on a real system bus:
 // a rules file lets one user change what only root may change and refuses another, and each
 // of them tries it on the command line and in the window. Runs as root only, and leaves the
@@ -61,7 +62,12 @@ int addAndSaveInWindow(const QString &path, const QString &who)
     QSignalSpy changed(plugin.get(), &MGAclPlugin::entriesChanged);
     QTest::mouseClick(view->addButton(), Qt::LeftButton);
     MGIdentityPopUpButton *chooser = nullptr;
-    if (!QTest::qWaitFor([&] { return (chooser = view->identityChooser(1)) && chooser->searchField(); }, 10000)) {
+    if (!QTest::qWaitFor(
+            [&] {
+                chooser = qobject_cast<MGIdentityPopUpButton *>(view->cellEditor(1, MGAclEntriesTableModel::IdentityColumn));
+                return chooser && chooser->searchField();
+            },
+            10000)) {
         std::printf("no chooser opened for the new entry\n");
         return 3;
     }

@@ -21,6 +21,8 @@ class MGAclDocument : public QObject
 public:
     virtual QUrl url() const = 0;
     virtual MGAclList entries() const = 0;
+    // The list as it was last read from the item.
+    virtual MGAclList revertedEntries() const = 0;
     virtual QList<MGTreeNode::Pointer> access() const = 0;
     // A folder on the item's path that keeps the identity out, whatever access() says; empty
     // when none does. Changes with access.

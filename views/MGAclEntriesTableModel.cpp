@@ -1,9 +1,16 @@
 #include "MGAclEntriesTableModel.h"
 
+#include "MGAclDocument.h"
+#include "MGPosixRules.h"
 #include "MGValueTransformer.h"
 #include "NTLocalizedString.h"
 
+#include <QCborValue>
+#include <QMimeData>
+
 namespace {
+const QString ACL = QStringLiteral("ACL");
+
 QVariant transformed(const char *name, const QVariant &value)
 {
     const auto transformer = MGValueTransformer::valueTransformerForName(QString::fromLatin1(name));
@@ -14,6 +21,33 @@ bool same(const MGAclList &a, qsizetype i, const MGAclList &b, qsizetype j)
 {
     return MGAclLists::itemsEqual(a.at(i), b.at(j));
 }
+
+QString letters(int bits, bool directory)
+{
+    return MGAclPermissionSet::shortText(MGAclPermissionSet::fromPosixBits(bits, directory), directory);
+}
+
+// "write", "read and execute": what a raised mask lets an entry do now.
+QString permissionWords(int bits)
+{
+    QStringList words;
+    if (bits & 4)
+        words << NTLocalizedString::localize(QStringLiteral("read"), ACL);
+    if (bits & 2)
+        words << NTLocalizedString::localize(QStringLiteral("write"), ACL);
+    if (bits & 1)
+        words << NTLocalizedString::localize(QStringLiteral("execute"), ACL);
+    if (words.size() < 2)
+        return words.value(0);
+    const QString last = words.takeLast();
+    return NTLocalizedString::localize(QStringLiteral("%1 and %2"), ACL).arg(words.join(QStringLiteral(", ")), last);
+}
+}
+
+const QString MGAclEntriesTableModel::RowMimeType = QStringLiteral("com.quillwork.Marrowgate.pasteboard.acl");
+
+MGAclEntriesTableModel::MGAclEntriesTableModel(QObject *parent) : QAbstractTableModel(parent)
+{
 }
 
 MGAclEntriesTableModel::~MGAclEntriesTableModel()
@@ -29,10 +63,57 @@ void MGAclEntriesTableModel::observe(const MGAclList &list, bool on)
     }
 }
 
+void MGAclEntriesTableModel::listChanged()
+{
+    m_identityUse.reset();
+    m_gains.reset();
+    m_masks.reset();
+}
+
+std::optional<int> MGAclEntriesTableModel::limitingMask(const MGAclEntry &entry) const
+{
+    const auto scope = MGPosixRules::limitingMaskScope(entry);
+    if (!scope)
+        return std::nullopt;
+    if (!m_masks) {
+        m_masks.emplace();
+        for (bool inheritable : {false, true}) {
+            if (const MGAclEntry *mask = MGPosixRules::maskEntry(m_list, inheritable))
+                (*m_masks)[inheritable] = MGAclPermissionSet::toPosixBits(mask->permissions(), mask->isDirectory());
+        }
+    }
+    return (*m_masks)[*scope];
+}
+
+const MGPosixRules::IdentityUse &MGAclEntriesTableModel::identityUse() const
+{
+    if (!m_identityUse)
+        m_identityUse = std::make_unique<MGPosixRules::IdentityUse>(m_list);
+    return *m_identityUse;
+}
+
+const QHash<const MGAclEntry *, int> &MGAclEntriesTableModel::gains() const
+{
+    if (!m_gains)
+        m_gains = MGPosixRules::maskGains(m_list, m_document ? m_document->revertedEntries() : MGAclList());
+    return *m_gains;
+}
+
+MGAclEntry *MGAclEntriesTableModel::entryAt(int row) const
+{
+    return row >= 0 && row < m_list.size() ? MGAclLists::entryOf(m_list.at(row)) : nullptr;
+}
+
+MGAclEntry::Pointer MGAclEntriesTableModel::entryPointerAt(int row) const
+{
+    return row >= 0 && row < m_list.size() ? MGAclLists::entryPointerOf(m_list.at(row)) : nullptr;
+}
+
 void MGAclEntriesTableModel::setList(const MGAclList &list)
 {
     observe(m_list, false);
     observe(list, true);
+    listChanged();
     const MGAclList old = m_list;
     // What stayed the same at both ends is left alone; the part between is what changed.
     qsizetype prefix = 0;
@@ -126,44 +207,23 @@ void MGAclEntriesTableModel::rearrangeRows(const MGAclList &list)
     emit dataChanged(index(0, 0), index(rowCount() - 1, ColumnCount - 1));
 }
 
-std::optional<int> MGAclEntriesTableModel::limitingMask(const MGAclEntry &entry) const
-{
-    const bool named = entry.isAcl() && entry.identity().isUserOrGroup();
-    const bool forNewItems = entry.isAcl() && (entry.flags() & MGAclFlag::OnlyInherit);
-    const bool owningGroup = !entry.isAcl() && entry.kind() == MGAclEntry::Kind::OwningGroup;
-    const bool groupForNewItems = forNewItems && entry.identity().identityClass() == CBIdentity::Class::GroupSpecial;
-    if (!(named || owningGroup || groupForNewItems))
-        return std::nullopt;
-    // Entries for the item answer to the POSIX section's mask; entries only for new items,
-    // to the mask the folder passes on.
-    for (const MGAclItem &item : m_list) {
-        const MGAclEntry *mask = MGAclLists::entryOf(item);
-        if (!mask)
-            continue;
-        const bool itemMask = !mask->isAcl() && mask->kind() == MGAclEntry::Kind::Mask;
-        const bool passedMask = mask->isAcl() && mask->identity().identityClass() == CBIdentity::Class::MaskSpecial;
-        if (forNewItems ? passedMask : itemMask)
-            return MGAclPermissionSet::toPosixBits(mask->permissions(), mask->isDirectory());
-    }
-    return std::nullopt;
-}
-
 QString MGAclEntriesTableModel::permissionDetail(const MGAclEntry &entry) const
 {
     const auto bits = MGAclPermissionSet::toPosixBits(entry.permissions(), entry.isDirectory());
     if (!entry.isPosix() || !bits)
         return QString();
-    // The letters say what a named group stands for; a mask that takes some away is named.
-    const QString letters = MGAclPermissionSet::shortText(entry.permissions(), entry.isDirectory());
-    const auto mask = limitingMask(entry);
-    if (mask && (*bits & ~*mask)) {
-        const int effective = *bits & *mask;
+    // The letters say what a named group stands for; a mask that takes some away is named,
+    // and so is one raised under an entry that now grants more than it did.
+    const QString own = MGAclPermissionSet::shortText(entry.permissions(), entry.isDirectory());
+    if (const int gained = gains().value(&entry))
         return QStringLiteral("%1, %2").arg(
-            letters, NTLocalizedString::localize(QStringLiteral("limited to %1"), QStringLiteral("ACL"))
-                         .arg(MGAclPermissionSet::shortText(MGAclPermissionSet::fromPosixBits(effective, entry.isDirectory()),
-                                                            entry.isDirectory())));
-    }
-    return letters;
+            own, NTLocalizedString::localize(QStringLiteral("now also grants %1"), ACL).arg(permissionWords(gained)));
+    const auto mask = limitingMask(entry);
+    if (mask && (*bits & ~*mask))
+        return QStringLiteral("%1, %2").arg(
+            own, NTLocalizedString::localize(QStringLiteral("limited to %1"), ACL)
+                     .arg(letters(*bits & *mask, entry.isDirectory())));
+    return own;
 }
 
 QString MGAclEntriesTableModel::permissionText(const MGAclEntry &entry) const
@@ -173,15 +233,34 @@ QString MGAclEntriesTableModel::permissionText(const MGAclEntry &entry) const
     return detail.isEmpty() ? group : QStringLiteral("%1 (%2)").arg(group, detail);
 }
 
-void MGAclEntriesTableModel::observeValueForKeyPath(const QString &, QObject *object)
+QString MGAclEntriesTableModel::appliesToText(MGAclEntry::AppliesTo appliesTo)
+{
+    switch (appliesTo) {
+    case MGAclEntry::AppliesTo::NewItems:
+        return NTLocalizedString::localize(QStringLiteral("New items"), ACL);
+    case MGAclEntry::AppliesTo::Both:
+        return NTLocalizedString::localize(QStringLiteral("This folder and new items"), ACL);
+    default:
+        return NTLocalizedString::localize(QStringLiteral("This folder"), ACL);
+    }
+}
+
+void MGAclEntriesTableModel::observeValueForKeyPath(const QString &keyPath, QObject *object)
 {
     const auto *changed = qobject_cast<MGAclEntry *>(object);
-    // A mask changes what the entries it limits show.
-    const bool mask = changed
-        && ((!changed->isAcl() && changed->kind() == MGAclEntry::Kind::Mask)
-            || changed->identity().identityClass() == CBIdentity::Class::MaskSpecial);
+    if (keyPath == QLatin1String("identity") || keyPath == QLatin1String("flags"))
+        m_identityUse.reset();
+    // A mask changes what the entries it limits show, and what a raised mask widens.
+    const bool hadGains = m_gains && !m_gains->isEmpty();
+    m_gains.reset();
+    if (changed && changed->isMask())
+        m_masks.reset();
+    if (changed && (changed->isMask() || hadGains)) {
+        emit dataChanged(index(0, 0), index(rowCount() - 1, ColumnCount - 1));
+        return;
+    }
     for (qsizetype row = 0; row < m_list.size(); ++row) {
-        if (mask || MGAclLists::entryOf(m_list.at(row)) == object)
+        if (MGAclLists::entryOf(m_list.at(row)) == object)
             emit dataChanged(index(int(row), 0), index(int(row), ColumnCount - 1));
     }
 }
@@ -209,19 +288,60 @@ QVariant MGAclEntriesTableModel::data(const QModelIndex &index, int role) const
     const MGAclEntry *entry = MGAclLists::entryOf(item);
     if (!entry)
         return role == TitleRole && index.column() == 0 ? QVariant(std::get<QString>(item)) : QVariant();
-    if (role != Qt::DisplayRole && role != Qt::ToolTipRole)
+    switch (role) {
+    case TagRole:
+        return entry->tag();
+    case IdentityRole:
+        return QVariant::fromValue(entry->identity());
+    case PermissionGroupRole:
+        return entry->permissionGroup();
+    case PermissionsRole:
+        return entry->permissions();
+    case LettersRole:
+        return entry->isPosix() ? MGAclPermissionSet::shortText(entry->permissions(), entry->isDirectory()) : QString();
+    case AppliesToRole:
+        return int(entry->appliesTo());
+    case InheritedRole:
+        return entry->inherited();
+    case MaskLimitRole: {
+        const auto bits = MGAclPermissionSet::toPosixBits(entry->permissions(), entry->isDirectory());
+        const auto mask = limitingMask(*entry);
+        return bits && mask && (*bits & ~*mask) ? QVariant(*bits & *mask) : QVariant();
+    }
+    case MaskGainRole: {
+        const int gained = gains().value(entry);
+        return gained ? QVariant(gained) : QVariant();
+    }
+    case Qt::EditRole:
+        switch (index.column()) {
+        case TagColumn:
+            return entry->tag();
+        case IdentityColumn:
+            return QVariant::fromValue(entry->identity());
+        case PermissionGroupColumn:
+            return entry->permissionGroup();
+        case AppliesToColumn:
+            return int(entry->appliesTo());
+        default:
+            return {};
+        }
+    case Qt::DisplayRole:
+    case Qt::ToolTipRole:
+    case Qt::AccessibleTextRole:
+        break;
+    default:
         return {};
+    }
     switch (index.column()) {
     case TagColumn:
         return transformed("MGAclTagValueTransformer", entry->tag());
     case IdentityColumn:
-        // What only passes to new items does not apply to this folder itself.
-        if (entry->flags() & MGAclFlag::OnlyInherit)
-            return entry->identityText() + QStringLiteral(" ")
-                + NTLocalizedString::localize(QStringLiteral("(new items only)"), QStringLiteral("ACL"));
         return entry->identityText();
     case PermissionGroupColumn:
         return permissionText(*entry);
+    case AppliesToColumn:
+        // Files, and a folder's own POSIX settings, apply to the item only.
+        return entry->isAcl() && entry->isDirectory() ? appliesToText(entry->appliesTo()) : QString();
     case InheritedColumn:
         return transformed("MGAclInheritedValueTransformer", entry->inherited());
     default:
@@ -229,24 +349,141 @@ QVariant MGAclEntriesTableModel::data(const QModelIndex &index, int role) const
     }
 }
 
+bool MGAclEntriesTableModel::setData(const QModelIndex &index, const QVariant &value, int role)
+{
+    MGAclEntry *entry = index.isValid() ? entryAt(index.row()) : nullptr;
+    if (!entry || role != Qt::EditRole || !(flags(index) & Qt::ItemIsEditable))
+        return false;
+    // In place, as a row's own control would: the entry announces the change, and this model
+    // and the plug-in object hear it.
+    switch (index.column()) {
+    case TagColumn: {
+        const int tag = value.toInt();
+        if ((tag != MGAclEntry::Allow && tag != MGAclEntry::Deny) || (entry->isPosix() && tag != MGAclEntry::Allow))
+            return false;
+        entry->setTag(tag);
+        return true;
+    }
+    case IdentityColumn: {
+        if (value.metaType() != QMetaType::fromType<CBIdentity>())
+            return false;
+        const CBIdentity who = value.value<CBIdentity>();
+        if (!who.isUserOrGroup() || identityUse().isTaken(who, *entry))
+            return false;
+        entry->setIdentity(who);
+        return true;
+    }
+    case PermissionGroupColumn: {
+        const qint64 group = value.toLongLong();
+        if (group != MGAclPermissionSet::Custom && !entry->availablePermissionGroups().contains(int(group)))
+            return false;
+        entry->setPermissionGroup(group);
+        if (group == MGAclPermissionSet::Custom)
+            emit customPermissionsChosen(index.row());
+        return true;
+    }
+    case AppliesToColumn: {
+        const auto appliesTo = MGAclEntry::AppliesTo(value.toInt());
+        if (appliesTo != MGAclEntry::AppliesTo::ThisItem && appliesTo != MGAclEntry::AppliesTo::NewItems
+            && appliesTo != MGAclEntry::AppliesTo::Both)
+            return false;
+        const bool here = appliesTo != MGAclEntry::AppliesTo::NewItems;
+        const bool passes = appliesTo != MGAclEntry::AppliesTo::ThisItem;
+        if (!identityUse().allows(*entry, entry->identity(), here, passes))
+            return false;
+        entry->setAppliesTo(appliesTo);
+        return true;
+    }
+    default:
+        return false;
+    }
+}
+
 QVariant MGAclEntriesTableModel::headerData(int section, Qt::Orientation orientation, int role) const
 {
     if (orientation != Qt::Horizontal || role != Qt::DisplayRole)
         return {};
-    static const char *const titles[] = {"Type", "User or Group", "Permissions", "Inherited"};
-    return section >= 0 && section < ColumnCount
-        ? NTLocalizedString::localize(QString::fromLatin1(titles[section]), QStringLiteral("ACL"))
-        : QVariant();
+    static const char *const titles[] = {"Type", "User or Group", "Permissions", "Applies to", "Inherited"};
+    return section >= 0 && section < ColumnCount ? NTLocalizedString::localize(QString::fromLatin1(titles[section]), ACL)
+                                                 : QVariant();
 }
 
 Qt::ItemFlags MGAclEntriesTableModel::flags(const QModelIndex &index) const
 {
     if (!index.isValid())
         return Qt::NoItemFlags;
-    if (isGroupRow(index.row()))
+    const MGAclEntry *entry = entryAt(index.row());
+    if (!entry)
         return Qt::ItemIsEnabled;
     // ACL entries can be dragged to another place in the list (or out of it).
-    const MGAclEntry *entry = MGAclLists::entryOf(m_list.value(index.row()));
-    const Qt::ItemFlags drag = entry && entry->isAcl() ? Qt::ItemIsDragEnabled : Qt::NoItemFlags;
-    return Qt::ItemIsEnabled | Qt::ItemIsSelectable | drag;
+    Qt::ItemFlags flags = Qt::ItemIsEnabled | Qt::ItemIsSelectable;
+    if (entry->isAcl())
+        flags |= Qt::ItemIsDragEnabled;
+    // Inherited entries are shown, not changed; the owner, owning group, everyone and the
+    // mask are who they are and apply where they stand.
+    if (entry->inherited())
+        return flags;
+    const bool named = entry->isAcl() && entry->identity().isUserOrGroup();
+    bool editable = false;
+    switch (index.column()) {
+    case TagColumn:
+        editable = entry->isAcl();
+        break;
+    case IdentityColumn:
+        editable = named;
+        break;
+    case PermissionGroupColumn:
+        editable = true;
+        break;
+    case AppliesToColumn:
+        editable = named && entry->isDirectory();
+        break;
+    default:
+        break;
+    }
+    return editable ? flags | Qt::ItemIsEditable : flags;
+}
+
+QStringList MGAclEntriesTableModel::mimeTypes() const
+{
+    return {RowMimeType, QStringLiteral("text/uri-list")};
+}
+
+QMimeData *MGAclEntriesTableModel::mimeData(const QModelIndexList &indexes) const
+{
+    // A multiple selection drags its first row alone; only ACL entries are dragged.
+    const int row = indexes.isEmpty() ? -1 : indexes.first().row();
+    const MGAclEntry *entry = entryAt(row);
+    if (!entry || !entry->isAcl())
+        return nullptr;
+    auto *data = new QMimeData;
+    data->setData(RowMimeType, QCborValue(qint64(row)).toCbor());
+    return data;
+}
+
+quint64 MGAclEntriesTableModel::draggedRow(const QMimeData *data)
+{
+    const QCborValue row = QCborValue::fromCbor(data ? data->data(RowMimeType) : QByteArray());
+    return row.isInteger() && row.toInteger() >= 0 ? quint64(row.toInteger()) : 0;
+}
+
+bool MGAclEntriesTableModel::canDropMimeData(const QMimeData *, Qt::DropAction, int row, int,
+                                             const QModelIndex &parent) const
+{
+    // What is dragged and from where does not matter, only where it would land.
+    const int above = row >= 0 ? row : parent.row();
+    const qsizetype n = MGAclLists::aclEntries(m_list).size();
+    return above >= 1 && above <= n + 1;
+}
+
+bool MGAclEntriesTableModel::dropMimeData(const QMimeData *data, Qt::DropAction action, int row, int column,
+                                          const QModelIndex &parent)
+{
+    if (!canDropMimeData(data, action, row, column, parent))
+        return false;
+    // The row is taken as it is: a drag from another window's table names a row of its
+    // list, applied to this list as it stands. The move comes back as a new list.
+    if (m_document)
+        m_document->moveEntryAtIndex(qsizetype(draggedRow(data)), row >= 0 ? row : parent.row());
+    return true;
 }

@@ -1,5 +1,7 @@
 #include "MGAclEntriesTableView.h"
 
+#include "MGAclEntryDelegate.h"
+
 #include <QCoreApplication>
 #include <QCursor>
 #include <QDrag>
@@ -8,6 +10,7 @@
 #include <QMimeData>
 #include <QPainter>
 #include <QPointer>
+#include <QTimer>
 
 namespace {
 // The modifier keys of the last input event seen while a drag runs: the drag's own loop
@@ -106,7 +109,27 @@ bool MGAclEntriesTableView::edit(const QModelIndex &index, EditTrigger trigger, 
 {
     if (trigger == CurrentChanged)
         return false;
-    return QTableView::edit(index, trigger, event);
+    if (!QTableView::edit(index, trigger, event))
+        return false;
+    if (trigger == SelectedClicked || trigger == DoubleClicked || trigger == AllEditTriggers) {
+        if (QWidget *editor = indexWidget(index))
+            QTimer::singleShot(0, editor, [editor] { MGAclEntryDelegate::openPopUp(editor); });
+    }
+    return true;
+}
+
+QItemSelectionModel::SelectionFlags MGAclEntriesTableView::selectionCommand(const QModelIndex &index,
+                                                                           const QEvent *event) const
+{
+    if (index.isValid() && model() && !(model()->flags(index) & Qt::ItemIsSelectable))
+        return QItemSelectionModel::NoUpdate;
+    return QTableView::selectionCommand(index, event);
+}
+
+void MGAclEntriesTableView::setPlaceholderText(const QString &text)
+{
+    m_placeholderText = text;
+    viewport()->update();
 }
 
 void MGAclEntriesTableView::startDrag(Qt::DropActions)
@@ -224,6 +247,11 @@ void MGAclEntriesTableView::dropEvent(QDropEvent *event)
 void MGAclEntriesTableView::paintEvent(QPaintEvent *event)
 {
     QTableView::paintEvent(event);
+    if (model() && model()->rowCount() == 0 && !m_placeholderText.isEmpty()) {
+        QPainter painter(viewport());
+        painter.setPen(palette().color(QPalette::PlaceholderText));
+        painter.drawText(viewport()->rect(), Qt::AlignCenter, m_placeholderText);
+    }
     if (m_dropRow < 0 || !model())
         return;
     const int count = model()->rowCount();

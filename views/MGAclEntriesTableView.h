@@ -32,6 +32,9 @@ public:
     explicit MGAclEntriesTableView(QWidget *parent = nullptr);
 
     void setDataSource(DataSource *source) { m_source = source; }
+    using QTableView::edit;
+    // A cell's editor is open.
+    bool isEditing() const { return state() == EditingState; }
     // The types a drop may carry: the table's own rows and links to files.
     static QStringList registeredDropTypes();
     // The modifier flag word of the event that ends a drag: a plain pointer event with no
@@ -39,15 +42,19 @@ public:
     static quint64 flagWord(Qt::KeyboardModifiers modifiers);
     // The gap a drop would fill now (a drop above that row), or -1.
     int dropRow() const { return m_dropRow; }
+    // What the empty table says (while the list is being read).
+    void setPlaceholderText(const QString &text);
     // Where a drop at a point in the viewport would go before validation.
     void proposedDrop(const QPoint &point, int &row, DropOperation &operation) const;
 
 protected:
     // The arrow keys pass over rows that cannot be selected (section titles).
     QModelIndex moveCursor(CursorAction cursorAction, Qt::KeyboardModifiers modifiers) override;
-    // Moving between rows keeps the focus in the table; a row's controls are reached by Tab
-    // or a click (a view would hand the focus to the current cell's control).
+    // Moving between cells does not start editing; a click, Enter or typing does, and a
+    // click or Enter opens the editor's pop-up at once.
     bool edit(const QModelIndex &index, EditTrigger trigger, QEvent *event) override;
+    // A click on a row that cannot be selected (a section title) keeps the selection.
+    QItemSelectionModel::SelectionFlags selectionCommand(const QModelIndex &index, const QEvent *event) const override;
     void startDrag(Qt::DropActions supportedActions) override;
     void dragEnterEvent(QDragEnterEvent *event) override;
     void dragMoveEvent(QDragMoveEvent *event) override;
@@ -62,5 +69,6 @@ private:
     void setDropRow(int row);
 
     DataSource *m_source = nullptr;
+    QString m_placeholderText;
     int m_dropRow = -1;
 };

@@ -2,10 +2,10 @@
 
 #include "MGAclDocument.h"
 #include "MGAclEntriesTableModel.h"
-#include "MGAclEntryPopUpButtons.h"
+#include "MGAclEntryDelegate.h"
 #include "MGAclPermissionViewController.h"
-#include "MGAclTableRowView.h"
 #include "MGAnimationEffect.h"
+#include "MGIdentityListModel.h"
 #include "MGIdentityPopUpButton.h"
 #include "MGImage.h"
 #include "MGUrlResources.h"
@@ -14,73 +14,24 @@
 #include "NTLocalizedView.h"
 #include "ui_MGAclEntriesView.h"
 
-#include <QHBoxLayout>
 #include <QHeaderView>
 #include <QKeyEvent>
-#include <QLabel>
-#include <QCborValue>
 #include <QCursor>
 #include <QMenu>
 #include <QMimeData>
-#include <QScrollArea>
-#include <QStyledItemDelegate>
 #include <QTimer>
 
 namespace {
 const QString ACL = QStringLiteral("ACL");
-const QString RowType = QStringLiteral("com.quillwork.Marrowgate.pasteboard.acl");
-
-// The dragged row a payload names; a payload without one (a link to a file) names row 0.
-// Screen readers name a row's controls by what they choose, in the language shown.
-void describe(QWidget *control, const char *name, const char *description)
-{
-    control->setAccessibleName(NTLocalizedString::localize(QString::fromUtf8(name), ACL));
-    control->setAccessibleDescription(NTLocalizedString::localize(QString::fromUtf8(description), ACL));
-}
-
-quint64 draggedRow(const QMimeData *data)
-{
-    const QCborValue row = QCborValue::fromCbor(data ? data->data(RowType) : QByteArray());
-    return row.isInteger() && row.toInteger() >= 0 ? quint64(row.toInteger()) : 0;
-}
-
-bool appliesHere(const MGAclEntry &entry)
-{
-    return !(entry.flags() & MGAclFlag::OnlyInherit);
-}
-
-bool passesOn(const MGAclEntry &entry)
-{
-    return entry.flags() & (MGAclFlag::FileInherit | MGAclFlag::DirectoryInherit);
-}
-
-// Cells with a control of their own show the control only: the model's text (which screen
-// readers and the command line read) is not drawn beneath it.
-class CellDelegate : public QStyledItemDelegate
-{
-public:
-    explicit CellDelegate(QTableView *table) : QStyledItemDelegate(table), m_table(table) {}
-
-    void paint(QPainter *painter, const QStyleOptionViewItem &option, const QModelIndex &index) const override
-    {
-        if (!m_table->indexWidget(index))
-            return QStyledItemDelegate::paint(painter, option, index);
-        QStyleOptionViewItem background = option;
-        initStyleOption(&background, index);
-        background.text.clear();
-        background.icon = QIcon();
-        m_table->style()->drawControl(QStyle::CE_ItemViewItem, &background, painter, m_table);
-    }
-
-private:
-    QTableView *m_table;
-};
 }
 
 MGAclEntriesViewController::MGAclEntriesViewController(MGAclDocument *acl) : m_acl(acl)
 {
     setTitle(NTLocalizedString::localize(QStringLiteral("Set of Permissions"), ACL));
     m_model = new MGAclEntriesTableModel(this);
+    m_model->setDocument(acl);
+    connect(m_model, &MGAclEntriesTableModel::customPermissionsChosen, this,
+            &MGAclEntriesViewController::selectPermissionGroup);
     if (acl) {
         m_model->setList(acl->entries());
         connect(acl, &MGAclDocument::entriesChanged, this, &MGAclEntriesViewController::entriesChanged);
@@ -134,17 +85,23 @@ void MGAclEntriesViewController::viewDidLoad()
     NTLocalizedView::localizeView(view(), ACL);
     m_tableView->setModel(m_model);
     m_tableView->setDataSource(this);
-    // Tab leaves the table (arrows move between rows), to the selected row's controls and
-    // on to the buttons.
+    m_tableView->setPlaceholderText(NTLocalizedString::localize(QStringLiteral("Reading\u2026"), ACL));
+    // Arrows move between rows and cells, Tab leaves the table for the buttons.
     m_tableView->setTabKeyNavigation(false);
     m_tableView->setCornerButtonEnabled(false);
-    m_tableView->setItemDelegate(new CellDelegate(m_tableView));
-    // Every column fits its longest content in the language shown; who takes the rest.
+    m_delegate = new MGAclEntryDelegate(m_tableView);
+    m_delegate->setIdentityModel(MGIdentityListModel::sharedModel());
+    m_tableView->setItemDelegate(m_delegate);
+    // A cell's editor opens on a click into the selected row, F2, Enter or typing.
+    m_tableView->setEditTriggers(QAbstractItemView::SelectedClicked | QAbstractItemView::EditKeyPressed
+                                 | QAbstractItemView::AnyKeyPressed);
+    // Every column fits its longest content in the language shown; the permissions take the
+    // rest.
     QHeaderView *header = m_tableView->horizontalHeader();
     header->setSectionResizeMode(QHeaderView::ResizeToContents);
-    header->setSectionResizeMode(MGAclEntriesTableModel::IdentityColumn, QHeaderView::Stretch);
+    header->setSectionResizeMode(MGAclEntriesTableModel::PermissionGroupColumn, QHeaderView::Stretch);
     header->setStretchLastSection(false);
-    connect(m_model, &QAbstractItemModel::dataChanged, this, &MGAclEntriesViewController::rowsChanged);
+    m_tableView->verticalHeader()->setSectionResizeMode(QHeaderView::Fixed);
     m_tableView->verticalHeader()->setDefaultSectionSize(m_tableView->verticalHeader()->defaultSectionSize() + 6);
     connect(m_tableView->selectionModel(), &QItemSelectionModel::selectionChanged, this,
             &MGAclEntriesViewController::tableViewSelectionDidChange);
@@ -198,7 +155,7 @@ void MGAclEntriesViewController::viewDidLoad()
     });
     m_addButton->setEnabled(m_canAddEntry);
     m_removeButton->setEnabled(m_canRemoveEntry);
-    showRows();
+    showTitleRows();
     // The view is not in its window yet.
     QTimer::singleShot(0, m_tableView, [table = m_tableView] { table->setFocus(); });
 }
@@ -216,8 +173,13 @@ bool MGAclEntriesViewController::eventFilter(QObject *watched, QEvent *event)
 {
     if (watched == m_tableView && event->type() == QEvent::KeyPress) {
         auto *key = static_cast<QKeyEvent *>(event);
-        if ((key->key() == Qt::Key_Return || key->key() == Qt::Key_Enter) && key->modifiers() == Qt::NoModifier) {
-            showPermissions(m_tableView);
+        if ((key->key() == Qt::Key_Return || key->key() == Qt::Key_Enter) && key->modifiers() == Qt::NoModifier
+            && !m_tableView->isEditing()) {
+            // Enter edits the current cell; where there is nothing to edit, it shows the
+            // entry's permissions.
+            const QModelIndex current = m_tableView->currentIndex();
+            if (!current.isValid() || !editCell(current.row(), current.column()))
+                showPermissions(m_tableView);
             return true;
         }
         if ((key->key() == Qt::Key_Delete || key->key() == Qt::Key_Backspace) && key->modifiers() == Qt::NoModifier) {
@@ -229,180 +191,39 @@ bool MGAclEntriesViewController::eventFilter(QObject *watched, QEvent *event)
     return MGViewController::eventFilter(watched, event);
 }
 
-void MGAclEntriesViewController::showRows()
+void MGAclEntriesViewController::showTitleRows()
 {
     if (!m_tableView)
         return;
+    // Title rows span the table; the delegate draws them.
+    m_tableView->clearSpans();
     for (int row = 0; row < m_model->rowCount(); ++row) {
-        const QModelIndex index = m_model->index(row, 0);
-        auto *rowView = qobject_cast<MGAclTableRowView *>(m_tableView->indexWidget(index));
-        if (!m_model->isGroupRow(row)) {
-            if (m_tableView->columnSpan(row, 0) > 1)
-                m_tableView->setSpan(row, 0, 1, 1);
-            if (rowView)
-                m_tableView->setIndexWidget(index, nullptr);
-            showRowControls(row, MGAclLists::entryPointerOf(m_model->list().at(row)));
-            continue;
-        }
-        for (int column = 0; column < MGAclEntriesTableModel::ColumnCount; ++column) {
-            if (column > 0 || !rowView)
-                m_tableView->setIndexWidget(m_model->index(row, column), nullptr);
-        }
-        if (m_tableView->columnSpan(row, 0) != MGAclEntriesTableModel::ColumnCount)
+        if (m_model->isGroupRow(row))
             m_tableView->setSpan(row, 0, 1, MGAclEntriesTableModel::ColumnCount);
-        if (!rowView) {
-            // The row view covers the row, so a click on a title leaves the selection alone.
-            rowView = new MGAclTableRowView;
-            rowView->setAttribute(Qt::WA_NoMousePropagation);
-            m_tableView->setIndexWidget(index, rowView);
-        }
-        rowView->textField()->setText(m_model->data(index, MGAclEntriesTableModel::TitleRole).toString());
     }
-    fitColumns();
+    // Only a folder's entries may apply elsewhere than the item itself.
+    const bool folder = m_acl && resourceForKey(m_acl->url(), NSURLIsDirectoryKey).toBool();
+    m_tableView->setColumnHidden(MGAclEntriesTableModel::AppliesToColumn, !folder);
 }
 
-void MGAclEntriesViewController::fitColumns()
+QWidget *MGAclEntriesViewController::cellEditor(int row, int column) const
 {
-    // The header sizes its columns to their content when the rows change, which is before
-    // the rows' controls are filled: size them again to what the controls now show.
-    QMetaObject::invokeMethod(m_tableView->horizontalHeader(), "resizeSections");
+    if (!m_tableView || !m_tableView->isEditing())
+        return nullptr;
+    const QModelIndex index = m_model->index(row, column);
+    return index == m_tableView->currentIndex() ? m_tableView->indexWidget(index) : nullptr;
 }
 
-void MGAclEntriesViewController::showRowControls(int row, const MGAclEntry::Pointer &entry)
+bool MGAclEntriesViewController::editCell(int row, int column)
 {
-    // Each control is bound to the entry shown in its row; a row that shows another entry
-    // (the list changed) rebinds its controls.
-    const QModelIndex tagIndex = m_model->index(row, MGAclEntriesTableModel::TagColumn);
-    auto *tag = qobject_cast<MGAclTagPopUpButton *>(m_tableView->indexWidget(tagIndex));
-    if (entry->isAcl()) {
-        if (!tag) {
-            tag = new MGAclTagPopUpButton;
-            describe(tag, "Allow or deny", "Whether the entry allows or denies its permissions");
-            m_tableView->setIndexWidget(tagIndex, tag);
-        }
-        tag->setEntry(entry);
-    } else if (tag) {
-        m_tableView->setIndexWidget(tagIndex, nullptr);
-    }
-
-    const QModelIndex whoIndex = m_model->index(row, MGAclEntriesTableModel::IdentityColumn);
-    auto *chooser = qobject_cast<MGIdentityPopUpButton *>(m_tableView->indexWidget(whoIndex));
-    // The owner, owning group, everyone and the mask are who they are; only users and
-    // groups are chosen.
-    if (entry->isAcl() && entry->identity().isUserOrGroup()) {
-        if (!chooser) {
-            chooser = new MGIdentityPopUpButton;
-            describe(chooser, "Who the entry is for", "The user or group of the entry; type to find one");
-            m_tableView->setIndexWidget(whoIndex, chooser);
-            connect(chooser, &MGIdentityPopUpButton::menuAboutToShow, this, [this, chooser](QComboBox *menu) {
-                const int shownRow = rowForView(chooser);
-                if (const MGAclEntry *shown = shownRow >= 0 ? MGAclLists::entryOf(m_model->list().at(shownRow)) : nullptr)
-                    fillIdentityChooser(chooser, *shown);
-                menuNeedsUpdate(menu);
-            });
-            connect(chooser, &MGIdentityPopUpButton::identityChosen, this, [this, chooser](const CBIdentity &identity) {
-                const int shownRow = rowForView(chooser);
-                if (MGAclEntry *shown = shownRow >= 0 ? MGAclLists::entryOf(m_model->list().at(shownRow)) : nullptr)
-                    shown->setIdentity(identity);
-            });
-        }
-        if (chooser->identity() != entry->identity() || chooser->count() == 0)
-            fillIdentityChooser(chooser, *entry);
-        chooser->setEnabled(!entry->inherited());
-        chooser->setToolTip(entry->identityText());
-    } else if (chooser) {
-        m_tableView->setIndexWidget(whoIndex, nullptr);
-    }
-
-    // The group pop-up, and beside it the letters of what the entry holds and any limit.
-    const QModelIndex groupIndex = m_model->index(row, MGAclEntriesTableModel::PermissionGroupColumn);
-    QWidget *cell = m_tableView->indexWidget(groupIndex);
-    if (!cell) {
-        cell = new QWidget;
-        auto *layout = new QHBoxLayout(cell);
-        layout->setContentsMargins(0, 0, 4, 0);
-        layout->setSpacing(6);
-        auto *group = new MGAclPermGroupPopUpButton(cell);
-        group->setSizeAdjustPolicy(QComboBox::AdjustToContents);
-        describe(group, "Permissions", "The entry's permission group; Custom\u2026 opens the permission editor");
-        auto *detail = new QLabel(cell);
-        detail->setObjectName(QStringLiteral("permissionDetail"));
-        describe(detail, "Permission letters", "Read, write and execute as the item keeps them, and any limit");
-        layout->addWidget(group);
-        layout->addWidget(detail, 1);
-        m_tableView->setIndexWidget(groupIndex, cell);
-        connect(group, &MGAclPermGroupPopUpButton::groupChosen, this, [this](QComboBox *sender) { selectPermissionGroup(sender); });
-    }
-    cell->findChild<MGAclPermGroupPopUpButton *>()->setEntry(entry);
-    cell->findChild<QLabel *>(QStringLiteral("permissionDetail"))->setText(m_model->permissionDetail(*entry));
-}
-
-void MGAclEntriesViewController::rowsChanged(const QModelIndex &topLeft, const QModelIndex &bottomRight)
-{
-    // What a row's pop-ups do not show themselves: the letters and the limit beside the group.
-    for (int row = topLeft.row(); row <= bottomRight.row(); ++row) {
-        const MGAclEntry *entry = MGAclLists::entryOf(m_model->list().value(row));
-        QWidget *cell = rowControl(row, MGAclEntriesTableModel::PermissionGroupColumn);
-        if (entry && cell)
-            cell->findChild<QLabel *>(QStringLiteral("permissionDetail"))->setText(m_model->permissionDetail(*entry));
-    }
-    if (m_tableView)
-        fitColumns();
-}
-
-void MGAclEntriesViewController::fillIdentityChooser(MGIdentityPopUpButton *chooser, const MGAclEntry &entry)
-{
-    if (!m_acl)
-        return;
-    const QList<CBIdentity> taken = unavailableIdentities(m_model->list(), entry);
-    QVariantList offered;
-    for (const QVariant &item : m_acl->identities()) {
-        if (item.metaType() == QMetaType::fromType<CBIdentity>() && taken.contains(item.value<CBIdentity>()))
-            continue;
-        offered << item;
-    }
-    chooser->setIdentities(offered, entry.identity());
-}
-
-QList<CBIdentity> MGAclEntriesViewController::unavailableIdentities(const MGAclList &list, const MGAclEntry &entry)
-{
-    QList<CBIdentity> taken;
-    if (!entry.isPosix())
-        return taken;
-    for (const MGAclItem &item : list) {
-        const MGAclEntry *other = MGAclLists::entryOf(item);
-        if (!other || other == &entry || !other->isAcl() || !other->identity().isUserOrGroup())
-            continue;
-        // POSIX ACLs hold one entry per user or group for the item, and one for new items.
-        if ((appliesHere(entry) && appliesHere(*other)) || (passesOn(entry) && passesOn(*other)))
-            taken << other->identity();
-    }
-    return taken;
-}
-
-QWidget *MGAclEntriesViewController::rowControl(int row, int column) const
-{
-    return m_tableView ? m_tableView->indexWidget(m_model->index(row, column)) : nullptr;
-}
-
-MGIdentityPopUpButton *MGAclEntriesViewController::identityChooser(int row) const
-{
-    return qobject_cast<MGIdentityPopUpButton *>(rowControl(row, MGAclEntriesTableModel::IdentityColumn));
-}
-
-int MGAclEntriesViewController::rowForView(QObject *view) const
-{
-    auto *widget = qobject_cast<QWidget *>(view);
-    if (!widget || !m_tableView)
-        return -1;
-    for (int row = 0; row < m_model->rowCount(); ++row) {
-        for (int column = 0; column < MGAclEntriesTableModel::ColumnCount; ++column) {
-            QWidget *control = m_tableView->indexWidget(m_model->index(row, column));
-            if (control && (control == widget || control->isAncestorOf(widget)))
-                return row;
-        }
-    }
-    return -1;
+    if (!m_tableView)
+        return false;
+    const QModelIndex index = m_model->index(row, column);
+    if (!(m_model->flags(index) & Qt::ItemIsEditable))
+        return false;
+    m_tableView->setCurrentIndex(index);
+    m_tableView->edit(index);
+    return m_tableView->isEditing();
 }
 
 int MGAclEntriesViewController::selectedRow() const
@@ -461,12 +282,11 @@ void MGAclEntriesViewController::showPermissions(QObject *)
     presentEditor(MGAclLists::entryPointerOf(m_model->list().value(row)));
 }
 
-void MGAclEntriesViewController::selectPermissionGroup(QObject *sender)
+void MGAclEntriesViewController::selectPermissionGroup(int row)
 {
-    // The group is stored in the entry already; "Custom…" opens the editor for the sender's
-    // row, whatever row is selected.
-    const int row = rowForView(sender);
-    const MGAclEntry::Pointer entry = row >= 0 ? MGAclLists::entryPointerOf(m_model->list().at(row)) : nullptr;
+    // The group is stored in the entry already; "Custom…" opens the editor for that row,
+    // whatever row is selected.
+    const MGAclEntry::Pointer entry = m_model->entryPointerAt(row);
     if (entry && entry->permissionGroup() == MGAclPermissionSet::Custom) {
         for (MGViewController *presented : presentedViewControllers())
             dismissViewController(presented);
@@ -479,7 +299,7 @@ void MGAclEntriesViewController::presentEditor(const MGAclEntry::Pointer &entry)
     if (!entry)
         return;
     auto *editor = new MGAclPermissionViewController(entry);
-    editor->setUnavailableIdentities(unavailableIdentities(m_model->list(), *entry));
+    editor->setIdentityUse(m_model->identityUse());
     MGViewController *presenter = this;
     if (auto *window = qobject_cast<MGWindow *>(view()->window()); window && window->contentViewController())
         presenter = window->contentViewController();
@@ -488,23 +308,16 @@ void MGAclEntriesViewController::presentEditor(const MGAclEntry::Pointer &entry)
 
 QMimeData *MGAclEntriesViewController::writeRows(const QList<int> &rows)
 {
-    // A multiple selection drags its first row alone.
-    const int row = rows.value(0, -1);
-    const MGAclEntry *entry = m_acl && row >= 0 ? MGAclLists::entryOf(m_acl->entries().value(row)) : nullptr;
-    if (!entry || !entry->isAcl())
-        return nullptr;
-    auto *data = new QMimeData;
-    data->setData(RowType, QCborValue(qint64(row)).toCbor());
-    return data;
+    QModelIndexList indexes;
+    for (int row : rows)
+        indexes << m_model->index(row, 0);
+    return m_model->mimeData(indexes);
 }
 
 Qt::DropAction MGAclEntriesViewController::validateDrop(const QMimeData *, int &row,
                                                         MGAclEntriesTableView::DropOperation &operation)
 {
-    // Only into the ACL section, from above its first entry to below its last; what is
-    // dragged and from where does not matter.
-    const qsizetype n = m_acl ? MGAclLists::aclEntries(m_acl->entries()).size() : 0;
-    if (row < 1 || row > n + 1)
+    if (!m_model->canDropMimeData(nullptr, Qt::MoveAction, row, 0, {}))
         return Qt::IgnoreAction;
     operation = MGAclEntriesTableView::DropAbove;
     return Qt::MoveAction;
@@ -512,10 +325,7 @@ Qt::DropAction MGAclEntriesViewController::validateDrop(const QMimeData *, int &
 
 bool MGAclEntriesViewController::acceptDrop(const QMimeData *data, int row, MGAclEntriesTableView::DropOperation)
 {
-    // The row is taken as it is: a drag from another window's table names a row of its
-    // list, applied to this list as it stands.
-    if (m_acl)
-        m_acl->moveEntryAtIndex(qsizetype(draggedRow(data)), row);
+    m_model->dropMimeData(data, Qt::MoveAction, row, 0, {});
     return true;
 }
 
@@ -532,7 +342,7 @@ void MGAclEntriesViewController::draggingSessionEnded(const QMimeData *data, con
     // dropped by mistake on the desktop is not lost; a modifier key confirms the removal.
     if (flags == MGAclEntriesTableView::flagWord(Qt::NoModifier))
         return;
-    const quint64 row = draggedRow(data);
+    const quint64 row = MGAclEntriesTableModel::draggedRow(data);
     const MGAclEntry *entry = MGAclLists::entryOf(m_acl->entries().value(qsizetype(row)));
     if (!entry || entry->inherited())
         return;
@@ -549,37 +359,7 @@ void MGAclEntriesViewController::tableViewSelectionDidChange()
     m_canAddEntry = (!entry || entry->isAcl()) && !(m_acl && !m_acl->aclUnavailableReason().isEmpty());
     m_canRemoveEntry = entry && entry->isAcl() && !entry->inherited();
     m_selectedEntry = entry;
-    updateRowFocus();
     emit selectionStateChanged();
-}
-
-void MGAclEntriesViewController::updateRowFocus()
-{
-    if (!m_tableView)
-        return;
-    const int selected = selectedRow();
-    QWidget *previous = m_tableView;
-    for (int row = 0; row < m_model->rowCount(); ++row) {
-        if (m_model->isGroupRow(row))
-            continue;
-        for (int column : {int(MGAclEntriesTableModel::TagColumn), int(MGAclEntriesTableModel::IdentityColumn),
-                           int(MGAclEntriesTableModel::PermissionGroupColumn)}) {
-            QWidget *control = rowControl(row, column);
-            if (control && column == MGAclEntriesTableModel::PermissionGroupColumn)
-                control = control->findChild<MGAclPermGroupPopUpButton *>();
-            if (!control)
-                continue;
-            // Only the selected row's controls are on the Tab path, straight after the table;
-            // the others take the focus when clicked.
-            control->setFocusPolicy(row == selected ? Qt::StrongFocus : Qt::ClickFocus);
-            if (row == selected && control->isEnabled()) {
-                QWidget::setTabOrder(previous, control);
-                previous = control;
-            }
-        }
-    }
-    if (previous != m_tableView && m_addButton)
-        QWidget::setTabOrder(previous, m_addButton);
 }
 
 void MGAclEntriesViewController::entriesChanged()
@@ -595,7 +375,7 @@ void MGAclEntriesViewController::entriesChanged()
         m_aclUnavailableNote->setVisible(!unavailable.isEmpty());
     }
     if (m_tableView) {
-        showRows();
+        showTitleRows();
         if (previousEntry) {
             const qsizetype index = MGAclLists::indexOfItem(m_model->list(), previousEntry);
             if (index >= 0)
@@ -603,14 +383,17 @@ void MGAclEntriesViewController::entriesChanged()
         } else if (m_entryAdded) {
             selectRow(1);
         }
-        updateRowFocus();
     }
     m_entryAdded = false;
     tableViewSelectionDidChange();
     // Adding someone is: +, type a name, Enter: the new row's chooser opens at once.
     if (added && m_chooseAfterAdding) {
         m_chooseAfterAdding = false;
-        if (MGIdentityPopUpButton *chooser = identityChooser(selectedRow()))
-            QTimer::singleShot(0, chooser, [chooser] { chooser->showPopup(); });
+        const int row = selectedRow();
+        QTimer::singleShot(0, this, [this, row] {
+            // Unless the user has moved on meanwhile.
+            if (selectedRow() == row)
+                editCell(row, MGAclEntriesTableModel::IdentityColumn);
+        });
     }
 }

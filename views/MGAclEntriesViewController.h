@@ -10,15 +10,16 @@
 #include <QToolButton>
 
 class MGAclEntriesTableModel;
+class MGAclEntryDelegate;
 class MGAclDocument;
-class MGIdentityPopUpButton;
 class QComboBox;
 class QMenu;
 
-// The "Set of Permissions" tab: the entry list as a table with section-title rows, each
-// entry's row with its controls (who it is for, allow or deny, its permission group), the
-// add and remove buttons, and the action pull-down with the list-wide commands. A row's
-// permissions are edited one by one in the permission editor, a sheet.
+// The "Set of Permissions" tab: the entry list as a table with section-title rows, the add
+// and remove buttons, and the action pull-down with the list-wide commands. A row's cells
+// are edited through the table's model (who the entry is for, allow or deny, its permission
+// group, where a folder's entry applies), one editor at a time; its permissions are edited
+// one by one in the permission editor, a sheet.
 class MGAclEntriesViewController : public MGViewController, public MGAclEntriesTableView::DataSource
 {
     Q_OBJECT
@@ -35,10 +36,12 @@ public:
     QToolButton *actionPopUpButton() const { return m_actionPopUpButton; }
     QMenu *actionMenu() const;
     MGAclEntriesTableModel *model() const { return m_model; }
-    // The control of a row's column (the identity chooser, the tag or group pop-up); null
-    // where the row has none.
-    QWidget *rowControl(int row, int column) const;
-    MGIdentityPopUpButton *identityChooser(int row) const;
+    MGAclEntryDelegate *delegate() const { return m_delegate; }
+    // The editor open in a row's cell; null when the cell is not being edited.
+    QWidget *cellEditor(int row, int column) const;
+    // Starts editing a cell as the keyboard would (its pop-up opens); false when the cell
+    // cannot be edited.
+    bool editCell(int row, int column);
 
     MGAclEntry::Pointer selectedEntry() const { return m_selectedEntry; }
     bool canAddEntry() const { return m_canAddEntry; }
@@ -52,9 +55,6 @@ public:
     Q_INVOKABLE bool validateMenuItem(QAction *item) const;
     // The tidying every identity menu gets before it opens.
     static void menuNeedsUpdate(QComboBox *menu);
-    // The users and groups an entry may not take: those another entry of the list already
-    // has for the same purpose (the item itself, or what a folder passes on).
-    static QList<CBIdentity> unavailableIdentities(const MGAclList &list, const MGAclEntry &entry);
 
     // Dragging a row to reorder the list, or out of the table to remove it.
     QMimeData *writeRows(const QList<int> &rows) override;
@@ -67,7 +67,8 @@ public slots:
     void addEntry(QObject *sender);
     void removeEntry(QObject *sender);
     void showPermissions(QObject *sender);
-    void selectPermissionGroup(QObject *sender);
+    // "Custom…" was chosen as a row's permission group: the editor opens for that row.
+    void selectPermissionGroup(int row);
     void tableViewSelectionDidChange();
 
 signals:
@@ -81,19 +82,14 @@ protected:
 
 private:
     void entriesChanged();
-    void showRows();
-    void updateRowFocus();
-    void fitColumns();
-    void showRowControls(int row, const MGAclEntry::Pointer &entry);
-    void rowsChanged(const QModelIndex &topLeft, const QModelIndex &bottomRight);
-    void fillIdentityChooser(MGIdentityPopUpButton *chooser, const MGAclEntry &entry);
+    void showTitleRows();
     void presentEditor(const MGAclEntry::Pointer &entry);
-    int rowForView(QObject *view) const;
     QAction *addMenuItem(QMenu *menu, const QString &title, const char *action);
     void perform(const char *action, const QVariant &argument);
 
     QPointer<MGAclDocument> m_acl;
     MGAclEntriesTableModel *m_model = nullptr;
+    MGAclEntryDelegate *m_delegate = nullptr;
     QPointer<MGAclEntriesTableView> m_tableView;
     QPointer<QLabel> m_aclUnavailableNote;
     QPointer<QToolButton> m_addButton;

@@ -1,12 +1,13 @@
 #include "MGAclPermissionViewController.h"
 
-#include "MGAclPermissionButton.h"
-#include "MGIdentities.h"
+#include "MGAclEntriesTableModel.h"
+#include "MGIdentityListModel.h"
 #include "MGIdentityPopUpButton.h"
 #include "NTLocalizedString.h"
 #include "NTLocalizedView.h"
 #include "ui_MGAclPermissionView.h"
 
+#include <QBoxLayout>
 #include <QDialog>
 #include <QHeaderView>
 #include <QStandardItemModel>
@@ -34,8 +35,9 @@ constexpr Section Sections[] = {
 MGAclPermissionViewController::MGAclPermissionViewController(MGAclEntry::Pointer entry) : m_entry(entry)
 {
     m_model = new QStandardItemModel(this);
+    connect(m_model, &QStandardItemModel::itemChanged, this, &MGAclPermissionViewController::rowChanged);
     if (entry)
-        connect(entry.get(), &MGAclEntry::changed, this, &MGAclPermissionViewController::refresh);
+        connect(entry.get(), &MGAclEntry::edited, this, &MGAclPermissionViewController::refresh);
 }
 
 QWidget *MGAclPermissionViewController::loadView()
@@ -47,6 +49,14 @@ QWidget *MGAclPermissionViewController::loadView()
     m_identityPopUpButton = ui.identityPopUpButton;
     m_posixNote = ui.posixNote;
     m_closeButton = ui.closeButton;
+    // Where a folder's entry applies, beside who it is for.
+    m_appliesToLabel = new QLabel(QStringLiteral("Applies to:"), view);
+    m_appliesToPopUpButton = new QComboBox(view);
+    m_appliesToPopUpButton->setAccessibleName(NTLocalizedString::localize(QStringLiteral("Applies to"), ACL));
+    m_appliesToPopUpButton->setAccessibleDescription(NTLocalizedString::localize(
+        QStringLiteral("Where a folder's entry applies: the folder, what is created in it, or both"), ACL));
+    ui.chooser->addWidget(m_appliesToLabel);
+    ui.chooser->addWidget(m_appliesToPopUpButton);
     return view;
 }
 
@@ -57,15 +67,26 @@ void MGAclPermissionViewController::viewDidLoad()
     buildTree();
     m_outlineView->expandAll();
     connect(m_closeButton, &QPushButton::clicked, this, [this] { dismissPermissions(m_closeButton); });
-    connect(m_identityPopUpButton, &MGIdentityPopUpButton::menuAboutToShow, this, [this] {
-        fillIdentities();
-        menuNeedsUpdate(m_identityPopUpButton);
-    });
+    connect(m_identityPopUpButton, &MGIdentityPopUpButton::menuAboutToShow, this,
+            [this] { menuNeedsUpdate(m_identityPopUpButton); });
     connect(m_identityPopUpButton, &MGIdentityPopUpButton::identityChosen, this, [this](const CBIdentity &identity) {
-        if (const auto entry = m_entry.lock())
+        const auto entry = m_entry.lock();
+        if (entry && (!m_use || !m_use->isTaken(identity, *entry)))
             entry->setIdentity(identity);
     });
-    fillIdentities();
+    for (auto place : {MGAclEntry::AppliesTo::ThisItem, MGAclEntry::AppliesTo::NewItems, MGAclEntry::AppliesTo::Both})
+        m_appliesToPopUpButton->addItem(MGAclEntriesTableModel::appliesToText(place), int(place));
+    connect(m_appliesToPopUpButton, &QComboBox::activated, this, [this] {
+        const auto entry = m_entry.lock();
+        const auto place = MGAclEntry::AppliesTo(m_appliesToPopUpButton->currentData().toInt());
+        const bool allowed = !m_use
+            || m_use->allows(*entry, entry->identity(), place != MGAclEntry::AppliesTo::NewItems,
+                             place != MGAclEntry::AppliesTo::ThisItem);
+        if (entry && allowed)
+            entry->setAppliesTo(place);
+        refresh();
+    });
+    showIdentity();
     menuNeedsUpdate(m_identityPopUpButton);
     refresh();
 }
@@ -82,19 +103,13 @@ void MGAclPermissionViewController::buildTree()
     const auto entry = m_entry.lock();
     if (!entry)
         return;
-    // A row: an item in the tree, and over it the check box of the permissions it stands for.
+    // A row: a checkable item standing for the permissions of its mask.
     auto addRow = [this](QStandardItem *parent, const QString &key, quint32 mask) {
-        auto *item = new QStandardItem;
-        item->setFlags(Qt::ItemIsEnabled);
+        auto *item = new QStandardItem(NTLocalizedString::localize(key, ACL));
+        item->setFlags(Qt::ItemIsEnabled | Qt::ItemIsUserCheckable);
+        item->setData(mask, Qt::UserRole);
         parent->appendRow(item);
-        auto *button = new MGAclPermissionButton(NTLocalizedString::localize(key, ACL));
-        button->setTristate(true);
-        m_outlineView->setIndexWidget(item->index(), button);
-        m_rows << Row{key, mask, button};
-        connect(button, &QCheckBox::clicked, this, [this, mask, button] {
-            if (const auto entry = m_entry.lock())
-                entry->setPermission(mask, button->state() == 1);
-        });
+        m_rows.insert(key, item);
         return item;
     };
     QStandardItem *root = m_model->invisibleRootItem();
@@ -104,7 +119,7 @@ void MGAclPermissionViewController::buildTree()
             addRow(root, item.key, item.mask);
         return;
     }
-    // Every permission under its section; a section's box stands for all of them.
+    // Every permission under its section; a section's row stands for all of them.
     for (const Section &section : Sections) {
         quint32 bits = 0;
         for (const MGAclPermissionSet::Item &item : items)
@@ -119,24 +134,45 @@ void MGAclPermissionViewController::buildTree()
     }
 }
 
+void MGAclPermissionViewController::rowChanged(QStandardItem *item)
+{
+    const auto entry = m_entry.lock();
+    if (m_refreshing || !entry)
+        return;
+    // The view ticks a clear or mixed row and clears a ticked one; the entry decides what the
+    // rows then show.
+    entry->setPermission(item->data(Qt::UserRole).toUInt(), item->checkState() == Qt::Checked);
+    refresh();
+}
+
 void MGAclPermissionViewController::refresh()
 {
     const auto entry = m_entry.lock();
     if (!entry || !isViewLoaded())
         return;
-    for (const Row &row : std::as_const(m_rows)) {
-        if (row.button) {
-            row.button->setState(entry->permissionState(row.mask));
-            row.button->setEnabled(!entry->inherited());
-        }
+    m_refreshing = true;
+    for (QStandardItem *item : std::as_const(m_rows)) {
+        const int state = entry->permissionState(item->data(Qt::UserRole).toUInt());
+        const Qt::CheckState check = state == 1 ? Qt::Checked : state == 0 ? Qt::Unchecked : Qt::PartiallyChecked;
+        if (item->checkState() != check)
+            item->setCheckState(check);
+        const Qt::ItemFlags flags = entry->inherited() ? Qt::NoItemFlags : Qt::ItemIsEnabled | Qt::ItemIsUserCheckable;
+        if (item->flags() != flags)
+            item->setFlags(flags);
     }
+    m_refreshing = false;
     m_posixNote->setVisible(entry->isPosix());
     m_identityPopUpButton->setEnabled(entry->isAcl() && entry->identity().isUserOrGroup() && !entry->inherited());
     if (entry->isAcl() && entry->identity() != m_identityPopUpButton->identity())
-        fillIdentities();
+        showIdentity();
+    const bool places = entry->isAcl() && entry->isDirectory() && entry->identity().isUserOrGroup();
+    m_appliesToLabel->setVisible(places);
+    m_appliesToPopUpButton->setVisible(places);
+    m_appliesToPopUpButton->setEnabled(places && !entry->inherited());
+    m_appliesToPopUpButton->setCurrentIndex(m_appliesToPopUpButton->findData(int(entry->appliesTo())));
 }
 
-void MGAclPermissionViewController::fillIdentities()
+void MGAclPermissionViewController::showIdentity()
 {
     const auto entry = m_entry.lock();
     if (!entry || !m_identityPopUpButton)
@@ -144,27 +180,30 @@ void MGAclPermissionViewController::fillIdentities()
     if (!entry->isAcl() || !entry->identity().isUserOrGroup()) {
         // The owner, the owning group, everyone, the mask: fixed, shown by name.
         const QSignalBlocker blocker(m_identityPopUpButton);
-        m_identityPopUpButton->clear();
-        m_identityPopUpButton->addItem(entry->identityText());
+        m_identityPopUpButton->setIdentities({entry->identityText()}, CBIdentity());
+        m_identityPopUpButton->setCurrentIndex(0);
         return;
     }
-    QVariantList identities;
-    for (const QVariant &item : MGIdentities::sharedIdentities()->fullNamedIdentities()) {
-        if (item.metaType() == QMetaType::fromType<CBIdentity>() && m_unavailable.contains(item.value<CBIdentity>())
-            && item.value<CBIdentity>() != entry->identity())
-            continue;
-        identities << item;
+    m_identityPopUpButton->setIdentityModel(MGIdentityListModel::sharedModel(), entry->identity());
+    if (m_use) {
+        m_identityPopUpButton->setExcluded([use = *m_use, weak = m_entry](const CBIdentity &who) {
+            const auto entry = weak.lock();
+            return entry && use.isTaken(who, *entry);
+        });
     }
-    m_identityPopUpButton->setIdentities(identities, entry->identity());
 }
 
-MGAclPermissionButton *MGAclPermissionViewController::buttonFor(const QString &key) const
+QStandardItem *MGAclPermissionViewController::itemFor(const QString &key) const
 {
-    for (const Row &row : m_rows) {
-        if (row.key == key)
-            return row.button;
-    }
-    return nullptr;
+    return m_rows.value(key);
+}
+
+std::optional<int> MGAclPermissionViewController::stateFor(const QString &key) const
+{
+    const QStandardItem *item = itemFor(key);
+    if (!item)
+        return std::nullopt;
+    return item->checkState() == Qt::Checked ? 1 : item->checkState() == Qt::Unchecked ? 0 : -1;
 }
 
 void MGAclPermissionViewController::menuNeedsUpdate(QComboBox *menu)

@@ -1,24 +1,27 @@
 #pragma once
 
 #include "MGAclEntry.h"
+#include "MGIdentityPopUpButton.h"
+#include "MGPosixRules.h"
 #include "MGViewController.h"
 
-#include <QPointer>
-
-#include "MGAclPermissionButton.h"
-#include "MGIdentityPopUpButton.h"
-
+#include <QComboBox>
 #include <QLabel>
+#include <QPointer>
 #include <QPushButton>
 #include <QTreeView>
+#include <optional>
 
+class QStandardItem;
 class QStandardItemModel;
 
 // The permission editor: a sheet over the ACL window that edits one entry's permissions one
-// by one, as a fully expanded tree of three-state check boxes (a section is mixed while its
-// permissions differ), with a pop-up for who the entry is for. It edits the entry in place:
-// every tick reaches the entry at once. There is no Cancel; Close keeps what was changed.
-// For an entry kept in a POSIX ACL it offers exactly read, write and execute, and says so.
+// by one, as a fully expanded tree of checkable rows (a section is mixed while its
+// permissions differ; a click or Space on a mixed or clear row ticks it, on a ticked row
+// clears it), with a pop-up for who the entry is for and, for a folder's entry, where it
+// applies. It edits the entry in place: every tick reaches the entry at once. There is no
+// Cancel; Close keeps what was changed. For an entry kept in a POSIX ACL it offers exactly
+// read, write and execute, and says so.
 class MGAclPermissionViewController : public MGViewController
 {
     Q_OBJECT
@@ -26,14 +29,19 @@ public:
     explicit MGAclPermissionViewController(MGAclEntry::Pointer entry = nullptr);
 
     MGAclEntry::Pointer entry() const { return m_entry.lock(); }
-    // Users and groups the entry may not take (others already have an entry of that kind).
-    void setUnavailableIdentities(const QList<CBIdentity> &identities) { m_unavailable = identities; }
+    // Who else has entries (a user or group has one for the item and one for new items).
+    void setIdentityUse(const MGPosixRules::IdentityUse &use) { m_use = use; }
 
     QTreeView *outlineView() const { return m_outlineView; }
+    QStandardItemModel *permissionModel() const { return m_model; }
     MGIdentityPopUpButton *identityPopUpButton() const { return m_identityPopUpButton; }
+    QComboBox *appliesToPopUpButton() const { return m_appliesToPopUpButton; }
     QPushButton *closeButton() const { return m_closeButton; }
-    // The check box of the row naming `key` (table "ACL" key); null when there is none.
-    MGAclPermissionButton *buttonFor(const QString &key) const;
+    // The row naming `key` (table "ACL" key); null when there is none. Its check state is
+    // the permissions' state.
+    QStandardItem *itemFor(const QString &key) const;
+    // The three-state code of a row: 1 ticked, 0 clear, -1 mixed; nothing for no such row.
+    std::optional<int> stateFor(const QString &key) const;
 
     // The same tidying as every identity menu.
     static void menuNeedsUpdate(QComboBox *menu);
@@ -47,22 +55,20 @@ protected:
     void viewDidAppear() override;
 
 private:
-    struct Row
-    {
-        QString key;
-        quint32 mask;
-        QPointer<MGAclPermissionButton> button;
-    };
     void buildTree();
     void refresh();
-    void fillIdentities();
+    void showIdentity();
+    void rowChanged(QStandardItem *item);
 
     std::weak_ptr<MGAclEntry> m_entry;
-    QList<CBIdentity> m_unavailable;
+    std::optional<MGPosixRules::IdentityUse> m_use;
     QStandardItemModel *m_model = nullptr;
-    QList<Row> m_rows;
+    QHash<QString, QStandardItem *> m_rows;
+    bool m_refreshing = false;
     QPointer<QTreeView> m_outlineView;
     QPointer<MGIdentityPopUpButton> m_identityPopUpButton;
+    QPointer<QComboBox> m_appliesToPopUpButton;
+    QPointer<QLabel> m_appliesToLabel;
     QPointer<QLabel> m_posixNote;
     QPointer<QPushButton> m_closeButton;
 };

@@ -1,10 +1,13 @@
 #include "MGIdentityPopUpButton.h"
 
+#include "CBIdentityAuthority.h"
 #include "MGIdentities.h"
+#include "MGIdentityListModel.h"
 #include "MGImage.h"
 #include "NTLocalizedString.h"
 
 #include <QApplication>
+#include <QConcatenateTablesProxyModel>
 #include <QFrame>
 #include <QKeyEvent>
 #include <QLineEdit>
@@ -16,10 +19,40 @@
 #include <QStyledItemDelegate>
 #include <QVBoxLayout>
 
+// The identities a button offers: its list without those its owner excludes.
+class MGIdentityExclusionModel : public QSortFilterProxyModel
+{
+public:
+    using QSortFilterProxyModel::QSortFilterProxyModel;
+
+    void setExcluded(std::function<bool(const CBIdentity &)> excluded, const CBIdentity &kept)
+    {
+        m_excluded = std::move(excluded);
+        m_kept = kept;
+        invalidateFilter();
+    }
+
+protected:
+    bool filterAcceptsRow(int row, const QModelIndex &parent) const override
+    {
+        if (!m_excluded)
+            return true;
+        const QVariant value = sourceModel()->index(row, 0, parent).data(MGIdentityListModel::ItemRole);
+        if (!MGIdentityListModel::isIdentity(value))
+            return true;
+        const CBIdentity identity = value.value<CBIdentity>();
+        return identity == m_kept || !m_excluded(identity);
+    }
+
+private:
+    std::function<bool(const CBIdentity &)> m_excluded;
+    CBIdentity m_kept;
+};
+
 namespace {
 bool isIdentity(const QVariant &value)
 {
-    return value.metaType() == QMetaType::fromType<CBIdentity>();
+    return MGIdentityListModel::isIdentity(value);
 }
 
 bool isSeparator(const QModelIndex &index)
@@ -66,7 +99,7 @@ protected:
     {
         if (m_text.isEmpty())
             return true;
-        const QVariant value = sourceModel()->index(row, 0, parent).data(Qt::UserRole);
+        const QVariant value = sourceModel()->index(row, 0, parent).data(MGIdentityListModel::ItemRole);
         if (!isIdentity(value))
             return false;
         const CBIdentity identity = value.value<CBIdentity>();
@@ -135,7 +168,10 @@ protected:
                 return true;
             case Qt::Key_Return:
             case Qt::Key_Enter:
-                choose(m_list->currentIndex());
+                if (!m_list->currentIndex().isValid())
+                    chooseTyped();
+                else
+                    choose(m_list->currentIndex());
                 return true;
             case Qt::Key_Escape:
                 close();
@@ -159,11 +195,34 @@ private:
         }
     }
 
+    // An id typed as "uid:N" or "gid:N" needs no account.
+    void chooseTyped()
+    {
+        const QString text = m_search->text().trimmed();
+        if (!text.startsWith(QLatin1String("uid:")) && !text.startsWith(QLatin1String("gid:")))
+            return;
+        const auto identity = CBIdentityAuthority::defaultIdentityAuthority().identityForText(text);
+        if (!identity || !identity->isUserOrGroup())
+            return;
+        m_chosen = true;
+        close();
+        if (m_button)
+            m_button->chooseIdentity(*identity);
+    }
+
+    void closeEvent(QCloseEvent *event) override
+    {
+        if (!m_chosen && m_button)
+            QMetaObject::invokeMethod(m_button, &MGIdentityPopUpButton::dismissed, Qt::QueuedConnection);
+        QFrame::closeEvent(event);
+    }
+
     void choose(const QModelIndex &index)
     {
         if (!index.isValid() || !(index.flags() & Qt::ItemIsEnabled) || !isIdentity(index.data(Qt::UserRole)))
             return;
         const int row = m_model->mapToSource(index).row();
+        m_chosen = true;
         close();
         if (m_button)
             m_button->choose(row);
@@ -173,12 +232,15 @@ private:
     QLineEdit *m_search;
     QListView *m_list;
     SearchModel *m_model;
+    bool m_chosen = false;
 };
 
 MGIdentityPopUpButton::MGIdentityPopUpButton(QWidget *parent) : QComboBox(parent)
 {
     setSizeAdjustPolicy(QComboBox::AdjustToMinimumContentsLengthWithIcon);
     setMinimumContentsLength(12);
+    m_filter = new MGIdentityExclusionModel(this);
+    m_extra = new QStandardItemModel(0, 1, this);
 }
 
 MGIdentityPopUpButton::~MGIdentityPopUpButton()
@@ -188,54 +250,86 @@ MGIdentityPopUpButton::~MGIdentityPopUpButton()
 
 QString MGIdentityPopUpButton::titleFor(const CBIdentity &identity)
 {
-    const QString full = identity.fullName();
-    return full != identity.displayName() ? QStringLiteral("%1 (%2)").arg(full, identity.displayName())
-                                          : identity.displayName();
+    return MGIdentityListModel::titleFor(identity);
+}
+
+void MGIdentityPopUpButton::setIdentityModel(QAbstractItemModel *identities, const CBIdentity &current)
+{
+    const QSignalBlocker blocker(this);
+    if (m_filter->sourceModel() != identities)
+        m_filter->setSourceModel(identities);
+    if (!m_shown) {
+        // Made once both parts have their column: the shown list has as many as the fewest.
+        m_shown = new QConcatenateTablesProxyModel(this);
+        m_shown->addSourceModel(m_extra);
+        m_shown->addSourceModel(m_filter);
+        setModel(m_shown);
+    }
+    setIdentity(current);
 }
 
 void MGIdentityPopUpButton::setIdentities(const QVariantList &identities, const CBIdentity &current)
 {
+    if (!m_ownList)
+        m_ownList = new MGIdentityListModel({}, this);
+    m_ownList->setItems(identities);
+    setIdentityModel(m_ownList, current);
+}
+
+void MGIdentityPopUpButton::setExcluded(std::function<bool(const CBIdentity &)> excluded)
+{
+    const CBIdentity current = identity();
     const QSignalBlocker blocker(this);
-    clear();
-    bool listed = false;
-    for (const QVariant &item : identities) {
-        if (isIdentity(item)) {
-            const CBIdentity identity = item.value<CBIdentity>();
-            addItem(identity.isGroup() ? MGImage::groupImage() : MGImage::userImage(), titleFor(identity), item);
-            setItemData(count() - 1,
-                        NTLocalizedString::localize(identity.isGroup() ? QStringLiteral("Group") : QStringLiteral("User"),
-                                                    QStringLiteral("ACL")),
-                        Qt::ToolTipRole);
-            if (identity == current) {
-                setCurrentIndex(count() - 1);
-                listed = true;
-            }
-        } else {
-            addItem(item.toString(), item);
-        }
-    }
-    if (!listed && current.isUserOrGroup()) {
-        insertItem(0, current.isGroup() ? MGImage::groupImage() : MGImage::userImage(), titleFor(current),
-                   QVariant::fromValue(current));
-        setCurrentIndex(0);
-    }
+    m_filter->setExcluded(std::move(excluded), current);
+    setIdentity(current);
 }
 
 CBIdentity MGIdentityPopUpButton::identity() const
 {
-    const QVariant value = currentData(Qt::UserRole);
+    const QVariant value = currentData(MGIdentityListModel::ItemRole);
     return isIdentity(value) ? value.value<CBIdentity>() : CBIdentity();
 }
 
 void MGIdentityPopUpButton::setIdentity(const CBIdentity &identity)
 {
-    for (int row = 0; row < count(); ++row) {
-        const QVariant value = itemData(row);
-        if (isIdentity(value) && value.value<CBIdentity>() == identity) {
-            setCurrentIndex(row);
-            return;
-        }
+    if (!m_shown)
+        return;
+    if (!identity.isUserOrGroup()) {
+        m_extra->removeRows(0, m_extra->rowCount());
+        setCurrentIndex(-1);
+        return;
     }
+    // The extra row first: it holds the current identity whenever the list lacks it.
+    if (m_extra->rowCount() && m_extra->item(0)->data(MGIdentityListModel::ItemRole).value<CBIdentity>() == identity) {
+        setCurrentIndex(0);
+        return;
+    }
+    const QModelIndexList found
+        = m_filter->match(m_filter->index(0, 0), MGIdentityListModel::ItemRole, QVariant::fromValue(identity), 1,
+                          Qt::MatchExactly);
+    m_extra->removeRows(0, m_extra->rowCount());
+    if (!found.isEmpty()) {
+        setCurrentIndex(m_shown->mapFromSource(found.first()).row());
+        return;
+    }
+    auto *item = new QStandardItem(identity.isGroup() ? MGImage::groupImage() : MGImage::userImage(), titleFor(identity));
+    item->setData(QVariant::fromValue(identity), MGIdentityListModel::ItemRole);
+    m_extra->appendRow(item);
+    setCurrentIndex(0);
+}
+
+void MGIdentityPopUpButton::keyPressEvent(QKeyEvent *event)
+{
+    // Typing a name opens the list with what was typed; arrows and the rest are the
+    // button's own.
+    const QString text = event->text();
+    if (!text.isEmpty() && text.at(0).isPrint() && !(event->modifiers() & (Qt::ControlModifier | Qt::AltModifier))) {
+        showPopup();
+        if (QLineEdit *search = searchField())
+            search->setText(text);
+        return;
+    }
+    QComboBox::keyPressEvent(event);
 }
 
 void MGIdentityPopUpButton::showPopup()
@@ -273,6 +367,13 @@ void MGIdentityPopUpButton::choose(int row)
     setCurrentIndex(row);
     emit activated(row);
     emit identityChosen(identity());
+}
+
+void MGIdentityPopUpButton::chooseIdentity(const CBIdentity &identity)
+{
+    setIdentity(identity);
+    emit activated(currentIndex());
+    emit identityChosen(identity);
 }
 
 namespace MGIdentityMenus {

@@ -4,17 +4,24 @@
 
 #include <QComboBox>
 #include <QPointer>
+#include <functional>
 
+class QConcatenateTablesProxyModel;
 class QLineEdit;
 class QListView;
+class QStandardItemModel;
+class MGIdentityListModel;
 class MGIdentityPopUp;
+class MGIdentityExclusionModel;
 
-// A pop-up button for choosing a user or a group, also from thousands. Its items are built
-// from an identity list (CBIdentity values, "-----" placeholders, section titles), by its
-// owner, who also tidies them just before they show (menuAboutToShow). The list it opens has
-// a search field: typing shows the users and groups whose login or full name contains the
-// text, Enter takes the first or the one picked. Users and groups have their own icons, so a
-// user and a group of the same name are told apart.
+// A pop-up button for choosing a user or a group, also from thousands. It shows an identity
+// list model (usually the one shared list, MGIdentityListModel::sharedModel()) through a
+// filter of its own that leaves out the identities its owner excludes; nothing is copied per
+// button. The list it opens has a search field: typing shows the users and groups whose
+// login or full name contains the text, Enter takes the first or the one picked, and
+// "uid:N" or "gid:N" takes an id that has no account. Typing on the closed button opens the
+// list with what was typed. Users and groups have their own icons, so a user and a group of
+// the same name are told apart.
 class MGIdentityPopUpButton : public QComboBox
 {
     Q_OBJECT
@@ -22,11 +29,16 @@ public:
     explicit MGIdentityPopUpButton(QWidget *parent = nullptr);
     ~MGIdentityPopUpButton() override;
 
-    // Rebuilds the items from an identity list and selects `current` (listed first when the
-    // list lacks it, as an id without an account would be).
+    // Shows an identity list model (not owned) and selects `current`.
+    void setIdentityModel(QAbstractItemModel *identities, const CBIdentity &current);
+    // Shows a list of its own, made from identity list items.
     void setIdentities(const QVariantList &identities, const CBIdentity &current);
+    // The identities not to offer (the current one is always offered); asked once per row
+    // whenever the exclusion is set again.
+    void setExcluded(std::function<bool(const CBIdentity &)> excluded);
     // The identity of the selected item; invalid when none is selected.
     CBIdentity identity() const;
+    // Selects an identity, listed first when the list lacks it (an id without an account).
     void setIdentity(const CBIdentity &identity);
     // "Full Name (login)", or the login alone.
     static QString titleFor(const CBIdentity &identity);
@@ -42,12 +54,22 @@ signals:
     void menuAboutToShow(QComboBox *menu);
     // The user chose an identity.
     void identityChosen(const CBIdentity &identity);
+    // The open list closed without a choice (Escape, or a click elsewhere).
+    void dismissed();
+
+protected:
+    void keyPressEvent(QKeyEvent *event) override;
 
 private:
     friend class MGIdentityPopUp;
     void choose(int row);
+    void chooseIdentity(const CBIdentity &identity);
 
     QPointer<MGIdentityPopUp> m_popUp;
+    MGIdentityListModel *m_ownList = nullptr;
+    MGIdentityExclusionModel *m_filter = nullptr;
+    QStandardItemModel *m_extra = nullptr;
+    QConcatenateTablesProxyModel *m_shown = nullptr;
 };
 
 // The tidying every identity menu gets just before it opens: an item titled "-----" becomes
