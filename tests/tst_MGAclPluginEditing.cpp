@@ -5,6 +5,11 @@
 #include "PluginHelpers.h"
 #include "StagedBuild.h"
 
+#include <QAbstractItemModelTester>
+#include <QComboBox>
+#include <QRegularExpression>
+#include <QTableView>
+
 #include <sys/wait.h>
 
 using Set = MGAclPermissionSet;
@@ -110,6 +115,96 @@ private slots:
         list = plugin->entries();
         plugin->setEntries(list.mid(0, 2) + list.mid(3));
         QVERIFY(plugin->canRevertEntries());
+        plugin->window()->closeWithoutAsking();
+    }
+
+    // A folder whose mask limits alice and devs to r-x: adding nobody with read and write
+    // raises the mask, and the rows that gain say so at once; "Keep the mask as it is" saves
+    // the mask as it was read, as setfacl -n does.
+    void aRaisedMaskNamesWhoGainsAndCanBeKept()
+    {
+        const QString folder = tmp.path("gains");
+        QVERIFY(shOk(QStringLiteral("mkdir %1 && setfacl -m u:daemon:rwx,g:daemon:rwx,m::r-x %1").arg(quoted(folder))));
+        MGAclPlugin::Pointer plugin = openWindow(folder);
+        MGAclEntriesViewController *view = entriesView(plugin);
+        MGAclEntriesTableModel *model = view->model();
+        QAbstractItemModelTester tester(model);
+        auto permissionsOf = [&](int row) { return model->index(row, MGAclEntriesTableModel::PermissionGroupColumn).data().toString(); };
+        QVERIFY2(permissionsOf(1).contains("limited to r-x"), qPrintable(permissionsOf(1)));
+        MGAclList list = plugin->entries();
+        list.insert(3, MGAclEntry::aclEntry(MGAclEntry::Allow, CBIdentity::user(65534), Set::fromPosixBits(6, true),
+                                            0, true, true));
+        plugin->setEntries(list);
+        for (int row : {1, 2}) {
+            QVERIFY2(permissionsOf(row).contains("now also grants write"), qPrintable(permissionsOf(row)));
+            QCOMPARE(model->index(row, 0).data(MGAclEntriesTableModel::MaskGainRole).toInt(), 2);
+        }
+        QVERIFY2(!permissionsOf(3).contains("now also"), qPrintable(permissionsOf(3)));
+        // Keep the mask: the rows are limited again, and the save keeps mask::r-x.
+        plugin->keepMask(nullptr);
+        QVERIFY(plugin->keepsMask());
+        QVERIFY2(permissionsOf(1).contains("limited to r-x"), qPrintable(permissionsOf(1)));
+        QVERIFY2(permissionsOf(3).contains("limited to r--"), qPrintable(permissionsOf(3)));
+        save(plugin);
+        const QString saved = facl(folder);
+        QVERIFY2(saved.contains("mask::r-x") && saved.contains("user:1:rwx\t#effective:r-x")
+                     && saved.contains("user:65534:rw-\t#effective:r--"),
+                 qPrintable(saved));
+        plugin->window()->closeWithoutAsking();
+    }
+
+    // On a folder an entry for the folder itself, one only for new items and one for both
+    // are told apart, in the table and on the command line, and where one applies is chosen
+    // in its cell with the keyboard; the table, the edited mark and getfacl then agree.
+    void whereAnEntryAppliesIsShownAndChosen()
+    {
+        const QString folder = tmp.path("applies");
+        QVERIFY(shOk(QStringLiteral("mkdir %1 && setfacl -m u:daemon:r-x,u:bin:r-x %1 && setfacl -d -m u:daemon:r-x,u:nobody:r-x %1")
+                         .arg(quoted(folder))));
+        MGAclPlugin::Pointer plugin = openWindow(folder);
+        MGAclEntriesViewController *view = entriesView(plugin);
+        MGAclEntriesTableModel *model = view->model();
+        QAbstractItemModelTester tester(model);
+        QMap<QString, QString> applies;
+        for (int row = 1; row <= 3; ++row)
+            applies.insert(model->index(row, MGAclEntriesTableModel::IdentityColumn).data().toString(),
+                           model->index(row, MGAclEntriesTableModel::AppliesToColumn).data().toString());
+        QCOMPARE(applies.value("daemon"), QStringLiteral("This folder and new items"));
+        QCOMPARE(applies.value("bin"), QStringLiteral("This folder"));
+        QCOMPARE(applies.value("nobody"), QStringLiteral("New items"));
+        QVERIFY(!view->tableView()->isColumnHidden(MGAclEntriesTableModel::AppliesToColumn));
+        const QString listed = MGAclCommandLine::formatList(plugin->entries());
+        QVERIFY2(listed.contains(QRegularExpression("daemon\t.*r-x/fd\n")) && listed.contains(QRegularExpression("bin\t.*r-x\n"))
+                     && listed.contains(QRegularExpression("nobody\t.*r-x/fdo\n")),
+                 qPrintable(listed));
+        // bin's entry, with the keyboard: its cell, Enter, End (both), Enter.
+        int binRow = 1;
+        while (model->index(binRow, MGAclEntriesTableModel::IdentityColumn).data().toString() != "bin")
+            ++binRow;
+        QTableView *table = view->tableView();
+        table->setFocus();
+        table->setCurrentIndex(model->index(binRow, MGAclEntriesTableModel::AppliesToColumn));
+        QTest::keyClick(table, Qt::Key_F2);
+        QComboBox *editor = nullptr;
+        QTRY_VERIFY((editor = qobject_cast<QComboBox *>(view->cellEditor(binRow, MGAclEntriesTableModel::AppliesToColumn))));
+        QTest::keyClick(editor, Qt::Key_End);
+        QCOMPARE(model->index(binRow, MGAclEntriesTableModel::AppliesToColumn).data().toString(), QStringLiteral("This folder"));
+        QTest::keyClick(editor, Qt::Key_Return);
+        QTRY_VERIFY(!view->cellEditor(binRow, MGAclEntriesTableModel::AppliesToColumn));
+        QCOMPARE(model->index(binRow, MGAclEntriesTableModel::AppliesToColumn).data().toString(),
+                 QStringLiteral("This folder and new items"));
+        QVERIFY(plugin->window()->isWindowModified());
+        // daemon already has both: its entry cannot also be given to nobody for new items.
+        int nobodyRow = 1;
+        while (model->index(nobodyRow, MGAclEntriesTableModel::IdentityColumn).data().toString() != "nobody")
+            ++nobodyRow;
+        QVERIFY(!model->setData(model->index(nobodyRow, MGAclEntriesTableModel::IdentityColumn),
+                                QVariant::fromValue(CBIdentity::user(1, "daemon"))));
+        save(plugin);
+        const QString saved = facl(folder);
+        const QString bin = sh("id -u bin").trimmed();
+        QVERIFY2(saved.contains("\nuser:" + bin + ":r-x") && saved.contains("default:user:" + bin + ":r-x"), qPrintable(saved));
+        QVERIFY(!plugin->window()->isWindowModified());
         plugin->window()->closeWithoutAsking();
     }
 
