@@ -1,11 +1,17 @@
 #include "CBIdentityAuthority.h"
 
+#include <QFile>
 #include <QMutex>
+#include <QSet>
+#include <algorithm>
+#include <cstdio>
+#include <dlfcn.h>
+#include <functional>
 #include <grp.h>
+#include <nss.h>
 #include <pwd.h>
 #include <unistd.h>
 #include <vector>
-#include <algorithm>
 
 namespace {
 // getpwent/getgrent keep one cursor per process.
@@ -70,6 +76,219 @@ std::optional<CBIdentity> groupBy(auto call)
         return rc;
     });
     return identity;
+}
+
+// Up to this many ids are asked for one by one, as a single id is: a directory answers
+// each from its index, and a name-service cache can answer them. More ids are found
+// together, reading the local database once for all of them.
+constexpr qsizetype oneByOneLimit = 32;
+
+bool isPlainSourceName(const QByteArray &source)
+{
+    return !source.isEmpty() && std::all_of(source.begin(), source.end(), [](char c) {
+        return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') || c == '_' || c == '-';
+    });
+}
+
+// The sources that the name service asks, in order, for a database's entry by id, when
+// that order can be followed here: the local files come first and no action item (such as
+// [NOTFOUND=return], or merging groups) changes what follows an answer or a miss.
+// Otherwise nothing, and the ids are asked for one by one.
+std::optional<QByteArrayList> sourcesOf(const QByteArray &database)
+{
+    QFile file(QStringLiteral("/etc/nsswitch.conf"));
+    if (!file.open(QIODevice::ReadOnly))
+        return std::nullopt;
+    std::optional<QByteArrayList> sources;
+    for (QByteArray line : file.readAll().split('\n')) {
+        if (const qsizetype comment = line.indexOf('#'); comment >= 0)
+            line.truncate(comment);
+        const qsizetype colon = line.indexOf(':');
+        if (colon < 0)
+            continue;
+        const QByteArray name = line.left(colon);
+        const QByteArray trimmed = name.trimmed();
+        if (trimmed.toLower() != database)
+            continue;
+        // A second line for the database, or one spelt unusually ("Passwd", "passwd :"):
+        // which line the name service follows is not for this code to guess.
+        if (sources || trimmed != database || !name.endsWith(trimmed))
+            return std::nullopt;
+        sources = line.mid(colon + 1).simplified().split(' ');
+    }
+    if (!sources || sources->first() != "files" || !std::all_of(sources->begin(), sources->end(), isPlainSourceName))
+        return std::nullopt;
+    return sources;
+}
+
+// How each database is read: its file, and the by-id lookup of the name-service module of
+// each further source.
+struct Users
+{
+    using Entry = passwd;
+    using Lookup = nss_status (*)(uid_t, passwd *, char *, size_t, int *);
+    static constexpr const char *database = "passwd";
+    static constexpr const char *path = "/etc/passwd";
+    static constexpr const char *function = "getpwuid_r";
+    static int next(FILE *file, passwd *entry, char *buffer, size_t size, passwd **result)
+    {
+        return fgetpwent_r(file, entry, buffer, size, result);
+    }
+    static quint32 idOf(const passwd &entry) { return entry.pw_uid; }
+    static const char *nameOf(const passwd &entry) { return entry.pw_name; }
+    static CBIdentity identityOf(const passwd &entry) { return fromPasswd(entry); }
+};
+
+struct Groups
+{
+    using Entry = group;
+    using Lookup = nss_status (*)(gid_t, group *, char *, size_t, int *);
+    static constexpr const char *database = "group";
+    static constexpr const char *path = "/etc/group";
+    static constexpr const char *function = "getgrgid_r";
+    static int next(FILE *file, group *entry, char *buffer, size_t size, group **result)
+    {
+        return fgetgrent_r(file, entry, buffer, size, result);
+    }
+    static quint32 idOf(const group &entry) { return entry.gr_gid; }
+    static const char *nameOf(const group &entry) { return entry.gr_name; }
+    static CBIdentity identityOf(const group &entry) { return fromGroup(entry); }
+};
+
+// A source's own by-id lookup, from its module as the name service loads it; kept loaded,
+// as the name service keeps it. Null when the module or the lookup is missing, which the
+// name service passes over as an unavailable source.
+template <typename Database>
+typename Database::Lookup moduleLookup(const QByteArray &source)
+{
+    static QMutex lock;
+    static QHash<QByteArray, typename Database::Lookup> lookups;
+    QMutexLocker locker(&lock);
+    auto it = lookups.find(source);
+    if (it == lookups.end()) {
+        void *module = dlopen(QByteArray("libnss_" + source + ".so.2").constData(), RTLD_LAZY | RTLD_LOCAL);
+        const QByteArray symbol = "_nss_" + source + '_' + Database::function;
+        void *lookup = module ? dlsym(module, symbol.constData()) : nullptr;
+        it = lookups.insert(source, reinterpret_cast<typename Database::Lookup>(lookup));
+    }
+    return *it;
+}
+
+// The accounts of the wanted ids in the local file, read as the name service's "files"
+// source reads it: the first entry with an id answers for it, and entries named +... or
+// -... answer for none (only the "compat" source gives them a meaning). Nothing when the
+// file cannot be read to its end: a lookup of an id past that point fails as well.
+template <typename Database>
+std::optional<QHash<quint32, CBIdentity>> readLocalFile(const QSet<quint32> &wanted)
+{
+    QHash<quint32, CBIdentity> found;
+    FILE *file = std::fopen(Database::path, "rce");
+    if (!file)
+        return found; // the name service goes on to the next source
+    std::vector<char> buffer(16384);
+    bool complete = false;
+    for (;;) {
+        typename Database::Entry entry{};
+        typename Database::Entry *result = nullptr;
+        const int rc = Database::next(file, &entry, buffer.data(), buffer.size(), &result);
+        if (rc == ERANGE && buffer.size() < (1u << 22)) {
+            // The line is read again, into the larger buffer.
+            buffer.resize(buffer.size() * 2);
+            continue;
+        }
+        if (rc == ENOENT) {
+            complete = true;
+            break;
+        }
+        if (rc != 0 || !result)
+            break;
+        const quint32 id = Database::idOf(entry);
+        const char initial = Database::nameOf(entry)[0];
+        if (initial != '+' && initial != '-' && wanted.contains(id) && !found.contains(id)) {
+            found.insert(id, Database::identityOf(entry));
+            if (found.size() == wanted.size()) {
+                complete = true;
+                break;
+            }
+        }
+    }
+    std::fclose(file);
+    if (!complete)
+        return std::nullopt;
+    return found;
+}
+
+// What a further source answers for an id: an account; none, so that the next source is
+// asked; or an entry too large for any buffer, which ends the lookup without an account.
+enum class Answer { Found, NotHere, Failed };
+
+template <typename Database>
+Answer askSource(typename Database::Lookup lookup, quint32 id, std::optional<CBIdentity> &identity)
+{
+    std::vector<char> buffer(16384);
+    for (;;) {
+        typename Database::Entry entry{};
+        int error = 0;
+        const nss_status status = lookup(id, &entry, buffer.data(), buffer.size(), &error);
+        if (status == NSS_STATUS_SUCCESS) {
+            identity = Database::identityOf(entry);
+            return Answer::Found;
+        }
+        if (status != NSS_STATUS_TRYAGAIN || error != ERANGE)
+            return Answer::NotHere;
+        if (buffer.size() >= (1u << 22))
+            return Answer::Failed;
+        buffer.resize(buffer.size() * 2);
+    }
+}
+
+// What asking for each id one by one answers, found together where the name service's
+// order of sources allows: the local file read once, and only the ids it lacks asked of
+// the further sources, each directly, as the name service would ask it after the file.
+template <typename Database>
+QHash<quint32, CBIdentity> findTogether(const QList<quint32> &ids,
+                                        const std::function<std::optional<CBIdentity>(quint32)> &oneByOne)
+{
+    const QSet<quint32> wanted(ids.begin(), ids.end());
+    const auto askEach = [&] {
+        QHash<quint32, CBIdentity> found;
+        for (quint32 id : wanted) {
+            if (const auto identity = oneByOne(id))
+                found.insert(id, *identity);
+        }
+        return found;
+    };
+    if (wanted.size() <= oneByOneLimit)
+        return askEach();
+    const std::optional<QByteArrayList> sources = sourcesOf(Database::database);
+    if (!sources)
+        return askEach();
+    std::optional<QHash<quint32, CBIdentity>> found = readLocalFile<Database>(wanted);
+    if (!found)
+        return askEach();
+    QList<typename Database::Lookup> further;
+    for (const QByteArray &source : sources->mid(1)) {
+        // The file again would answer as it did.
+        if (source == "files")
+            continue;
+        if (const auto lookup = moduleLookup<Database>(source))
+            further << lookup;
+    }
+    if (further.isEmpty())
+        return *found;
+    for (quint32 id : wanted) {
+        if (found->contains(id))
+            continue;
+        for (const auto lookup : std::as_const(further)) {
+            std::optional<CBIdentity> identity;
+            const Answer answer = askSource<Database>(lookup, id, identity);
+            if (answer == Answer::Found)
+                found->insert(id, *identity);
+            if (answer != Answer::NotHere)
+                break;
+        }
+    }
+    return *found;
 }
 }
 
@@ -154,6 +373,16 @@ CBIdentity CBIdentityAuthority::identityForId(CBIdentity::Class identityClass, q
     if (identityClass == CBIdentity::Class::Group)
         return groupWithGid(id).value_or(CBIdentity::group(id));
     return CBIdentity();
+}
+
+QHash<uid_t, CBIdentity> CBIdentityAuthority::usersWithUids(const QList<uid_t> &uids) const
+{
+    return findTogether<Users>(uids, [this](quint32 uid) { return userWithUid(uid); });
+}
+
+QHash<gid_t, CBIdentity> CBIdentityAuthority::groupsWithGids(const QList<gid_t> &gids) const
+{
+    return findTogether<Groups>(gids, [this](quint32 gid) { return groupWithGid(gid); });
 }
 
 CBIdentity CBIdentityAuthority::currentUser() const

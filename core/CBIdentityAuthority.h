@@ -2,6 +2,7 @@
 
 #include "CBIdentity.h"
 
+#include <QHash>
 #include <QList>
 #include <optional>
 
@@ -25,6 +26,11 @@ public:
     // A user or group with this id; named after its account when the database knows it,
     // by number otherwise (files may carry ids that have no account).
     CBIdentity identityForId(CBIdentity::Class identityClass, quint32 id) const;
+    // What userWithUid and groupWithGid answer for each of many ids, found together: the
+    // accounts by id, without the ids that have none. Asking for each of thousands of ids
+    // would read the whole local database once per id without an account.
+    QHash<uid_t, CBIdentity> usersWithUids(const QList<uid_t> &uids) const;
+    QHash<gid_t, CBIdentity> groupsWithGids(const QList<gid_t> &gids) const;
 
     // The logged-in user (the real user id of this process).
     CBIdentity currentUser() const;

@@ -12,6 +12,19 @@ QByteArray escapeName(const QString &name)
     return escapePath(name.toUtf8());
 }
 
+// An account's name as the text writes it; its number when it has none.
+QByteArray nameText(const std::optional<CBIdentity> &identity, quint32 id)
+{
+    return identity && !identity->posixName().isEmpty() ? escapeName(identity->posixName()) : QByteArray::number(id);
+}
+
+template <typename Id>
+std::optional<CBIdentity> found(const QHash<Id, CBIdentity> &identities, Id id)
+{
+    const auto it = identities.constFind(id);
+    return it == identities.constEnd() ? std::nullopt : std::optional<CBIdentity>(*it);
+}
+
 QByteArray unescape(const QByteArray &text)
 {
     const auto octal = [](char c) { return c >= '0' && c <= '7'; };
@@ -99,11 +112,8 @@ QByteArray Names::user(uid_t uid)
 {
     QMutexLocker locker(&m_lock);
     auto it = m_users.find(uid);
-    if (it == m_users.end()) {
-        const auto user = CBIdentityAuthority::defaultIdentityAuthority().userWithUid(uid);
-        it = m_users.insert(uid, user && !user->posixName().isEmpty() ? escapeName(user->posixName())
-                                                                       : QByteArray::number(uid));
-    }
+    if (it == m_users.end())
+        it = m_users.insert(uid, nameText(CBIdentityAuthority::defaultIdentityAuthority().userWithUid(uid), uid));
     return *it;
 }
 
@@ -111,12 +121,37 @@ QByteArray Names::group(gid_t gid)
 {
     QMutexLocker locker(&m_lock);
     auto it = m_groups.find(gid);
-    if (it == m_groups.end()) {
-        const auto group = CBIdentityAuthority::defaultIdentityAuthority().groupWithGid(gid);
-        it = m_groups.insert(gid, group && !group->posixName().isEmpty() ? escapeName(group->posixName())
-                                                                          : QByteArray::number(gid));
-    }
+    if (it == m_groups.end())
+        it = m_groups.insert(gid, nameText(CBIdentityAuthority::defaultIdentityAuthority().groupWithGid(gid), gid));
     return *it;
+}
+
+void Names::lookUp(const QList<uid_t> &uids, const QList<gid_t> &gids)
+{
+    QList<uid_t> newUids;
+    QList<gid_t> newGids;
+    {
+        QMutexLocker locker(&m_lock);
+        for (uid_t uid : uids) {
+            if (!m_users.contains(uid))
+                newUids << uid;
+        }
+        for (gid_t gid : gids) {
+            if (!m_groups.contains(gid))
+                newGids << gid;
+        }
+    }
+    if (newUids.isEmpty() && newGids.isEmpty())
+        return;
+    // Looked up outside the lock, so that other threads go on with the names known already.
+    const CBIdentityAuthority &authority = CBIdentityAuthority::defaultIdentityAuthority();
+    const QHash<uid_t, CBIdentity> users = authority.usersWithUids(newUids);
+    const QHash<gid_t, CBIdentity> groups = authority.groupsWithGids(newGids);
+    QMutexLocker locker(&m_lock);
+    for (uid_t uid : std::as_const(newUids))
+        m_users.insert(uid, nameText(found(users, uid), uid));
+    for (gid_t gid : std::as_const(newGids))
+        m_groups.insert(gid, nameText(found(groups, gid), gid));
 }
 
 QByteArray escapePath(const QByteArray &path)
@@ -141,6 +176,7 @@ QByteArray escapePath(const QByteArray &path)
 
 QByteArray block(const QByteArray &path, const MGPosixItemState &state, Names &names)
 {
+    names.lookUp(state.userIds(), state.groupIds());
     QByteArray out;
     out.reserve(160);
     out += "# file: " + escapePath(path) + '\n';

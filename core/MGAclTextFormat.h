@@ -34,6 +34,9 @@ class Names
 public:
     QByteArray user(uid_t uid);
     QByteArray group(gid_t gid);
+    // Looks up together the names of these ids not known yet, which user() and group() then
+    // answer: one by one, thousands of ids would each read the whole account database.
+    void lookUp(const QList<uid_t> &uids, const QList<gid_t> &gids);
 
 private:
     QMutex m_lock;

@@ -9,33 +9,55 @@
 using Set = MGAclPermissionSet;
 
 namespace {
-CBIdentity userIdentity(quint32 uid)
+QList<quint32> namedIds(quint32 first, quint16 tag, const MGPosixItemState &state)
 {
-    return CBIdentityAuthority::defaultIdentityAuthority().identityForId(CBIdentity::Class::User, uid);
-}
-
-CBIdentity groupIdentity(quint32 gid)
-{
-    return CBIdentityAuthority::defaultIdentityAuthority().identityForId(CBIdentity::Class::Group, gid);
-}
-
-CBIdentity identityOf(const MGPosixAcl::Entry &e)
-{
-    switch (e.tag) {
-    case MGPosixAcl::User:
-        return userIdentity(e.id);
-    case MGPosixAcl::Group:
-        return groupIdentity(e.id);
-    case MGPosixAcl::UserObj:
-        return CBIdentity::special(CBIdentity::Class::OwnerSpecial);
-    case MGPosixAcl::GroupObj:
-        return CBIdentity::special(CBIdentity::Class::GroupSpecial);
-    case MGPosixAcl::Mask:
-        return CBIdentity::special(CBIdentity::Class::MaskSpecial);
-    default:
-        return CBIdentity::special(CBIdentity::Class::EveryoneSpecial);
+    QList<quint32> ids{first};
+    for (const MGPosixAcl *acl : {&state.access, &state.defaultAcl}) {
+        for (const MGPosixAcl::Entry &e : acl->entries()) {
+            if (e.tag == tag)
+                ids << e.id;
+        }
     }
+    return ids;
 }
+
+// The accounts of an item's owner, owning group and named entries, found together: an ACL
+// may name thousands of ids.
+class Accounts
+{
+public:
+    explicit Accounts(const MGPosixItemState &state)
+        : m_users(CBIdentityAuthority::defaultIdentityAuthority().usersWithUids(state.userIds()))
+        , m_groups(CBIdentityAuthority::defaultIdentityAuthority().groupsWithGids(state.groupIds()))
+    {
+    }
+
+    // As CBIdentityAuthority::identityForId names them: by number without an account.
+    CBIdentity user(quint32 uid) const { return m_users.value(uid, CBIdentity::user(uid)); }
+    CBIdentity group(quint32 gid) const { return m_groups.value(gid, CBIdentity::group(gid)); }
+
+    CBIdentity of(const MGPosixAcl::Entry &e) const
+    {
+        switch (e.tag) {
+        case MGPosixAcl::User:
+            return user(e.id);
+        case MGPosixAcl::Group:
+            return group(e.id);
+        case MGPosixAcl::UserObj:
+            return CBIdentity::special(CBIdentity::Class::OwnerSpecial);
+        case MGPosixAcl::GroupObj:
+            return CBIdentity::special(CBIdentity::Class::GroupSpecial);
+        case MGPosixAcl::Mask:
+            return CBIdentity::special(CBIdentity::Class::MaskSpecial);
+        default:
+            return CBIdentity::special(CBIdentity::Class::EveryoneSpecial);
+        }
+    }
+
+private:
+    QHash<uid_t, CBIdentity> m_users;
+    QHash<gid_t, CBIdentity> m_groups;
+};
 
 // The POSIX tag of an ACL entry's principal.
 quint16 tagOf(const CBIdentity &identity)
@@ -82,6 +104,16 @@ struct PosixSection
 };
 }
 
+QList<uid_t> MGPosixItemState::userIds() const
+{
+    return namedIds(owner, MGPosixAcl::User, *this);
+}
+
+QList<gid_t> MGPosixItemState::groupIds() const
+{
+    return namedIds(group, MGPosixAcl::Group, *this);
+}
+
 QString MGPosixLists::aclTitle()
 {
     return NTLocalizedString::localize(QStringLiteral("Access Control List"), QStringLiteral("ACL"));
@@ -96,8 +128,9 @@ MGAclList MGPosixLists::listFromState(const MGPosixItemState &state)
 {
     using namespace MGAclFlag;
     const bool dir = state.isDirectory();
-    auto aclEntry = [dir](const MGPosixAcl::Entry &e, quint32 flags) {
-        return MGAclEntry::aclEntry(MGAclEntry::Allow, identityOf(e), Set::fromPosixBits(e.perm, dir), flags, dir,
+    const Accounts accounts(state);
+    auto aclEntry = [dir, &accounts](const MGPosixAcl::Entry &e, quint32 flags) {
+        return MGAclEntry::aclEntry(MGAclEntry::Allow, accounts.of(e), Set::fromPosixBits(e.perm, dir), flags, dir,
                                     true);
     };
     MGAclList list{aclTitle()};
@@ -123,9 +156,9 @@ MGAclList MGPosixLists::listFromState(const MGPosixItemState &state)
 
     list << posixTitle();
     const MGPosixAcl &a = state.access;
-    list << MGAclEntry::posixEntry(MGAclEntry::Kind::Owner, userIdentity(state.owner),
+    list << MGAclEntry::posixEntry(MGAclEntry::Kind::Owner, accounts.user(state.owner),
                                    a.perm(MGPosixAcl::UserObj).value_or(0), dir);
-    list << MGAclEntry::posixEntry(MGAclEntry::Kind::OwningGroup, groupIdentity(state.group),
+    list << MGAclEntry::posixEntry(MGAclEntry::Kind::OwningGroup, accounts.group(state.group),
                                    a.perm(MGPosixAcl::GroupObj).value_or(0), dir);
     list << MGAclEntry::posixEntry(MGAclEntry::Kind::Other, CBIdentity::special(CBIdentity::Class::EveryoneSpecial),
                                    a.perm(MGPosixAcl::Other).value_or(0), dir);

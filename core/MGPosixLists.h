@@ -15,6 +15,10 @@ struct MGPosixItemState
     MGPosixAcl access;
     MGPosixAcl defaultAcl; // folders only; empty when there is none
     bool isDirectory() const { return S_ISDIR(mode); }
+    // Every user the item's permissions name (the owner first, then the named users of both
+    // ACLs), and every group: the ids whose names show with them.
+    QList<uid_t> userIds() const;
+    QList<gid_t> groupIds() const;
 };
 
 // An item's entry list and its POSIX permissions, each made from the other.

@@ -40,6 +40,17 @@ inline QString facl(const QString &path)
     return sh(QStringLiteral("getfacl -n --absolute-names %1 | grep -v '^# file'").arg(quoted(path)));
 }
 
+// A shell command that writes to `file` entries as setfacl -M reads them: one for every user
+// (r) and every group (w) of the account database, and for 40 user and 40 group ids without
+// accounts from 200,001 on (x): more ids of each class than are looked up one by one.
+inline QString manyEntriesCommand(const QString &file)
+{
+    return QStringLiteral("{ getent passwd | cut -d: -f3 | sort -un | sed 's/.*/u:&:r/'; "
+                          "getent group | cut -d: -f3 | sort -un | sed 's/.*/g:&:w/'; "
+                          "seq 200001 200040 | sed 's/.*/u:&:x/'; seq 200001 200040 | sed 's/.*/g:&:x/'; } > %1")
+        .arg(quoted(file));
+}
+
 // A temporary folder that every user may search, so that tests running parts as an
 // unprivileged user can reach what is inside.
 struct SharedTemporaryDir

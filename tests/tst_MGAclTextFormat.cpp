@@ -32,6 +32,9 @@ private slots:
         QTest::newRow("named entries") << "touch x && setfacl -m u:nobody:rw,g:adm:r,u:4242:x x";
         QTest::newRow("folder with defaults and set-id") << "mkdir x && chmod 2775 x && setfacl -d -m u:daemon:rwx,g:4343:r x";
         QTest::newRow("sticky folder") << "mkdir x && chmod 1777 x";
+        // More ids than are looked up one by one, in both of a folder's ACLs.
+        QTest::newRow("many named entries, with and without accounts")
+            << manyEntriesCommand("e") + " && mkdir x && setfacl -M e x && sed 's/^/d:/' e | setfacl -M - x && rm e";
     }
     void blocksAreWhatGetfaclWrites()
     {

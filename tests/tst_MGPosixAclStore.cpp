@@ -1,3 +1,4 @@
+#include "CBIdentityAuthority.h"
 #include "MGPosixAclStore.h"
 #include "ShellHelpers.h"
 
@@ -59,6 +60,33 @@ private slots:
         const MGAclEntry *owner = MGAclLists::entryOf(list[posixTitle + 1]);
         QCOMPARE(owner->identity().posixName(), QStringLiteral("root"));
         QCOMPARE(Set::shortText(owner->permissions(), true), QStringLiteral("rwx"));
+    }
+
+    // A folder whose ACLs name every account of the database and ids without one: each
+    // entry, and the owner and group, named as the database names its id alone.
+    void manyNamedEntriesAreNamedAsEachAlone()
+    {
+        const QString dir = tmp.path("many");
+        const QString entries = tmp.path("many-entries");
+        QVERIFY(shOk(manyEntriesCommand(entries) + QStringLiteral(" && mkdir %1 && chown 1:2 %1 && setfacl -M %2 %1 && "
+                                                                  "sed 's/^/d:/' %2 | setfacl -M - %1")
+                                                       .arg(quoted(dir), quoted(entries))));
+        const int lines = sh("wc -l < " + quoted(entries)).trimmed().toInt();
+        QVERIFY(lines > 80);
+        const MGAclList list = read(dir);
+        const CBIdentityAuthority &authority = CBIdentityAuthority::defaultIdentityAuthority();
+        int named = 0;
+        for (const MGAclItem &item : list) {
+            const MGAclEntry *e = MGAclLists::entryOf(item);
+            if (!e || !e->identity().isUserOrGroup())
+                continue;
+            const CBIdentity alone = authority.identityForId(e->identity().identityClass(), e->identity().posixID());
+            QCOMPARE(e->identity().displayName(), alone.displayName());
+            QCOMPARE(e->identity().fullName(), alone.fullName());
+            ++named;
+        }
+        // Each entry is in both ACLs and so shows once, as passing down; then owner and group.
+        QCOMPARE(named, lines + 2);
     }
 
     void writingBackUnchangedChangesNothing_data()
