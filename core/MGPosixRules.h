@@ -44,7 +44,7 @@ class IdentityUse
 {
 public:
     explicit IdentityUse(const MGAclList &list);
-    // Whether `entry` (of the list, or about to be) may be for `who` and apply as given
+    // Whether `entry` (of the list this was made from) may be for `who` and apply as given
     // without a second entry for the same user or group serving the same purpose.
     bool allows(const MGAclEntry &entry, const CBIdentity &who, bool appliesHere, bool passesOn) const;
     // allows() for the entry's own scope.

@@ -207,6 +207,13 @@ void MGAclEntriesTableModel::rearrangeRows(const MGAclList &list)
     emit dataChanged(index(0, 0), index(rowCount() - 1, ColumnCount - 1));
 }
 
+std::optional<int> MGAclEntriesTableModel::maskLimit(const MGAclEntry &entry) const
+{
+    const auto bits = MGAclPermissionSet::toPosixBits(entry.permissions(), entry.isDirectory());
+    const auto mask = limitingMask(entry);
+    return bits && mask && (*bits & ~*mask) ? std::optional<int>(*bits & *mask) : std::nullopt;
+}
+
 QString MGAclEntriesTableModel::permissionDetail(const MGAclEntry &entry) const
 {
     const auto bits = MGAclPermissionSet::toPosixBits(entry.permissions(), entry.isDirectory());
@@ -218,11 +225,9 @@ QString MGAclEntriesTableModel::permissionDetail(const MGAclEntry &entry) const
     if (const int gained = gains().value(&entry))
         return QStringLiteral("%1, %2").arg(
             own, NTLocalizedString::localize(QStringLiteral("now also grants %1"), ACL).arg(permissionWords(gained)));
-    const auto mask = limitingMask(entry);
-    if (mask && (*bits & ~*mask))
-        return QStringLiteral("%1, %2").arg(
-            own, NTLocalizedString::localize(QStringLiteral("limited to %1"), ACL)
-                     .arg(letters(*bits & *mask, entry.isDirectory())));
+    if (const auto left = maskLimit(entry))
+        return QStringLiteral("%1, %2").arg(own, NTLocalizedString::localize(QStringLiteral("limited to %1"), ACL)
+                                                     .arg(letters(*left, entry.isDirectory())));
     return own;
 }
 
@@ -304,9 +309,8 @@ QVariant MGAclEntriesTableModel::data(const QModelIndex &index, int role) const
     case InheritedRole:
         return entry->inherited();
     case MaskLimitRole: {
-        const auto bits = MGAclPermissionSet::toPosixBits(entry->permissions(), entry->isDirectory());
-        const auto mask = limitingMask(*entry);
-        return bits && mask && (*bits & ~*mask) ? QVariant(*bits & *mask) : QVariant();
+        const auto left = maskLimit(*entry);
+        return left ? QVariant(*left) : QVariant();
     }
     case MaskGainRole: {
         const int gained = gains().value(entry);

@@ -98,6 +98,8 @@ private:
     const QHash<const MGAclEntry *, int> &gains() const;
     // The r/w/x bits of the mask that limits an entry; found once per list or mask change.
     std::optional<int> limitingMask(const MGAclEntry &entry) const;
+    // The r/w/x bits the mask leaves of an entry where it takes some away; nothing otherwise.
+    std::optional<int> maskLimit(const MGAclEntry &entry) const;
     void replaceRows(int first, int oldCount, const MGAclList &list);
     void rearrangeRows(const MGAclList &list);
 

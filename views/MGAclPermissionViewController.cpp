@@ -78,11 +78,13 @@ void MGAclPermissionViewController::viewDidLoad()
         m_appliesToPopUpButton->addItem(MGAclEntriesTableModel::appliesToText(place), int(place));
     connect(m_appliesToPopUpButton, &QComboBox::activated, this, [this] {
         const auto entry = m_entry.lock();
+        if (!entry)
+            return;
         const auto place = MGAclEntry::AppliesTo(m_appliesToPopUpButton->currentData().toInt());
         const bool allowed = !m_use
             || m_use->allows(*entry, entry->identity(), place != MGAclEntry::AppliesTo::NewItems,
                              place != MGAclEntry::AppliesTo::ThisItem);
-        if (entry && allowed)
+        if (allowed)
             entry->setAppliesTo(place);
         refresh();
     });
