@@ -1,5 +1,6 @@
 #include "MGAclHost.h"
 
+#include "CBIdentityAuthority.h"
 #include "MGAclEntriesTableModel.h"
 
 #include "MGAclEntriesViewController.h"
@@ -82,14 +83,35 @@ void MGAclHost::attachMenuBars()
 }
 
 namespace {
-// Runs the event loop until `done` answers true, or for at most `milliseconds`.
+// Runs the event loop until `done` answers true, or for at most `milliseconds`. The loop
+// sleeps between events and looks again every few milliseconds: spinning would take a core
+// from the service the window waits for.
 bool waitFor(const std::function<bool()> &done, int milliseconds)
 {
+    if (done())
+        return true;
+    QEventLoop loop;
     QElapsedTimer clock;
     clock.start();
-    while (!done() && clock.elapsed() < milliseconds)
-        QCoreApplication::processEvents(QEventLoop::AllEvents, 50);
+    QTimer look;
+    look.setInterval(5);
+    QObject::connect(&look, &QTimer::timeout, &loop, [&] {
+        if (done() || clock.elapsed() >= milliseconds)
+            loop.quit();
+    });
+    look.start();
+    loop.exec();
     return done();
+}
+
+// Lets the window finish what its last change set off (layouts, deferred updates): a few
+// passes through the event loop, each until nothing more is waiting.
+void settle()
+{
+    for (int pass = 0; pass < 3; ++pass) {
+        QCoreApplication::sendPostedEvents();
+        QCoreApplication::processEvents(QEventLoop::AllEvents);
+    }
 }
 
 // The window as it looks, with the sheets and pop-ups open over it drawn in.
@@ -134,13 +156,46 @@ int MGAclHost::screenshot(const Screenshot &request)
     if (tab == 1)
         acl->tabViewController()->setSelectedTabViewItemIndex(1);
     waitFor([&] { return shown; }, 30000);
-    waitFor([] { return false; }, 300); // let the views settle
+    settle();
     MGWindow *window = acl->window();
+    if (request.size.isValid()) {
+        window->resize(request.size);
+        settle();
+    }
     auto *entries = qobject_cast<MGAclEntriesViewController *>(acl->tabViewController()->childViewControllers().value(0));
     if (shown && entries && request.permissionsRow >= 0) {
         entries->selectRow(request.permissionsRow);
         entries->showPermissions(nullptr);
         waitFor([] { return false; }, 300);
+    }
+    if (shown && entries && !request.add.isEmpty()) {
+        // As "+" does it: the new entry comes after the selected row and its chooser opens;
+        // the chooser's answer is given through the table's model.
+        const std::optional<CBIdentity> who = CBIdentityAuthority::defaultIdentityAuthority().identityForText(request.add);
+        if (!who) {
+            std::fprintf(stderr, "%s\n", qPrintable(QStringLiteral("There is no user or group \u201c%1\u201d.").arg(request.add)));
+            window->closeWithoutAsking();
+            return 1;
+        }
+        QAbstractItemModel *model = entries->tableView()->model();
+        const int rows = model->rowCount();
+        entries->addEntry(nullptr);
+        waitFor([&] { return model->rowCount() > rows; }, 10000);
+        settle();
+        const int row = entries->selectedRow();
+        for (QWidget *top : QApplication::topLevelWidgets()) {
+            if (top != window && top->isVisible())
+                top->close(); // the chooser's list
+        }
+        entries->tableView()->setFocus();
+        settle();
+        if (!model->setData(model->index(row, MGAclEntriesTableModel::IdentityColumn), QVariant::fromValue(*who))) {
+            std::fprintf(stderr, "%s\n", qPrintable(QStringLiteral("An entry for \u201c%1\u201d cannot be added here.").arg(request.add)));
+            window->closeWithoutAsking();
+            return 1;
+        }
+        entries->tableView()->scrollTo(model->index(row, 0));
+        settle();
     }
     if (shown && entries && request.findRow >= 0) {
         entries->selectRow(request.findRow);

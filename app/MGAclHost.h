@@ -5,6 +5,7 @@
 #include <QEventLoop>
 #include <QPluginLoader>
 #include <QByteArrayList>
+#include <QSize>
 #include <QStringList>
 
 class MGAclPlugin;
@@ -35,6 +36,8 @@ public:
         int permissionsRow = -1; // with the permission editor open for this row
         int findRow = -1; // with this row's identity chooser open, `find` typed into it
         QString find;
+        QString add; // with an entry added for this user or group (a name), not saved
+        QSize size; // the window's size, when valid
     };
     // Opens the window as asked, waits until its content is shown, and saves it (with any
     // sheet or chooser open over it) as a PNG.

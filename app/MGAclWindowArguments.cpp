@@ -14,6 +14,18 @@ std::optional<int> number(const QByteArray &text, int lowest, int highest)
     const int value = text.toInt(&ok);
     return ok && value >= lowest && value <= highest ? std::optional<int>(value) : std::nullopt;
 }
+
+
+// "WIDTHxHEIGHT", each between a window's smallest and a large screen's size.
+std::optional<QSize> sizeOf(const QByteArray &text)
+{
+    const QByteArrayList parts = text.split('x');
+    if (parts.size() != 2)
+        return std::nullopt;
+    const std::optional<int> width = number(parts.at(0), 200, 8192);
+    const std::optional<int> height = number(parts.at(1), 180, 8192);
+    return width && height ? std::optional<QSize>(QSize(*width, *height)) : std::nullopt;
+}
 }
 
 std::optional<MGAclWindowArguments> MGAclWindowArguments::read(const QByteArrayList &arguments, QString *error)
@@ -38,6 +50,10 @@ std::optional<MGAclWindowArguments> MGAclWindowArguments::read(const QByteArrayL
         } else if (word == "--find" && i + 2 < rest.size() && number(rest[i + 1], 1, 1 << 20)) {
             read.findRow = *number(rest[++i], 1, 1 << 20);
             read.find = QString::fromLocal8Bit(rest[++i]);
+        } else if (word == "--size" && i + 1 < rest.size() && sizeOf(rest[i + 1])) {
+            read.size = *sizeOf(rest[++i]);
+        } else if (word == "--add" && i + 1 < rest.size() && !rest[i + 1].isEmpty()) {
+            read.add = QString::fromLocal8Bit(rest[++i]);
         } else {
             *error = QStringLiteral("Unknown option or missing value: %1").arg(QString::fromLocal8Bit(word));
             return std::nullopt;

@@ -1,12 +1,14 @@
 #pragma once
 
 #include <QByteArrayList>
+#include <QSize>
 #include <QString>
 
 // The window commands of marrowgate-acl, read from the program's arguments (bytes: paths
 // need not be UTF-8) and checked before any window is made:
 //   PATH                                          the ACL window for one file or folder
-//   screenshot PATH OUT.png [--tab 0|1] [--permissions ROW] [--find ROW TEXT]
+//   screenshot PATH OUT.png [--tab 0|1] [--permissions ROW] [--find ROW TEXT] [--add WHO]
+//                                                 [--size WIDTHxHEIGHT]
 // The command line checks them and says what is wrong; the window host reads them again.
 struct MGAclWindowArguments
 {
@@ -17,6 +19,8 @@ struct MGAclWindowArguments
     int permissionsRow = -1;
     int findRow = -1;
     QString find;
+    QString add;
+    QSize size;
 
     // The arguments read; `error` says what is wrong with them when nothing is answered.
     static std::optional<MGAclWindowArguments> read(const QByteArrayList &arguments, QString *error);

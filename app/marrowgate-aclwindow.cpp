@@ -36,6 +36,6 @@ int main(int argc, char **argv)
     NTLocalizedString::installTranslation(QLocale::system().name());
     MGAclHost host;
     if (window->screenshot)
-        return host.screenshot({window->path, window->out, window->tab, window->permissionsRow, window->findRow, window->find});
+        return host.screenshot({window->path, window->out, window->tab, window->permissionsRow, window->findRow, window->find, window->add, window->size});
     return host.run({window->path}, instance);
 }

@@ -10,6 +10,7 @@
 #include <grp.h>
 #include <nss.h>
 #include <pwd.h>
+#include <thread>
 #include <unistd.h>
 #include <vector>
 
@@ -82,6 +83,11 @@ std::optional<CBIdentity> groupBy(auto call)
 // each from its index, and a name-service cache can answer them. More ids are found
 // together, reading the local database once for all of them.
 constexpr qsizetype oneByOneLimit = 32;
+// Ids left for the further sources are shared among threads in parts of at least this many,
+// on at most this many threads: enough to keep two or four cores busy while waiting on a
+// daemon, few enough that the service never becomes a crowd.
+constexpr size_t lookupsPerThread = 128;
+constexpr size_t maximumLookupThreads = 4;
 
 bool isPlainSourceName(const QByteArray &source)
 {
@@ -276,18 +282,42 @@ QHash<quint32, CBIdentity> findTogether(const QList<quint32> &ids,
     }
     if (further.isEmpty())
         return *found;
+    std::vector<quint32> missing;
     for (quint32 id : wanted) {
-        if (found->contains(id))
-            continue;
-        for (const auto lookup : std::as_const(further)) {
-            std::optional<CBIdentity> identity;
-            const Answer answer = askSource<Database>(lookup, id, identity);
-            if (answer == Answer::Found)
-                found->insert(id, *identity);
-            if (answer != Answer::NotHere)
-                break;
-        }
+        if (!found->contains(id))
+            missing.push_back(id);
     }
+    // A further source answers one id at a time, and each answer can cost a file read or a
+    // message to a daemon: the ids are shared among a few threads (the modules' lookups are
+    // reentrant), each keeping its own answers until they are merged.
+    const auto askRange = [&further](const quint32 *first, const quint32 *last) {
+        QHash<quint32, CBIdentity> answers;
+        for (const quint32 *id = first; id != last; ++id) {
+            for (const auto lookup : std::as_const(further)) {
+                std::optional<CBIdentity> identity;
+                const Answer answer = askSource<Database>(lookup, *id, identity);
+                if (answer == Answer::Found)
+                    answers.insert(*id, *identity);
+                if (answer != Answer::NotHere)
+                    break;
+            }
+        }
+        return answers;
+    };
+    const size_t threads = std::clamp<size_t>(missing.size() / lookupsPerThread, 1, maximumLookupThreads);
+    std::vector<QHash<quint32, CBIdentity>> answers(threads);
+    std::vector<std::thread> helpers;
+    const size_t share = (missing.size() + threads - 1) / threads;
+    for (size_t t = 1; t < threads; ++t) {
+        const size_t first = std::min(missing.size(), t * share);
+        const size_t last = std::min(missing.size(), first + share);
+        helpers.emplace_back([&, t, first, last] { answers[t] = askRange(missing.data() + first, missing.data() + last); });
+    }
+    answers[0] = askRange(missing.data(), missing.data() + std::min(missing.size(), share));
+    for (std::thread &helper : helpers)
+        helper.join();
+    for (const QHash<quint32, CBIdentity> &part : answers)
+        found->insert(part);
     return *found;
 }
 }

@@ -183,9 +183,14 @@ std::optional<MGAclList> fromCbor(const QCborValue &value, QString *problem)
 
 MGAclList deepCopy(const MGAclList &list)
 {
-    // Our own encoding always decodes; a failure here would be a programming error.
-    std::optional<MGAclList> copy = fromCbor(QCborValue::fromCbor(toCbor(list).toCbor()), nullptr);
-    Q_ASSERT(copy);
-    return copy.value_or(MGAclList());
+    MGAclList copy;
+    copy.reserve(list.size());
+    for (const MGAclItem &item : list) {
+        if (const auto *entry = std::get_if<MGAclEntry::Pointer>(&item))
+            copy << MGAclItem((*entry)->copy());
+        else
+            copy << item;
+    }
+    return copy;
 }
 }

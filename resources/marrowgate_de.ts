@@ -503,6 +503,62 @@
         <source>Stops the propagation at the next folder; what was done stays done</source>
         <translation>Hält die Übertragung beim nächsten Ordner an; was getan ist, bleibt</translation>
     </message>
+    <message>
+        <source>%1 and %2</source>
+        <translation>%1 und %2</translation>
+    </message>
+    <message>
+        <source>Applies to</source>
+        <translation>Gilt für</translation>
+    </message>
+    <message>
+        <source>Applies to:</source>
+        <translation>Gilt für:</translation>
+    </message>
+    <message>
+        <source>New items</source>
+        <translation>Neue Objekte</translation>
+    </message>
+    <message>
+        <source>This folder</source>
+        <translation>Dieser Ordner</translation>
+    </message>
+    <message>
+        <source>This folder and new items</source>
+        <translation>Dieser Ordner und neue Objekte</translation>
+    </message>
+    <message>
+        <source>POSIX ACLs have no deny entries</source>
+        <translation>POSIX-ACLs kennen keine Verweigern-Einträge</translation>
+    </message>
+    <message>
+        <source>Reading…</source>
+        <translation>Wird gelesen…</translation>
+    </message>
+    <message>
+        <source>execute</source>
+        <translation>ausführen</translation>
+    </message>
+    <message>
+        <source>read</source>
+        <translation>lesen</translation>
+    </message>
+    <message>
+        <source>write</source>
+        <translation>schreiben</translation>
+    </message>
+    <message>
+        <source>now also grants %1</source>
+        <translation>gewährt nun auch %1</translation>
+    </message>
+    <message>
+        <source>Keep the mask as it is</source>
+        <translation>Maske unverändert lassen</translation>
+    </message>
+    <message>
+        <source>Another entry for this user or group already applies there</source>
+        <translation>Für diesen Benutzer oder diese Gruppe gilt dort bereits ein anderer Eintrag</translation>
+    </message>
 </context>
 <context>
     <name>Localizable</name>

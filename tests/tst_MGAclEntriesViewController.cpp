@@ -7,6 +7,7 @@
 #include "FileSystemHelpers.h"
 #include "PluginHelpers.h"
 
+#include <QTreeView>
 #include <QAbstractItemModelTester>
 #include <QAccessible>
 #include <QHeaderView>
@@ -274,13 +275,12 @@ private slots:
         QVERIFY(editor->sheet()->windowModality() == Qt::WindowModal);
         QCOMPARE(editor->sheet()->minimumSize(), editor->sheet()->maximumSize()); // not resizable
         // Ticking changes the listed entry at once; unticking makes the window unedited again.
-        // Through the editor's model, as its view ticks a row (the clicks themselves are
-        // the editor's own suite's).
+        // Each tick is Space on the row, in the sheet as the user sees it.
         QAbstractItemModelTester permissionsTester(editor->permissionModel());
+        QTreeView *rows = editor->outlineView();
         auto tick = [&](const char *key) {
-            QStandardItem *item = editor->itemFor(QString::fromLatin1(key));
-            const Qt::CheckState next = item->checkState() == Qt::Checked ? Qt::Unchecked : Qt::Checked;
-            editor->permissionModel()->setData(item->index(), next, Qt::CheckStateRole);
+            rows->setCurrentIndex(editor->itemFor(QString::fromLatin1(key))->index());
+            QTest::keyClick(rows, Qt::Key_Space);
         };
         tick("Write");
         QCOMPARE(Set::shortText(MGAclLists::aclEntries(plugin->entries()).first()->permissions(), false), QStringLiteral("rw-"));

@@ -51,6 +51,26 @@ private slots:
         QCOMPARE(editor.stateFor("Read Data"), 0);
     }
 
+    void aClearRowShowsItsBoxAndTicksWithSpace()
+    {
+        // A permission the entry lacks from the start is a row with an empty box, which Space
+        // ticks as a click would.
+        auto entry = MGAclEntry::aclEntry(MGAclEntry::Allow, CBIdentity::user(1), Set::fromPosixBits(4, false), 0,
+                                          false, true);
+        MGAclPermissionViewController editor(entry);
+        editor.view()->show();
+        QVERIFY(QTest::qWaitForWindowExposed(editor.view()));
+        QStandardItem *write = editor.itemFor("Write");
+        QVERIFY(write);
+        QCOMPARE(write->data(Qt::CheckStateRole), QVariant(int(Qt::Unchecked)));
+        QTreeView *tree = editor.outlineView();
+        tree->setFocus();
+        tree->setCurrentIndex(write->index());
+        QTest::keyClick(tree, Qt::Key_Space);
+        QCOMPARE(editor.stateFor("Write"), 1);
+        QCOMPARE(entry->permissions(), Set::fromPosixBits(6, false));
+    }
+
     void theIdentityPopUpChangesWhoTheEntryIsFor()
     {
         auto entry = MGAclEntry::aclEntry(MGAclEntry::Allow, CBIdentity::user(1, "daemon"), Set::fromPosixBits(4, false), 0,

@@ -17,7 +17,11 @@ MGIdentityListModel *MGIdentityListModel::sharedModel()
 {
     static MGIdentityListModel *shared = [] {
         MGIdentities *identities = MGIdentities::sharedIdentities();
-        auto *model = new MGIdentityListModel(identities->fullNamedIdentities(), QCoreApplication::instance());
+        auto *model = new MGIdentityListModel({}, QCoreApplication::instance());
+        // A directory's thousands of accounts take a while to read: they are read when a
+        // chooser first looks at the list, not while the window opens (a read in the
+        // background would take a core from the reading of the item on a small machine).
+        model->m_pending = [identities] { return identities->fullNamedIdentities(); };
         connect(identities, &MGIdentities::identitiesUpdated, model,
                 [model, identities] { model->setItems(identities->fullNamedIdentities()); });
         return model;
@@ -33,8 +37,23 @@ MGIdentityListModel::MGIdentityListModel(const QVariantList &items, QObject *par
 void MGIdentityListModel::setItems(const QVariantList &items)
 {
     beginResetModel();
+    m_pending = nullptr;
     m_items = items;
     endResetModel();
+}
+
+const QVariantList &MGIdentityListModel::items() const
+{
+    load();
+    return m_items;
+}
+
+void MGIdentityListModel::load() const
+{
+    if (m_pending) {
+        m_items = m_pending();
+        m_pending = nullptr;
+    }
 }
 
 QString MGIdentityListModel::titleFor(const CBIdentity &identity)
@@ -46,11 +65,13 @@ QString MGIdentityListModel::titleFor(const CBIdentity &identity)
 
 int MGIdentityListModel::rowCount(const QModelIndex &parent) const
 {
+    load();
     return parent.isValid() ? 0 : int(m_items.size());
 }
 
 QVariant MGIdentityListModel::data(const QModelIndex &index, int role) const
 {
+    load();
     if (!index.isValid() || index.row() >= m_items.size())
         return {};
     const QVariant &item = m_items.at(index.row());
@@ -78,6 +99,7 @@ QVariant MGIdentityListModel::data(const QModelIndex &index, int role) const
 
 Qt::ItemFlags MGIdentityListModel::flags(const QModelIndex &index) const
 {
+    load();
     // Titles are shown but cannot be chosen; separators are lines.
     if (!index.isValid() || index.row() >= m_items.size() || !isIdentity(m_items.at(index.row())))
         return Qt::NoItemFlags;

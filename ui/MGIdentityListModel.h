@@ -4,6 +4,7 @@
 
 #include <QAbstractListModel>
 #include <QVariantList>
+#include <functional>
 
 // The users and groups to choose from, as one list model that every chooser of every window
 // shows through a filter of its own: read once, and read again when the account database
@@ -22,7 +23,7 @@ public:
 
     explicit MGIdentityListModel(const QVariantList &items = {}, QObject *parent = nullptr);
     void setItems(const QVariantList &items);
-    const QVariantList &items() const { return m_items; }
+    const QVariantList &items() const;
 
     // "Full Name (login)", or the login alone.
     static QString titleFor(const CBIdentity &identity);
@@ -33,5 +34,9 @@ public:
     Qt::ItemFlags flags(const QModelIndex &index) const override;
 
 private:
-    QVariantList m_items;
+    // Takes the list that is being read, once it is there.
+    void load() const;
+
+    mutable QVariantList m_items;
+    mutable std::function<QVariantList()> m_pending;
 };

@@ -5,6 +5,7 @@
 #include "MGIdentityPopUpButton.h"
 #include "MGAclDocument.h"
 #include "MGIdentities.h"
+#include "MGIdentityListModel.h"
 #include "NTLocalizedString.h"
 #include "NTLocalizedView.h"
 #include "ui_MGAclAccessView.h"
@@ -50,7 +51,6 @@ void MGAclAccessViewController::viewDidLoad()
     m_outlineView->header()->setSectionResizeMode(MGAclAccessTreeModel::AccessColumn, QHeaderView::ResizeToContents);
     connect(m_outlineView->selectionModel(), &QItemSelectionModel::selectionChanged, this,
             &MGAclAccessViewController::outlineViewSelectionDidChange);
-    fillIdentities();
     connect(m_identityPopUpButton, &MGIdentityPopUpButton::identityChosen, this, [this](const CBIdentity &identity) {
         if (m_acl && identity.isValid())
             m_acl->setIdentity(identity);
@@ -62,11 +62,21 @@ void MGAclAccessViewController::viewDidLoad()
     m_outlineView->expandAll();
 }
 
+void MGAclAccessViewController::viewDidAppear()
+{
+    // The chooser gets the list when the tab is first shown, not while the window opens.
+    if (!m_identitiesShown) {
+        m_identitiesShown = true;
+        fillIdentities();
+    }
+}
+
 void MGAclAccessViewController::fillIdentities()
 {
-    if (!m_identityPopUpButton || !m_acl)
+    if (!m_identityPopUpButton || !m_acl || !m_identitiesShown)
         return;
-    m_identityPopUpButton->setIdentities(m_acl->identities(), m_acl->identity());
+    // The list every chooser shows, which follows the account database itself.
+    m_identityPopUpButton->setIdentityModel(MGIdentityListModel::sharedModel(), m_acl->identity());
     menuNeedsUpdate(m_identityPopUpButton);
 }
 

@@ -38,6 +38,7 @@ public slots:
 protected:
     QWidget *loadView() override;
     void viewDidLoad() override;
+    void viewDidAppear() override;
 
 private:
     void showBlockedNote();
@@ -50,4 +51,5 @@ private:
     QPointer<QLabel> m_blockedNote;
     QPointer<MGIdentityPopUpButton> m_identityPopUpButton;
     int m_selectedRow = 0;
+    bool m_identitiesShown = false;
 };

@@ -96,9 +96,11 @@ void MGAclEntriesViewController::viewDidLoad()
     m_tableView->setEditTriggers(QAbstractItemView::SelectedClicked | QAbstractItemView::EditKeyPressed
                                  | QAbstractItemView::AnyKeyPressed);
     // Every column fits its longest content in the language shown; the permissions take the
-    // rest.
+    // rest. The widths are measured on the rows in view and a bounded number of others, so
+    // that a list of thousands of entries is not laid out in full on every change.
     QHeaderView *header = m_tableView->horizontalHeader();
     header->setSectionResizeMode(QHeaderView::ResizeToContents);
+    header->setResizeContentsPrecision(200);
     header->setSectionResizeMode(MGAclEntriesTableModel::PermissionGroupColumn, QHeaderView::Stretch);
     header->setStretchLastSection(false);
     m_tableView->verticalHeader()->setSectionResizeMode(QHeaderView::Fixed);

@@ -189,8 +189,11 @@ QWidget *MGAclEntryDelegate::createEditor(QWidget *parent, const QStyleOptionVie
             return use.isTaken(who, *entry);
         });
         connect(chooser, &MGIdentityPopUpButton::identityChosen, self, [self, chooser] { self->commitAndClose(chooser); });
+        // A list dismissed after the editor itself was closed (the table took the focus back)
+        // has nothing left to close: the table hides a closed editor before deleting it.
         connect(chooser, &MGIdentityPopUpButton::dismissed, self, [self, chooser] {
-            emit self->closeEditor(chooser, QAbstractItemDelegate::RevertModelCache);
+            if (chooser->isVisible())
+                emit self->closeEditor(chooser, QAbstractItemDelegate::RevertModelCache);
         });
         return chooser;
     }

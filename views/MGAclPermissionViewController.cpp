@@ -156,7 +156,9 @@ void MGAclPermissionViewController::refresh()
     for (QStandardItem *item : std::as_const(m_rows)) {
         const int state = entry->permissionState(item->data(Qt::UserRole).toUInt());
         const Qt::CheckState check = state == 1 ? Qt::Checked : state == 0 ? Qt::Unchecked : Qt::PartiallyChecked;
-        if (item->checkState() != check)
+        // A new row holds no state yet, though it reads as unchecked: without one it shows no
+        // box to tick.
+        if (!item->data(Qt::CheckStateRole).isValid() || item->checkState() != check)
             item->setCheckState(check);
         const Qt::ItemFlags flags = entry->inherited() ? Qt::NoItemFlags : Qt::ItemIsEnabled | Qt::ItemIsUserCheckable;
         if (item->flags() != flags)
