@@ -297,12 +297,16 @@ QCborValue MGAclEntry::toCbor() const
 
 MGAclEntry::Pointer MGAclEntry::fromCbor(const QCborValue &value, QString *problem)
 {
+    // Built once: a list of thousands of entries is read through here.
+    static const QStringList entryFields{QStringLiteral("kind"),        QStringLiteral("tag"),
+                                         QStringLiteral("identity"),    QStringLiteral("permissions"),
+                                         QStringLiteral("flags"),       QStringLiteral("directory"),
+                                         QStringLiteral("posix")};
+    static const QStringList identityFields{QStringLiteral("class"), QStringLiteral("id"), QStringLiteral("name"),
+                                            QStringLiteral("fullName")};
     MGCborReader read(problem);
     const QString what = QStringLiteral("entry");
-    const auto map = read.map(value, what,
-                              {QStringLiteral("kind"), QStringLiteral("tag"), QStringLiteral("identity"),
-                               QStringLiteral("permissions"), QStringLiteral("flags"), QStringLiteral("directory"),
-                               QStringLiteral("posix")});
+    const auto map = read.map(value, what, entryFields);
     if (!map)
         return nullptr;
     const auto kind = read.integer(*map, what, QStringLiteral("kind"), 0, int(Kind::Mask));
@@ -312,9 +316,7 @@ MGAclEntry::Pointer MGAclEntry::fromCbor(const QCborValue &value, QString *probl
     const auto directory = read.boolean(*map, what, QStringLiteral("directory"));
     const auto posix = read.boolean(*map, what, QStringLiteral("posix"));
     const QString whose = QStringLiteral("entry identity");
-    const auto identity = read.map(map->value(QStringLiteral("identity")), whose,
-                                   {QStringLiteral("class"), QStringLiteral("id"), QStringLiteral("name"),
-                                    QStringLiteral("fullName")});
+    const auto identity = read.map(map->value(QStringLiteral("identity")), whose, identityFields);
     if (!identity)
         return nullptr;
     const auto identityClass = read.integer(*identity, whose, QStringLiteral("class"), 0, CBIdentity::LastClass);

@@ -105,7 +105,12 @@ std::optional<QString> MGCborReader::text(const QCborMap &map, const QString &wh
 {
     if (!m_ok)
         return std::nullopt;
-    return text(map.value(key), field(what, key), maximumLength);
+    // The field's name is put together only for a failure: lists of thousands of entries
+    // are read through here.
+    const QCborValue value = map.value(key);
+    if (value.isString() && value.toString().size() <= maximumLength)
+        return value.toString();
+    return text(value, field(what, key), maximumLength);
 }
 
 std::optional<QString> MGCborReader::text(const QCborValue &value, const QString &what, qsizetype maximumLength)
