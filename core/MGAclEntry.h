@@ -101,8 +101,12 @@ public:
     bool isEqual(const MGAclEntry &other) const;
     Pointer copy() const;
 
+    // An entry travels as the list of its fields under a tag of its own, which tells it from
+    // any other list.
+    static constexpr quint64 CborTag = 0x4D474145; // "MGAE"
     QCborValue toCbor() const;
     static Pointer fromCbor(const QCborValue &value, QString *problem);
+    static bool isEncodedEntry(const QCborValue &value) { return value.isTag() && quint64(value.tag()) == CborTag; }
 
 signals:
     void changed(const QString &keyPath);

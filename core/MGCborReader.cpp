@@ -1,12 +1,5 @@
 #include "MGCborReader.h"
 
-namespace {
-QString field(const QString &what, const QString &key)
-{
-    return QStringLiteral("%1 field \u201c%2\u201d").arg(what, key);
-}
-}
-
 bool MGCborReader::fail(const QString &why)
 {
     if (m_ok && m_problem)
@@ -60,44 +53,62 @@ std::optional<QCborArray> MGCborReader::array(const QCborValue &value, const QSt
 std::optional<qint64> MGCborReader::integer(const QCborMap &map, const QString &what, const QString &key,
                                             qint64 minimum, qint64 maximum)
 {
-    if (!m_ok)
-        return std::nullopt;
-    const QCborValue value = map.value(key);
-    if (!value.isInteger()) {
-        fail(field(what, key) + QStringLiteral(" is not a whole number"));
-        return std::nullopt;
-    }
-    const qint64 number = value.toInteger();
-    if (number < minimum || number > maximum) {
-        fail(field(what, key) + QStringLiteral(" is out of range"));
-        return std::nullopt;
-    }
-    return number;
+    return integer(map.value(key), Field{what, &key}, minimum, maximum);
 }
 
 std::optional<quint32> MGCborReader::bits(const QCborMap &map, const QString &what, const QString &key,
                                           quint32 allowed)
 {
-    const std::optional<qint64> number = integer(map, what, key, 0, allowed);
+    return bits(map.value(key), Field{what, &key}, allowed);
+}
+
+std::optional<bool> MGCborReader::boolean(const QCborMap &map, const QString &what, const QString &key)
+{
+    return boolean(map.value(key), Field{what, &key});
+}
+
+std::optional<qint64> MGCborReader::integer(const QCborValue &value, const Field &what, qint64 minimum, qint64 maximum)
+{
+    if (!m_ok)
+        return std::nullopt;
+    if (!value.isInteger()) {
+        fail(what.text() + QStringLiteral(" is not a whole number"));
+        return std::nullopt;
+    }
+    const qint64 number = value.toInteger();
+    if (number < minimum || number > maximum) {
+        fail(what.text() + QStringLiteral(" is out of range"));
+        return std::nullopt;
+    }
+    return number;
+}
+
+std::optional<quint32> MGCborReader::bits(const QCborValue &value, const Field &what, quint32 allowed)
+{
+    const std::optional<qint64> number = integer(value, what, 0, allowed);
     if (!number)
         return std::nullopt;
     if (quint64(*number) & ~quint64(allowed)) {
-        fail(field(what, key) + QStringLiteral(" holds unknown bits"));
+        fail(what.text() + QStringLiteral(" holds unknown bits"));
         return std::nullopt;
     }
     return quint32(*number);
 }
 
-std::optional<bool> MGCborReader::boolean(const QCborMap &map, const QString &what, const QString &key)
+std::optional<bool> MGCborReader::boolean(const QCborValue &value, const Field &what)
 {
     if (!m_ok)
         return std::nullopt;
-    const QCborValue value = map.value(key);
     if (!value.isBool()) {
-        fail(field(what, key) + QStringLiteral(" is not true or false"));
+        fail(what.text() + QStringLiteral(" is not true or false"));
         return std::nullopt;
     }
     return value.toBool();
+}
+
+QString MGCborReader::Field::text() const
+{
+    return key ? QStringLiteral("%1 field \u201c%2\u201d").arg(name, *key) : name;
 }
 
 std::optional<QString> MGCborReader::text(const QCborMap &map, const QString &what, const QString &key,
@@ -110,7 +121,7 @@ std::optional<QString> MGCborReader::text(const QCborMap &map, const QString &wh
     const QCborValue value = map.value(key);
     if (value.isString() && value.toString().size() <= maximumLength)
         return value.toString();
-    return text(value, field(what, key), maximumLength);
+    return text(value, Field{what, &key}.text(), maximumLength);
 }
 
 std::optional<QString> MGCborReader::text(const QCborValue &value, const QString &what, qsizetype maximumLength)
@@ -136,12 +147,12 @@ std::optional<QByteArray> MGCborReader::bytes(const QCborMap &map, const QString
         return std::nullopt;
     const QCborValue value = map.value(key);
     if (!value.isByteArray()) {
-        fail(field(what, key) + QStringLiteral(" is not a byte string"));
+        fail(Field{what, &key}.text() + QStringLiteral(" is not a byte string"));
         return std::nullopt;
     }
     QByteArray data = value.toByteArray();
     if (data.size() > maximumLength) {
-        fail(field(what, key) + QStringLiteral(" is too long"));
+        fail(Field{what, &key}.text() + QStringLiteral(" is too long"));
         return std::nullopt;
     }
     return data;

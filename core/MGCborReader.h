@@ -40,7 +40,17 @@ public:
     // A field that may be absent: nothing without a problem when it is.
     bool has(const QCborMap &map, const QString &key) const { return map.contains(key); }
 
-    // A text standing alone (a list element).
+    // Values standing alone (list elements). `what` names the value in problems; the words
+    // are put together only for a problem, as lists of thousands of values are read here.
+    struct Field
+    {
+        const QString &name;
+        const QString *key = nullptr; // the field of the map `name`, if any
+        QString text() const;
+    };
+    std::optional<qint64> integer(const QCborValue &value, const Field &what, qint64 minimum, qint64 maximum);
+    std::optional<quint32> bits(const QCborValue &value, const Field &what, quint32 allowed);
+    std::optional<bool> boolean(const QCborValue &value, const Field &what);
     std::optional<QString> text(const QCborValue &value, const QString &what, qsizetype maximumLength);
 
 private:

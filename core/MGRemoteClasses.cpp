@@ -1,5 +1,7 @@
 #include "MGRemoteClasses.h"
 
+#include "MGAclEntry.h"
+
 #include <QCborArray>
 #include <QCborMap>
 
@@ -17,10 +19,10 @@ Classes classesIn(const QCborValue &value)
             found |= classesIn(element);
         return found;
     }
+    if (MGAclEntry::isEncodedEntry(value))
+        return AclEntry;
     if (value.isMap()) {
         const QCborMap map = value.toMap();
-        if (map.contains(QStringLiteral("kind")) && map.contains(QStringLiteral("tag")))
-            return AclEntry;
         if (map.contains(QStringLiteral("title")) && map.contains(QStringLiteral("state"))) {
             // A node's children are part of the node.
             Classes found = TreeNode;

@@ -91,33 +91,43 @@ private slots:
     {
         const QCborArray good = encodedSample();
         QVERIFY(MGAclLists::fromCbor(good, nullptr));
-        auto withEntryField = [&](const QString &field, const QCborValue &value) {
+        // An entry is the list of its fields: kind, tag, identity class, id, name, full name,
+        // permissions, flags, directory mark, POSIX mark.
+        auto withEntryField = [&](int field, const QCborValue &value) {
             QCborArray bad = good;
-            QCborMap entry = bad.at(1).toMap();
-            entry.insert(field, value);
-            bad[1] = entry;
+            QCborArray entry = bad.at(1).taggedValue().toArray();
+            entry[field] = value;
+            bad[1] = QCborValue(QCborTag(MGAclEntry::CborTag), entry);
             return bad;
         };
-        expectRefused(withEntryField("unknown", 1));
-        expectRefused(withEntryField("tag", QStringLiteral("allow")));
-        expectRefused(withEntryField("tag", qint64(1) << 40));
-        expectRefused(withEntryField("kind", 5));
-        expectRefused(withEntryField("kind", -1));
-        expectRefused(withEntryField("permissions", qint64(0x800000)));
-        expectRefused(withEntryField("permissions", -1));
-        expectRefused(withEntryField("flags", 0x10));
-        expectRefused(withEntryField("directory", 1));
-        expectRefused(withEntryField("identity", QCborMap{{"class", 1}, {"id", 5}}));
-        expectRefused(withEntryField("identity", QCborMap{{"class", CBIdentity::LastClass + 1}, {"id", 5}, {"name", ""}, {"fullName", ""}}));
-        expectRefused(withEntryField("identity", QCborMap{{"class", 1}, {"id", qint64(1) << 33}, {"name", ""},
-                                                          {"fullName", ""}}));
-        expectRefused(withEntryField("identity", QCborMap{{"class", 1}, {"id", 5}, {"name", QString(5000, 'a')},
-                                                          {"fullName", ""}}));
+        expectRefused(withEntryField(1, QStringLiteral("allow")));
+        expectRefused(withEntryField(1, qint64(1) << 40));
+        expectRefused(withEntryField(0, 5));
+        expectRefused(withEntryField(0, -1));
+        expectRefused(withEntryField(2, CBIdentity::LastClass + 1));
+        expectRefused(withEntryField(3, qint64(1) << 33));
+        expectRefused(withEntryField(4, QString(5000, 'a')));
+        expectRefused(withEntryField(5, 7));
+        expectRefused(withEntryField(6, qint64(0x800000)));
+        expectRefused(withEntryField(6, -1));
+        expectRefused(withEntryField(7, 0x10));
+        expectRefused(withEntryField(8, 1));
+        expectRefused(withEntryField(9, QCborValue()));
         QCborArray missing = good;
-        QCborMap entry = missing.at(1).toMap();
-        entry.remove(QStringLiteral("flags"));
-        missing[1] = entry;
+        QCborArray entry = missing.at(1).taggedValue().toArray();
+        entry.removeLast();
+        missing[1] = QCborValue(QCborTag(MGAclEntry::CborTag), entry);
         expectRefused(missing);
+        QCborArray longer = good;
+        entry = longer.at(1).taggedValue().toArray();
+        entry.append(1);
+        longer[1] = QCborValue(QCborTag(MGAclEntry::CborTag), entry);
+        expectRefused(longer);
+        // The fields without the entry's tag, and a tag on something else.
+        QCborArray untagged = good;
+        untagged[1] = good.at(1).taggedValue();
+        expectRefused(untagged);
+        expectRefused(QCborArray{QCborValue(QCborTag(MGAclEntry::CborTag), QCborMap{{"kind", 0}})});
         expectRefused(QCborArray{1});
         expectRefused(QCborArray{QCborArray{}});
         expectRefused(QCborMap{});

@@ -1,5 +1,7 @@
 #include "MGAclProtocol.h"
+#include "MGAclEntry.h"
 #include "MGPropagationProgress.h"
+#include "MGRemoteClasses.h"
 
 #include <QCborArray>
 
@@ -80,6 +82,19 @@ private slots:
     }
 
     // Progress reports from elsewhere are read as carefully as replies.
+    void repliesAreSortedIntoTheKindsTheyHold()
+    {
+        using namespace MGRemoteClasses;
+        const QCborValue entry =
+            MGAclEntry::aclEntry(MGAclEntry::Allow, CBIdentity::user(7, "seven"), 1, 0, false, true)->toCbor();
+        QCOMPARE(classesIn(QCborArray{QStringLiteral("title"), entry}), Classes(Array) | String | AclEntry);
+        // An entry's fields without its tag are not an entry, and what they hold (true or
+        // false) is no kind any reply carries.
+        QCOMPARE(classesIn(entry.taggedValue()) & Unknown, Classes(Unknown));
+        QCOMPARE(classesIn(QCborValue(QCborTag(MGAclEntry::CborTag + 1), entry.taggedValue())), Classes(Unknown));
+        QCOMPARE(classesIn(QCborArray{1, 2}), Classes(Array) | Number);
+    }
+
     void progressReportsRoundTripAndRefuseJunk()
     {
         MGPropagationProgress progress;
