@@ -37,6 +37,7 @@ QString MGAclCommandLine::usage()
         "       marrowgate-acl set PATH ENTRY...\n"
         "       marrowgate-acl remove PATH ENTRY-OR-WHO...\n"
         "       marrowgate-acl copy FROM TO\n"
+        "       marrowgate-acl inherit PATH [--dry-run]\n"
         "       marrowgate-acl propagate PATH [--dry-run]\n"
         "       marrowgate-acl backup PATH > FILE\n"
         "       marrowgate-acl restore FILE|-\n"
@@ -56,6 +57,10 @@ QString MGAclCommandLine::usage()
         "remove               removes entries: [d:]u:NAME, [d:]g:NAME, or a user or group alone\n"
         "                     (its entries for the item and for new items)\n"
         "copy                 gives TO the ACL of FROM; owner and group stay TO's\n"
+        "inherit              gives PATH exactly what its folder gives a new file or folder now:\n"
+        "                     the folder's default ACL limited by the creating mode (0666 for a\n"
+        "                     file, 0777 for a folder), or without one, that mode less the umask;\n"
+        "                     --dry-run prints the result as getfacl would and changes nothing\n"
         "propagate            gives everything below a folder its owner, group, permissions and\n"
         "                     inheritable entries, showing progress; Ctrl+C stops at the next\n"
         "                     folder; --dry-run counts what would change and changes nothing\n"
@@ -82,7 +87,7 @@ QString MGAclCommandLine::usage()
 
 bool MGAclCommandLine::handles(const QByteArrayList &arguments)
 {
-    static const QByteArrayList commands{"list",      "access", "set",     "remove", "copy",
+    static const QByteArrayList commands{"list",      "access", "set",     "remove", "copy",   "inherit",
                                              "propagate", "backup", "restore", "audit"};
     return !arguments.isEmpty() && commands.contains(arguments.first());
 }
@@ -185,6 +190,10 @@ int MGAclCommandLine::run(const QByteArrayList &arguments)
         return MGAclEditCommands::remove(arguments[1], arguments.mid(2));
     if (command == "copy" && arguments.size() == 3)
         return MGAclEditCommands::copy(arguments[1], arguments[2]);
+    if (command == "inherit" && (arguments.size() == 2 || (arguments.size() == 3 && arguments.contains("--dry-run")))) {
+        const QByteArray path = arguments[1] == "--dry-run" ? arguments.value(2) : arguments[1];
+        return MGAclEditCommands::inherit(path, arguments.size() == 3);
+    }
     if (command == "propagate" && (arguments.size() == 2 || (arguments.size() == 3 && arguments.contains("--dry-run")))) {
         const QByteArray path = arguments[1] == "--dry-run" ? arguments.value(2) : arguments[1];
         return MGAclPropagateCommand::run(path, arguments.size() == 3);

@@ -3,8 +3,12 @@
 #include "CBIdentityAuthority.h"
 #include "MGAclCommandSupport.h"
 #include "MGAclSupport.h"
+#include "MGItemPaths.h"
 #include "MGPosixEdits.h"
 
+#include <QFile>
+#include <QFileInfo>
+#include <cerrno>
 #include <cstdio>
 
 using namespace MGAclCommandSupport;
@@ -39,16 +43,17 @@ std::optional<QList<Entry>> parseEntries(const QByteArrayList &arguments, bool w
 }
 
 // Reads the item, changes its state as `change` says, and writes the result back, only
-// while the item still holds what was read.
+// while the item still holds what was read; with `dryRun`, prints the result instead.
 int edit(const QByteArray &path,
-         const std::function<MGResult<MGPosixItemState>(const MGPosixItemState &, const QUrl &)> &change)
+         const std::function<MGResult<MGPosixItemState>(const MGPosixItemState &, const QUrl &)> &change,
+         bool dryRun = false)
 {
     const std::optional<QUrl> item = itemFor(path);
     if (!item)
         return Failure;
     const QUrl url = *item;
-    return runOnQueue([url, change](std::shared_ptr<MGAclServiceClient> client, Finish finish) {
-        client->getEntriesWithUrl(url, [client, url, change, finish](std::optional<MGAclList> list, MGResultError error) {
+    return runOnQueue([url, change, dryRun](std::shared_ptr<MGAclServiceClient> client, Finish finish) {
+        client->getEntriesWithUrl(url, [client, url, change, dryRun, finish](std::optional<MGAclList> list, MGResultError error) {
             if (!list) {
                 if (error)
                     printError(*error);
@@ -59,6 +64,12 @@ int edit(const QByteArray &path,
             if (!changed) {
                 printError(changed.error());
                 return finish(Failure);
+            }
+            if (dryRun) {
+                MGAclTextFormat::Names names;
+                names.lookUp(changed->userIds(), changed->groupIds());
+                std::fputs(MGAclTextFormat::block(MGItemPaths::nativePath(url), *changed, names).constData(), stdout);
+                return finish(Success);
             }
             const MGAclList target = MGPosixLists::listFromState(*changed);
             // An item whose file system keeps no ACLs takes only permission bits; said here,
@@ -137,5 +148,46 @@ int copy(const QByteArray &from, const QByteArray &to)
     return edit(to, [copied](const MGPosixItemState &state, const QUrl &) -> MGResult<MGPosixItemState> {
         return MGPosixEdits::copy(copied, state);
     });
+}
+
+int inherit(const QByteArray &path, bool dryRun)
+{
+    const std::optional<QUrl> item = itemFor(path);
+    if (!item)
+        return Failure;
+    const QString shown = QFile::decodeName(MGItemPaths::nativePath(*item));
+    const QFileInfo info(shown);
+    if (info.isRoot()) {
+        printError(MGError::posixError(ENOENT, QStringLiteral("There is no folder above"), shown));
+        return Failure;
+    }
+    const QUrl folder = QUrl::fromLocalFile(info.absolutePath());
+    std::optional<MGPosixItemState> folderState;
+    const int read = runOnQueue([folder, &folderState](std::shared_ptr<MGAclServiceClient> client, Finish finish) {
+        client->getEntriesWithUrl(folder, [folder, &folderState, finish](std::optional<MGAclList> list, MGResultError error) {
+            if (!list) {
+                if (error)
+                    printError(*error);
+                return finish(error ? Failure : Dismissed);
+            }
+            const MGResult<MGPosixItemState> state = stateOf(*list, folder);
+            if (!state) {
+                printError(state.error());
+                return finish(Failure);
+            }
+            folderState = *state;
+            finish(Success);
+        });
+    });
+    if (read != Success)
+        return read;
+    const MGPosixItemState parent = *folderState;
+    const mode_t umask = MGPosixEdits::currentUmask();
+    return edit(
+        path,
+        [parent, umask](const MGPosixItemState &state, const QUrl &) -> MGResult<MGPosixItemState> {
+            return MGPosixEdits::inherit(parent, state, umask);
+        },
+        dryRun);
 }
 }

@@ -109,11 +109,15 @@ mode_t MGPosixAcl::permissionBits() const
     return mode_t(perm(UserObj).value_or(0)) << 6 | mode_t(group) << 3 | perm(Other).value_or(0);
 }
 
-void MGPosixAcl::removeExecuteBits()
+void MGPosixAcl::limitTo(mode_t mode)
 {
     const quint16 groupClassTag = contains(Mask) ? Mask : GroupObj;
     for (Entry &e : m_entries) {
-        if (e.tag == UserObj || e.tag == Other || e.tag == groupClassTag)
-            e.perm &= ~quint16(1);
+        if (e.tag == UserObj)
+            e.perm &= quint16((mode >> 6) & 7);
+        else if (e.tag == groupClassTag)
+            e.perm &= quint16((mode >> 3) & 7);
+        else if (e.tag == Other)
+            e.perm &= quint16(mode & 7);
     }
 }

@@ -43,9 +43,11 @@ public:
     quint16 groupClassUnion() const;
     // The mode permission bits (0777) the ACL implies: the mask stands for the group bits.
     mode_t permissionBits() const;
-    // Removes execute from owner, other and the group class bits (mask, or owning group
-    // when there is no mask), as chmod a-x does.
-    void removeExecuteBits();
+    // Keeps of the owner, the group class (the mask, or the owning group when there is no
+    // mask) and other only what the permission bits `mode` allow: what the kernel does to a
+    // folder's default ACL for a new item created with that mode (0666 for a file, 0777 for
+    // a folder), and what chmod does with bits it takes away.
+    void limitTo(mode_t mode);
     bool operator==(const MGPosixAcl &other) const { return sorted().m_entries == other.sorted().m_entries; }
 
 private:

@@ -2,7 +2,9 @@
 
 #include "MGPosixRules.h"
 
+#include <QFile>
 #include <cerrno>
+#include <sys/stat.h>
 
 namespace MGPosixEdits {
 
@@ -66,6 +68,41 @@ MGResult<MGPosixItemState> apply(const MGPosixItemState &state, const QList<MGAc
     followMask(result.defaultAcl, state.defaultAcl, defaultMaskSet);
     result.mode = (state.mode & ~mode_t(0777)) | result.access.permissionBits();
     return result;
+}
+
+MGPosixItemState inherit(const MGPosixItemState &parent, const MGPosixItemState &item, mode_t umask)
+{
+    MGPosixItemState result = item;
+    const mode_t creating = item.isDirectory() ? FolderCreationMode : FileCreationMode;
+    if (parent.defaultAcl.isEmpty()) {
+        result.access = MGPosixAcl::fromMode(creating & ~umask);
+        result.defaultAcl = MGPosixAcl();
+    } else {
+        result.access = parent.defaultAcl;
+        result.access.limitTo(creating);
+        result.defaultAcl = item.isDirectory() ? parent.defaultAcl : MGPosixAcl();
+    }
+    result.mode = (item.mode & ~mode_t(0777)) | result.access.permissionBits();
+    return result;
+}
+
+mode_t currentUmask()
+{
+    QFile status(QStringLiteral("/proc/self/status"));
+    if (status.open(QIODevice::ReadOnly)) {
+        for (const QByteArray &line : status.readAll().split('\n')) {
+            if (line.startsWith("Umask:")) {
+                bool ok = false;
+                const uint value = line.mid(6).trimmed().toUInt(&ok, 8);
+                if (ok)
+                    return mode_t(value & 0777);
+            }
+        }
+    }
+    // Without /proc: asked the only way there is, and given back at once.
+    const mode_t mask = ::umask(022);
+    ::umask(mask);
+    return mask;
 }
 
 MGPosixItemState copy(const MGPosixItemState &from, const MGPosixItemState &to)

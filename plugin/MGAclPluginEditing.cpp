@@ -1,5 +1,8 @@
 #include "MGAclPlugin.h"
 
+#include "MGPosixEdits.h"
+#include "MGPosixLists.h"
+
 #include "MGPosixRules.h"
 #include "MGUrlResources.h"
 
@@ -175,18 +178,32 @@ void MGAclPlugin::inheritEntriesFromParent(QObject *)
         self->getEntriesWithUrl(parent, [self](std::optional<MGAclList> list, MGResultError error) {
             if (error)
                 return self->showError(*error);
-            const bool directory = resourceForKey(self->url(), NSURLIsDirectoryKey).toBool();
-            QList<MGAclEntry::Pointer> inherited;
-            for (const MGAclEntry::Pointer &entry : MGAclLists::aclEntries(list.value_or(MGAclList()))) {
-                if (directory ? entry->convertInheritedToDirectoryEntry() : entry->convertInheritedToFileEntry())
-                    inherited << entry;
-            }
-            const MGAclList own = self->entriesSnapshot();
-            MGAclList result = withAclEntries(own, MGAclLists::aclEntries(own), inherited);
-            // What the folder passes on for the owner, group, others and the mask is the
-            // new item's own POSIX settings.
-            MGAclLists::placePosixSettings(result);
-            self->installOnMainQueue(result);
+            // Exactly what the kernel gives an item of this kind created in the folder now.
+            const QString path = self->url().toLocalFile();
+            MGPosixItemState folderKind, itemKind;
+            folderKind.mode = S_IFDIR;
+            itemKind.mode = resourceForKey(self->url(), NSURLIsDirectoryKey).toBool() ? S_IFDIR : S_IFREG;
+            const MGResult<MGPosixItemState> folder =
+                MGPosixLists::stateFromList(list.value_or(MGAclList()), folderKind, path);
+            // The item's own entries are replaced whatever they are, even ones POSIX cannot hold.
+            const MGAclList current = self->entriesSnapshot();
+            const MGResult<MGPosixItemState> own = MGPosixLists::stateFromList(
+                withAclEntries(current, MGAclLists::aclEntries(current), {}), itemKind, path);
+            if (!folder)
+                return self->showError(folder.error());
+            if (!own)
+                return self->showError(own.error());
+            MGAclList inherited = MGPosixLists::listFromState(MGPosixEdits::inherit(*folder, *own, MGPosixEdits::currentUmask()));
+            // Every entry now comes from the folder, and says so until it is saved (POSIX
+            // ACLs keep no such mark).
+            for (const MGAclEntry::Pointer &entry : MGAclLists::aclEntries(inherited))
+                entry->setInherited(true);
+            MGMainQueue::async([self, inherited] {
+                // The masks are the folder's, limited as the kernel limits them: set, not
+                // following the entries.
+                self->m_accessMaskSet = self->m_defaultMaskSet = true;
+                self->setEntries(inherited);
+            });
         });
     });
 }

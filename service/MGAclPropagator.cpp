@@ -3,6 +3,7 @@
 #include "MGChangeBlockers.h"
 
 #include "MGPosixAclStore.h"
+#include "MGPosixEdits.h"
 
 #include <cerrno>
 #include <fcntl.h>
@@ -96,7 +97,7 @@ MGResultError MGAclPropagator::prepare(mode_t folderMode)
     m_folder = toTemplate2(folderChild->access, folderChild->defaultAcl);
     m_executable = toTemplate2(fileChild->access, {});
     MGPosixAcl plain = fileChild->access;
-    plain.removeExecuteBits();
+    plain.limitTo(MGPosixEdits::FileCreationMode);
     m_plain = toTemplate2(plain, {});
     return std::nullopt;
 }

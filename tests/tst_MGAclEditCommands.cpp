@@ -1,4 +1,5 @@
-// marrowgate-acl set, remove and copy, against what setfacl does to a twin of the item.
+// marrowgate-acl set, remove, copy and inherit, against what setfacl and the kernel do to a
+// twin of the item.
 #include "CommandLineHelpers.h"
 #include "FileSystemHelpers.h"
 
@@ -8,6 +9,7 @@ class tst_MGAclEditCommands : public QObject
 
     SharedTemporaryDir tmp;
     int m_twins = 0;
+    std::map<QString, std::unique_ptr<ScratchFileSystem>> m_mounted;
 
     // Two items made the same way: one for marrowgate-acl, one for setfacl.
     QStringList twins(const QString &make)
@@ -134,6 +136,63 @@ private slots:
 
     // A file system without ACLs: permission bits change, entries are refused before
     // anything is sent, naming the file system.
+    void inheritGivesWhatTheKernelGivesANewItem_data()
+    {
+        QTest::addColumn<QString>("fileSystem");
+        QTest::addColumn<QString>("folderAcl"); // setfacl -d arguments, or none
+        QTest::addColumn<bool>("folder");
+        QTest::addColumn<int>("umask");
+        const QString named = QStringLiteral("u:daemon:rwx,g:adm:r-x,u::rwx,g::r-x,o::r--,m::rwx");
+        const QString plain = QStringLiteral("u::rw,g::r,o::-");
+        for (const QString fs : {"tmpfs", "ext4"}) {
+            for (const auto &[name, acl] : {std::pair{"no default ACL", QString()}, std::pair{"named entries", named},
+                                            std::pair{"owner group other only", plain}}) {
+                for (bool folder : {false, true}) {
+                    for (int mask : {022, 077})
+                        QTest::addRow("%s, %s, %s, umask %03o", qPrintable(fs), name, folder ? "folder" : "file", mask)
+                            << fs << acl << folder << mask;
+                }
+            }
+        }
+    }
+    void inheritGivesWhatTheKernelGivesANewItem()
+    {
+        QFETCH(QString, fileSystem);
+        QFETCH(QString, folderAcl);
+        QFETCH(bool, folder);
+        QFETCH(int, umask);
+        auto &slot = m_mounted[fileSystem];
+        if (!slot)
+            slot = std::make_unique<ScratchFileSystem>(fileSystem);
+        REQUIRE_MOUNTED(*slot);
+        const QString parent = slot->path(QStringLiteral("parent%1").arg(m_twins++));
+        QVERIFY(shOk("mkdir " + quoted(parent) + (folderAcl.isEmpty() ? QString() : " && setfacl -d -m " + folderAcl + " " + quoted(parent))));
+        // The item had its own, different permissions; the reference is created there now,
+        // under the same umask as the command runs with.
+        const QString item = parent + "/item";
+        const QString fresh = parent + "/fresh";
+        const mode_t saved = ::umask(mode_t(umask));
+        const bool made = shOk(QStringLiteral("%1 %2 && chmod 701 %2 && setfacl -m u:nobody:rwx %2 && %1 %3")
+                                   .arg(folder ? "mkdir" : "touch", quoted(item), quoted(fresh)))
+            && (!folder || shOk("setfacl -d -m u:nobody:r " + quoted(item)));
+        const Run dry = acl({"inherit", item, "--dry-run"});
+        const Run run = acl({"inherit", item});
+        ::umask(saved);
+        QVERIFY(made);
+        QVERIFY2(dry.status == 0 && run.status == 0, qPrintable(dry.err + run.err));
+        QCOMPARE(acls(item), acls(fresh));
+        QCOMPARE(sh("stat -c %a " + quoted(item)), sh("stat -c %a " + quoted(fresh)));
+        // The dry run printed what was then written, as getfacl writes it.
+        QCOMPARE(dry.out.section('\n', 3), sh("getfacl -pE " + quoted(item)).section('\n', 3));
+    }
+
+    void inheritNeedsAFolderAbove()
+    {
+        const Run run = acl({"inherit", "/"});
+        QCOMPARE(run.status, 1);
+        QVERIFY2(run.err.contains("no folder above"), qPrintable(run.err));
+    }
+
     void withoutAclsOnlyPermissionBitsChange()
     {
         ScratchFileSystem ramfs("ramfs");

@@ -92,6 +92,26 @@ private slots:
         plugin->window()->closeWithoutAsking();
     }
 
+    void inheritingAFileNeverMakesItExecutable()
+    {
+        // The folder passes rwx to its owner and a named user; a file created in it gets
+        // rw- for them (created with 0666), and so does a file that inherits later.
+        const QString parent = tmp.path("kernelParent");
+        const QString file = parent + "/plain.txt";
+        const QString fresh = parent + "/fresh.txt";
+        QVERIFY(shOk(QStringLiteral("mkdir %1 && setfacl -d -m u::rwx,u:daemon:rwx,g::rwx,o::- %1 && echo text > %2 && "
+                                    "setfacl -b %2 && chmod 660 %2 && touch %3")
+                         .arg(quoted(parent), quoted(file), quoted(fresh))));
+        MGAclPlugin::Pointer plugin = openWindow(file);
+        perform(plugin, &MGAclPlugin::inheritEntriesFromParent);
+        QVERIFY(plugin->hasInheritedEntries());
+        save(plugin);
+        QCOMPARE(facl(file).section('\n', 3), facl(fresh).section('\n', 3));
+        QCOMPARE(sh("stat -c %A " + quoted(file)), sh("stat -c %A " + quoted(fresh)));
+        QVERIFY(!sh("stat -c %A " + quoted(file)).contains('x'));
+        plugin->window()->closeWithoutAsking();
+    }
+
     void anAddedEntryTakesEffect()
     {
         // The mask limits daemon to read; a new entry for nobody with read and write widens
