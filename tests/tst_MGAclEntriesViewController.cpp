@@ -255,6 +255,47 @@ private slots:
         plugin->window()->close();
     }
 
+    void escapeInTheChooserOfANewEntryTakesTheAddBack()
+    {
+        // "+", then Escape in the chooser that opens, in its search field or on
+        // the closed chooser: the list and the edited mark are as before, and a save writes
+        // nothing for anyone.
+        const QString target = tmp.path("escape-after-add");
+        QVERIFY(shOk("mkdir " + quoted(target) + " && chmod 750 " + quoted(target)));
+        const QString before = facl(target);
+        MGAclPlugin::Pointer plugin = openWindow(target);
+        MGAclEntriesViewController *view = entriesView(plugin);
+        QAbstractItemModelTester tester(view->model());
+        const qsizetype rows = plugin->entries().size();
+        for (bool inSearch : {true, false}) {
+            QSignalSpy installed(plugin.get(), &MGAclPlugin::entriesChanged);
+            QVERIFY2(view->addButton()->isEnabled(), inSearch ? "first add" : "second add");
+            QTest::mouseClick(view->addButton(), Qt::LeftButton);
+            QVERIFY(installed.wait(10000));
+            QCOMPARE(plugin->entries().size(), rows + 1);
+            MGIdentityPopUpButton *chooser = nullptr;
+            QTRY_VERIFY((chooser = qobject_cast<MGIdentityPopUpButton *>(
+                             view->cellEditor(1, MGAclEntriesTableModel::IdentityColumn))));
+            if (inSearch) {
+                QTRY_VERIFY(chooser->searchField());
+                QTest::keyClick(chooser->searchField(), Qt::Key_Escape);
+            } else {
+                if (QWidget *search = chooser->searchField())
+                    QTest::keyClick(search, Qt::Key_Escape); // leaves the list closed
+                QTRY_VERIFY(!view->cellEditor(1, MGAclEntriesTableModel::IdentityColumn) || chooser->hasFocus());
+                if (view->cellEditor(1, MGAclEntriesTableModel::IdentityColumn))
+                    QTest::keyClick(chooser, Qt::Key_Escape);
+            }
+            QTRY_COMPARE(plugin->entries().size(), rows);
+            QVERIFY(!view->cellEditor(1, MGAclEntriesTableModel::IdentityColumn));
+            QVERIFY(!plugin->window()->isWindowModified());
+        }
+        plugin->saveEntries(plugin.get());
+        QVERIFY(syncWithService(plugin));
+        QCOMPARE(facl(target), before);
+        plugin->window()->closeWithoutAsking();
+    }
+
     void theEditorOpensByDoubleClickAndEditsInPlace()
     {
         const QString target = tmp.path("edited-file");

@@ -92,6 +92,20 @@ void MGAclEntriesViewController::viewDidLoad()
     m_delegate = new MGAclEntryDelegate(m_tableView);
     m_delegate->setIdentityModel(MGIdentityListModel::sharedModel());
     m_tableView->setItemDelegate(m_delegate);
+    // Escape in the chooser that "+" opened means the add was not wanted: the entry goes, and
+    // the list is as before "+". Any other way of closing it keeps the entry.
+    connect(m_delegate, &QAbstractItemDelegate::closeEditor, this,
+            [this](QWidget *, QAbstractItemDelegate::EndEditHint hint) {
+                const MGAclEntry::Pointer added = m_choosingForAdded.lock();
+                m_choosingForAdded.reset();
+                if (!added || hint != QAbstractItemDelegate::RevertModelCache)
+                    return;
+                const qsizetype row = MGAclLists::indexOfItem(m_model->list(), added);
+                if (row >= 0) {
+                    m_takingBackAdd = true;
+                    perform("removeEntry:", QVariant(quint64(row)));
+                }
+            });
     // A cell's editor opens on a click into the selected row, F2, Enter or typing.
     m_tableView->setEditTriggers(QAbstractItemView::SelectedClicked | QAbstractItemView::EditKeyPressed
                                  | QAbstractItemView::AnyKeyPressed);
@@ -264,6 +278,7 @@ void MGAclEntriesViewController::addEntry(QObject *)
 {
     m_entryAdded = true;
     m_chooseAfterAdding = true;
+    m_selectedBeforeAdding = m_selectedEntry;
     perform("addEntry:", QVariant(qint64(selectedRow())));
 }
 
@@ -385,6 +400,15 @@ void MGAclEntriesViewController::entriesChanged()
         } else if (m_entryAdded) {
             selectRow(1);
         }
+        if (m_takingBackAdd) {
+            m_takingBackAdd = false;
+            const MGAclEntry::Pointer before = m_selectedBeforeAdding.lock();
+            const qsizetype index = before ? MGAclLists::indexOfItem(m_model->list(), before) : -1;
+            if (index >= 0)
+                selectRow(int(index));
+            else
+                m_tableView->clearSelection();
+        }
     }
     m_entryAdded = false;
     tableViewSelectionDidChange();
@@ -394,8 +418,10 @@ void MGAclEntriesViewController::entriesChanged()
         const int row = selectedRow();
         QTimer::singleShot(0, this, [this, row] {
             // Unless the user has moved on meanwhile.
-            if (selectedRow() == row)
+            if (selectedRow() == row) {
+                m_choosingForAdded = m_model->entryPointerAt(row);
                 editCell(row, MGAclEntriesTableModel::IdentityColumn);
+            }
         });
     }
 }
