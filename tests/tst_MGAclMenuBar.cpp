@@ -93,6 +93,37 @@ private slots:
         plugin->window()->closeWithoutAsking();
     }
 
+    void commandsDoNotDependOnWhereTheFocusIs()
+    {
+        // With an entry selected, the menu bar holding the focus (Alt, then arrows), or the
+        // focus on a button: the same commands are on, and their keys work.
+        const QString file = tmp.path("focus-independent");
+        QVERIFY(shOk("touch " + quoted(file) + " && setfacl -m u:nobody:r " + quoted(file)));
+        MGAclPlugin::Pointer plugin = openWindow(file);
+        QMenuBar *bar = MGAclMenuBar::attachTo(plugin->window());
+        plugin->window()->show();
+        QVERIFY(QTest::qWaitForWindowActive(plugin->window()));
+        MGAclEntriesViewController *view = entriesView(plugin);
+        view->selectRow(1);
+        view->tableView()->setFocus();
+        const QStringList expected{"addEntry:+", "removeEntry:+", "showPermissions:+"};
+        QCOMPARE(shown(menu(bar, "editMenu")).mid(0, 3), expected);
+        bar->setFocus(Qt::ShortcutFocusReason);
+        QTRY_COMPARE(QApplication::focusWidget(), bar);
+        QCOMPARE(shown(menu(bar, "editMenu")).mid(0, 3), expected);
+        view->addButton()->setFocus();
+        QCOMPARE(shown(menu(bar, "editMenu")).mid(0, 3), expected);
+        // Ctrl+N while the menu bar has the focus adds an entry.
+        bar->setFocus(Qt::ShortcutFocusReason);
+        QSignalSpy installed(plugin.get(), &MGAclPlugin::entriesChanged);
+        QTest::keyClick(bar, Qt::Key_N, Qt::ControlModifier);
+        QVERIFY(installed.wait(10000));
+        QCOMPARE(MGAclLists::aclEntries(plugin->entries()).size(), 2);
+        QTRY_VERIFY(QApplication::activePopupWidget()); // the new row's chooser
+        QApplication::activePopupWidget()->close();
+        plugin->window()->closeWithoutAsking();
+    }
+
     void saveAndCloseFromTheKeyboard()
     {
         const QString file = tmp.path("keyed");

@@ -5,6 +5,8 @@
 
 #include <QApplication>
 #include <QCloseEvent>
+#include <QMenu>
+#include <QMenuBar>
 #include <QMetaMethod>
 #include <QVBoxLayout>
 
@@ -13,6 +15,10 @@ MGWindow::MGWindow(MGViewController *controller) : QWidget(nullptr, Qt::Window),
     auto *layout = new QVBoxLayout(this);
     layout->setContentsMargins(0, 0, 0, 0);
     layout->addWidget(controller->view());
+    connect(qApp, &QApplication::focusChanged, this, [this](QWidget *, QWidget *now) {
+        if (now && now->window() == this && !qobject_cast<QMenuBar *>(now) && !qobject_cast<QMenu *>(now))
+            m_contentFocus = now;
+    });
 }
 
 void MGWindow::addAccessoryView(QWidget *view, Qt::Edge edge)
@@ -53,10 +59,11 @@ QObject *MGWindow::targetForAction(const QByteArray &selector)
     QByteArray action = selector;
     if (action.endsWith(':'))
         action.chop(1);
-    // A sheet over the window takes its commands first, as its focus does.
+    // A sheet over the window takes its commands first, as its focus does; the menu bar
+    // holding the focus stands for the content that had it last.
     QWidget *focus = QApplication::focusWidget();
-    if (!focus || (focus->window() != this && focus->window()->parentWidget() != this))
-        focus = focusWidget();
+    if (!focus || (focus->window() != this && focus->window()->parentWidget() != this) || qobject_cast<QMenuBar *>(focus))
+        focus = m_contentFocus ? m_contentFocus.data() : focusWidget();
     for (QWidget *widget = focus; widget; widget = widget->parentWidget()) {
         if (answers(widget, action))
             return widget;
@@ -64,6 +71,18 @@ QObject *MGWindow::targetForAction(const QByteArray &selector)
             return controller;
         if (widget == this)
             break;
+    }
+    // Whatever has the focus, a command goes to the shown view that answers it: the
+    // window's state alone says whether it can be done.
+    if (m_content) {
+        QList<QWidget *> shown{m_content->view()};
+        shown += m_content->view()->findChildren<QWidget *>();
+        for (QWidget *widget : std::as_const(shown)) {
+            if (!widget->isVisible())
+                continue;
+            if (QObject *controller = MGViewController::controllerOfView(widget); controller && answers(controller, action))
+                return controller;
+        }
     }
     QObject *delegate = m_delegate ? m_delegate->delegateObject() : nullptr;
     return delegate && answers(delegate, action) ? delegate : nullptr;

@@ -70,6 +70,9 @@ private:
     QObject *targetForAction(const QByteArray &action);
 
     QPointer<MGViewController> m_content;
+    // The last widget of the window's own content that had the focus: a menu bar or menu
+    // taking the focus does not change whom the window's commands are for.
+    QPointer<QWidget> m_contentFocus;
     MGWindowDelegate *m_delegate = nullptr;
     QUrl m_representedUrl;
     bool m_closingFromCode = false;
