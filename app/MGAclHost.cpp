@@ -12,6 +12,9 @@
 #include "MGWindowController.h"
 
 #include <QApplication>
+#include <QLibraryInfo>
+#include <QLocale>
+#include <QTranslator>
 #include <QDir>
 #include <QElapsedTimer>
 #include <QEventLoop>
@@ -127,6 +130,20 @@ QPixmap picture(QWidget *window)
     }
     return canvas;
 }
+}
+
+bool MGAclHost::installQtTranslation(const QLocale &locale)
+{
+    static QTranslator *installed = nullptr;
+    if (installed)
+        return true;
+    auto translator = std::make_unique<QTranslator>(QCoreApplication::instance());
+    if (!translator->load(locale, QStringLiteral("qtbase"), QStringLiteral("_"),
+                          QLibraryInfo::path(QLibraryInfo::TranslationsPath)))
+        return false;
+    QCoreApplication::installTranslator(translator.get());
+    installed = translator.release();
+    return true;
 }
 
 int MGAclHost::screenshot(const Screenshot &request)

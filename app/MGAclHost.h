@@ -5,6 +5,7 @@
 #include <QEventLoop>
 #include <QPluginLoader>
 #include <QByteArrayList>
+#include <QLocale>
 #include <QSize>
 #include <QStringList>
 
@@ -39,6 +40,10 @@ public:
         QString add; // with an entry added for this user or group (a name), not saved
         QSize size; // the window's size, when valid
     };
+    // Loads Qt's own texts (key names in menus such as "Strg+S", standard buttons) in the
+    // language of `locale` beside the program's, where the system has them (Debian package
+    // qt6-translations-l10n); answers whether it did. Once per process.
+    static bool installQtTranslation(const QLocale &locale);
     // Opens the window as asked, waits until its content is shown, and saves it (with any
     // sheet or chooser open over it) as a PNG.
     int screenshot(const Screenshot &request);

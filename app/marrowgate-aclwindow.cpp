@@ -34,6 +34,7 @@ int main(int argc, char **argv)
     QApplication::setApplicationDisplayName(QStringLiteral("Marrowgate"));
     QApplication::setQuitOnLastWindowClosed(false);
     NTLocalizedString::installTranslation(QLocale::system().name());
+    MGAclHost::installQtTranslation(QLocale::system());
     MGAclHost host;
     if (window->screenshot)
         return host.screenshot({window->path, window->out, window->tab, window->permissionsRow, window->findRow, window->find, window->add, window->size});

@@ -1,9 +1,11 @@
 // The host's menu bar over an ACL window: every command there with its key, validated by
 // whoever answers it, and working from the keyboard.
 #include "MGAclEntriesViewController.h"
+#include "MGAclHost.h"
 #include "MGAclMenuBar.h"
 #include "PluginHelpers.h"
 
+#include <QLibraryInfo>
 #include <QMenu>
 #include <QMenuBar>
 #include <QTableView>
@@ -122,6 +124,15 @@ private slots:
         QTRY_VERIFY(QApplication::activePopupWidget()); // the new row's chooser
         QApplication::activePopupWidget()->close();
         plugin->window()->closeWithoutAsking();
+    }
+
+    void keysAreNamedInTheDesktopsLanguage()
+    {
+        // Qt's own texts come in the window's language: Ctrl+S reads "Strg+S" in German.
+        if (!QFile::exists(QLibraryInfo::path(QLibraryInfo::TranslationsPath) + "/qtbase_de.qm"))
+            QSKIP("Qt's translations are not installed (Debian package qt6-translations-l10n)");
+        QVERIFY(MGAclHost::installQtTranslation(QLocale(QLocale::German)));
+        QCOMPARE(QKeySequence(QKeySequence::Save).toString(QKeySequence::NativeText), QStringLiteral("Strg+S"));
     }
 
     void saveAndCloseFromTheKeyboard()

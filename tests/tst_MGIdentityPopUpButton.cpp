@@ -1,7 +1,7 @@
 #include "MGIdentityPopUpButton.h"
 #include "MGValueTransformer.h"
 
-#include <QElapsedTimer>
+#include <QScreen>
 #include <QLineEdit>
 #include <QListView>
 #include <QSignalSpy>
@@ -67,19 +67,37 @@ private slots:
         QSignalSpy chosen(&button, &MGIdentityPopUpButton::identityChosen);
         QTest::mouseClick(&button, Qt::LeftButton);
         QTRY_VERIFY(button.searchField());
-        QElapsedTimer clock;
-        clock.start();
         QTest::keyClicks(button.searchField(), "liddell");
         QCOMPARE(shownRows(button.listView()), QStringList{"Alice Liddell (alice)"});
         QTest::keyClick(button.searchField(), Qt::Key_Backspace);
         button.searchField()->setText("number 4999");
         QCOMPARE(shownRows(button.listView()), QStringList{"Person Number 4999 (user4999)"});
-        QVERIFY(clock.elapsed() < 5000);
         // Enter takes the match.
         QTest::keyClick(button.searchField(), Qt::Key_Return);
         QCOMPARE(chosen.count(), 1);
         QCOMPARE(chosen.first().first().value<CBIdentity>().posixName(), QStringLiteral("user4999"));
         QCOMPARE(button.identity().posixName(), QStringLiteral("user4999"));
+    }
+
+    void theListIsAsWideAsItsLongestNameWithinTheScreen()
+    {
+        QVariantList list = identities(10);
+        const QString longName = QStringLiteral("Maximiliane Wilhelmina von Hohenzollern-Sigmaringen");
+        list.prepend(QVariant::fromValue(CBIdentity::user(7, "mvonhohenzollern", longName)));
+        MGIdentityPopUpButton button;
+        button.setIdentities(list, CBIdentity::user(1));
+        button.resize(120, button.sizeHint().height());
+        button.show();
+        QTest::mouseClick(&button, Qt::LeftButton);
+        QTRY_VERIFY(button.listView());
+        QListView *view = button.listView();
+        const QString shown = longName + " (mvonhohenzollern)";
+        const int needed = view->fontMetrics().horizontalAdvance(shown) + view->iconSize().width();
+        QVERIFY2(view->viewport()->width() >= needed, qPrintable(QString("%1 < %2").arg(view->viewport()->width()).arg(needed)));
+        const QRect screen = button.screen()->availableGeometry();
+        QVERIFY(screen.contains(view->window()->geometry().topLeft()));
+        QVERIFY(view->window()->geometry().right() <= screen.right());
+        button.hidePopup();
     }
 
     void aUserAndAGroupOfOneNameAreToldApart()

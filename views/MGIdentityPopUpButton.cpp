@@ -11,6 +11,7 @@
 #include <QFrame>
 #include <QKeyEvent>
 #include <QLineEdit>
+#include <QStyle>
 #include <QListView>
 #include <QPainter>
 #include <QScreen>
@@ -18,6 +19,7 @@
 #include <QStandardItemModel>
 #include <QStyledItemDelegate>
 #include <QVBoxLayout>
+#include <algorithm>
 
 // The identities a button offers: its list without those its owner excludes.
 class MGIdentityExclusionModel : public QSortFilterProxyModel
@@ -338,8 +340,17 @@ void MGIdentityPopUpButton::showPopup()
     delete m_popUp;
     m_popUp = new MGIdentityPopUp(this);
     const QRect screen = this->screen() ? this->screen()->availableGeometry() : QRect(0, 0, 1024, 768);
-    const QPoint below = mapToGlobal(QPoint(0, height()));
-    const int width = qMax(this->width(), 280);
+    QPoint below = mapToGlobal(QPoint(0, height()));
+    // As wide as the longest name needs (beside its icon, with the scroll bar), within the
+    // screen: moved left where the screen ends first.
+    const QFontMetrics metrics(m_popUp->list()->font());
+    int widest = 0;
+    for (int row = 0, rows = model()->rowCount(); row < rows; ++row)
+        widest = qMax(widest, metrics.horizontalAdvance(model()->index(row, 0).data().toString()));
+    const int chrome = m_popUp->list()->iconSize().width() + style()->pixelMetric(QStyle::PM_ScrollBarExtent)
+        + 6 * style()->pixelMetric(QStyle::PM_FocusFrameHMargin) + 24;
+    const int width = qMin(std::max({this->width(), 280, widest + chrome}), screen.width());
+    below.setX(qMax(screen.left(), qMin(below.x(), screen.right() + 1 - width)));
     const int height = qMin(360, screen.bottom() - below.y());
     m_popUp->setGeometry(QRect(below, QSize(width, qMax(height, 160))));
     m_popUp->show();
