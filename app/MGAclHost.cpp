@@ -7,6 +7,7 @@
 #include "MGAclHostInstance.h"
 #include "MGAclMenuBar.h"
 #include "MGAclPlugin.h"
+#include "MGAclWindowArguments.h"
 #include "MGIdentityPopUpButton.h"
 #include "MGTabViewController.h"
 #include "MGWindowController.h"
@@ -20,6 +21,7 @@
 #include <QEventLoop>
 #include <QFileInfo>
 #include <QLineEdit>
+#include <QMessageBox>
 #include <QPainter>
 #include <QTimer>
 #include <cstdio>
@@ -53,7 +55,26 @@ int MGAclHost::run(const QByteArrayList &paths, const QString &instanceName)
     open(paths);
     if (m_open > 0)
         m_loop.exec();
-    return 0;
+    return m_failed ? 1 : 0;
+}
+
+void MGAclHost::showOpenError(const QByteArray &path, const QString &problem)
+{
+    // A desktop launcher's standard error is seen by nobody: the reason gets a window of its
+    // own, and the host runs until it is closed.
+    m_failed = true;
+    auto *box = new QMessageBox(QMessageBox::Critical, QApplication::applicationDisplayName(),
+                                QStringLiteral("Cannot open \u201c%1\u201d").arg(QFile::decodeName(path)),
+                                QMessageBox::Ok);
+    box->setObjectName(QStringLiteral("openError"));
+    box->setInformativeText(problem);
+    box->setAttribute(Qt::WA_DeleteOnClose);
+    ++m_open;
+    QObject::connect(box, &QObject::destroyed, &m_loop, [this] {
+        if (--m_open == 0)
+            m_loop.quit();
+    });
+    box->show();
 }
 
 void MGAclHost::open(const QByteArrayList &paths)
@@ -63,8 +84,17 @@ void MGAclHost::open(const QByteArrayList &paths)
     if (!factory)
         return;
     QList<MGHostItem> items;
-    for (const QByteArray &path : paths)
+    for (const QByteArray &path : paths) {
+        MGAclWindowArguments window;
+        window.path = path;
+        if (const QString problem = window.itemProblem(); !problem.isEmpty()) {
+            showOpenError(path, problem);
+            continue;
+        }
         items << MGHostItem::fromPath(path);
+    }
+    if (items.isEmpty())
+        return;
     // The host keeps nothing of the plug-in object once it has the items; it runs until
     // every object it made has freed itself.
     const std::shared_ptr<MGMenuPlugin> plugin = factory->plugin();

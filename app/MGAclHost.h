@@ -48,6 +48,9 @@ public:
     // sheet or chooser open over it) as a PNG.
     int screenshot(const Screenshot &request);
 
+    // Says in a window of its own why `path` cannot be opened.
+    void showOpenError(const QByteArray &path, const QString &problem);
+
 private:
     // Every ACL window gets the host's menu bar.
     static void attachMenuBars();
@@ -55,4 +58,5 @@ private:
     QPluginLoader m_loader;
     QEventLoop m_loop;
     int m_open = 0;
+    bool m_failed = false; // an item could not be opened
 };

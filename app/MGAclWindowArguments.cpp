@@ -73,13 +73,8 @@ std::optional<MGAclWindowArguments> MGAclWindowArguments::read(const QByteArrayL
 
 QString MGAclWindowArguments::problem() const
 {
-    const MGItemPaths::Resolution item = MGItemPaths::resolve(path);
-    if (!item.exists) {
-        const bool danglingLink = QFileInfo(QFile::decodeName(path)).isSymLink();
-        return danglingLink
-            ? QStringLiteral("\u201c%1\u201d is a link to something that is not there.").arg(QFile::decodeName(path))
-            : QStringLiteral("\u201c%1\u201d: %2.").arg(QFile::decodeName(path), QString::fromLocal8Bit(std::strerror(item.error)));
-    }
+    if (const QString item = itemProblem(); !item.isEmpty())
+        return item;
     if (screenshot) {
         const QFileInfo picture(out);
         if (!picture.absoluteDir().exists())
@@ -87,10 +82,27 @@ QString MGAclWindowArguments::problem() const
                 .arg(picture.absolutePath());
         return QString();
     }
-    if (qEnvironmentVariableIsEmpty("DISPLAY") && qEnvironmentVariableIsEmpty("WAYLAND_DISPLAY")
-        && qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM"))
+    if (!hasDisplay())
         return QStringLiteral("There is no display to show the window on (neither DISPLAY nor WAYLAND_DISPLAY is set). "
                               "\u201cmarrowgate-acl list\u201d shows the entries as text, and \u201cmarrowgate-acl "
                               "screenshot\u201d writes a picture of the window.");
+    return QString();
+}
+
+bool MGAclWindowArguments::hasDisplay()
+{
+    return !qEnvironmentVariableIsEmpty("DISPLAY") || !qEnvironmentVariableIsEmpty("WAYLAND_DISPLAY")
+        || !qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM");
+}
+
+QString MGAclWindowArguments::itemProblem() const
+{
+    const MGItemPaths::Resolution item = MGItemPaths::resolve(path);
+    if (!item.exists) {
+        const bool danglingLink = QFileInfo(QFile::decodeName(path)).isSymLink();
+        return danglingLink
+            ? QStringLiteral("\u201c%1\u201d is a link to something that is not there.").arg(QFile::decodeName(path))
+            : QStringLiteral("\u201c%1\u201d: %2.").arg(QFile::decodeName(path), QString::fromLocal8Bit(std::strerror(item.error)));
+    }
     return QString();
 }

@@ -27,4 +27,8 @@ struct MGAclWindowArguments
     // What else must hold before the window is shown: the item exists, the picture's folder
     // exists, there is a display to show a window on. Empty when all does.
     QString problem() const;
+    // What is wrong with the item alone (missing, a link to nothing); empty when it is there.
+    QString itemProblem() const;
+    // Whether a window can be shown: a display, or a platform named by QT_QPA_PLATFORM.
+    static bool hasDisplay();
 };

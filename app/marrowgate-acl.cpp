@@ -54,7 +54,11 @@ int main(int argc, char **argv)
         }
         if (const QString problem = window->problem(); !problem.isEmpty()) {
             std::fprintf(stderr, "%s\n", qPrintable(problem));
-            return MGAclCommandLine::Failure;
+            // Started from a desktop, nobody reads standard error: the window host says it
+            // in a window too (and ends with the same status).
+            const bool shown = !window->screenshot && MGAclWindowArguments::hasDisplay() && !window->itemProblem().isEmpty();
+            if (!shown)
+                return MGAclCommandLine::Failure;
         }
         return runWindowHost(argv);
     }

@@ -1,6 +1,8 @@
 // One window host per user and display: later starts hand their item over, and the
 // windows of one host cascade.
 #include "MGAclHost.h"
+#include <QTimer>
+#include <QMessageBox>
 #include "MGAclHostInstance.h"
 #include "MGWindow.h"
 #include "PluginHelpers.h"
@@ -122,6 +124,31 @@ private slots:
         for (MGWindow *window : shown)
             window->closeWithoutAsking();
         QTRY_VERIFY(windows().isEmpty());
+    }
+
+    // A path that cannot be opened, as a desktop launcher passes it: the reason in a window,
+    // and the host ends with status 1 once it is closed.
+    void aPathThatCannotBeOpenedIsSaidInAWindow()
+    {
+        MGAclHost host;
+        const QByteArray missing = QFile::encodeName(tmp.path("not-there"));
+        QString text, informative;
+        QTimer::singleShot(0, [&] {
+            QMessageBox *box = nullptr;
+            QVERIFY(QTest::qWaitFor([&] {
+                for (QWidget *top : QApplication::topLevelWidgets())
+                    if (top->objectName() == "openError" && top->isVisible())
+                        box = qobject_cast<QMessageBox *>(top);
+                return box != nullptr;
+            }));
+            text = box->text();
+            informative = box->informativeText();
+            QTest::keyClick(box, Qt::Key_Return);
+        });
+        QCOMPARE(host.run({missing}), 1);
+        QCOMPARE(text, QStringLiteral("Cannot open \u201c%1\u201d").arg(QFile::decodeName(missing)));
+        QVERIFY2(informative.contains("No such file or directory"), qPrintable(informative));
+        QVERIFY(windows().isEmpty());
     }
 };
 
