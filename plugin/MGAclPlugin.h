@@ -74,6 +74,9 @@ public:
     QList<MGTreeNode::Pointer> access() const override;
     QString accessBlockedBy() const override { return m_accessBlockedBy; } // main thread
     QString aclUnavailableReason() const override { return m_aclUnavailable; } // main thread
+    Notice notice() const override; // main thread
+    void reloadFromDisk() override;
+    void keepEditsOverDisk() override;
     void setAccess(const QList<MGTreeNode::Pointer> &access); // main thread
     CBIdentity identity() const override;
     void setIdentity(const CBIdentity &identity) override;
@@ -139,6 +142,9 @@ private:
     void updateMasks();
     void showError(const MGError &error);
     void reload();
+    // Why nobody can change the item, and that saving will ask for an authorisation (each
+    // empty when not so); work queue: it looks at the file system.
+    std::pair<QString, QString> changeNotices() const;
 
     mutable QMutex m_stateLock; // guards what the work queue and reply threads also read
     QUrl m_url;
@@ -149,6 +155,13 @@ private:
     QList<MGTreeNode::Pointer> m_access;
     QString m_accessBlockedBy; // main thread
     QString m_aclUnavailable; // main thread
+    // What the window says about the item (see notice()), main thread: why nobody can change
+    // it, or that saving will ask for an authorisation, found when it is read; and whether
+    // it changed on disk while edited, or went away.
+    QString m_changeBlocked;
+    QString m_asksAuthorisation;
+    bool m_changedOnDisk = false;
+    bool m_gone = false;
     CBIdentity m_identity;
     bool m_canRevertEntries = false;
     std::atomic<bool> m_canUpdateAccess = true;

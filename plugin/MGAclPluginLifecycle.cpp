@@ -147,6 +147,10 @@ MGWindow *MGAclPlugin::window() const
 bool MGAclPlugin::validateMenuItem(QAction *item)
 {
     const QString action = item->objectName();
+    // An item nobody can change, or one gone away, takes no command that edits or writes.
+    const Notice::Kind kind = notice().kind;
+    if ((kind == Notice::Blocked || kind == Notice::Gone) && action != QLatin1String("keepMask:"))
+        return false;
     if (action == QLatin1String("revertEntries:") || action == QLatin1String("saveEntries:"))
         return canRevertEntries();
     if (action == QLatin1String("sortEntriesCanonically:"))

@@ -2,9 +2,11 @@
 
 #include "MGAclEntriesWatch.h"
 #include "MGAclSupport.h"
+#include "MGChangeBlockers.h"
 #include "MGErrorAlert.h"
 #include "MGIdentities.h"
 #include "MGItemPaths.h"
+#include "NTLocalizedString.h"
 #include "MGTabViewController.h"
 #include "MGUrlResources.h"
 #include "MGWindowController.h"
@@ -14,6 +16,8 @@
 #include <QFileInfo>
 #include <QThread>
 #include <QTimer>
+#include <sys/stat.h>
+#include <unistd.h>
 
 QUrl MGAclPlugin::url() const
 {
@@ -52,9 +56,14 @@ void MGAclPlugin::updateEntries()
             self->setRevertedEntries(MGAclLists::deepCopy(*list));
             // Asked here, off the main thread: it touches the file system.
             const QString unavailable = MGAclSupport::unavailableReason(self->url().toLocalFile());
-            MGMainQueue::async([self, list = *list, unavailable] {
+            const auto [blocked, asksAuthorisation] = self->changeNotices();
+            MGMainQueue::async([self, list = *list, unavailable, blocked, asksAuthorisation] {
                 self->m_aclUnavailable = unavailable;
+                self->m_changeBlocked = blocked;
+                self->m_asksAuthorisation = asksAuthorisation;
+                self->m_changedOnDisk = self->m_gone = false;
                 self->setEntries(list);
+                emit self->noticeChanged();
             });
         } else if (error) {
             self->showError(*error);
@@ -206,10 +215,26 @@ void MGAclPlugin::watchEntries(bool watch)
     // While the entries are shown and not edited, a change made elsewhere is shown too; an
     // edited list is left alone (its save will say that the item changed).
     const std::weak_ptr<MGAclPlugin> weak = shared_from_this();
-    m_entriesWatch = new MGAclEntriesWatch(MGItemPaths::nativePath(url()), [weak] {
-        MGMainQueue::async([weak] {
-            if (const Pointer self = weak.lock(); self && !self->canRevertEntries())
+    // An edited list is kept, and the window says the item changed (or went away).
+    const QByteArray path = MGItemPaths::nativePath(url());
+    struct stat read {};
+    const bool known = ::stat(path.constData(), &read) == 0;
+    m_entriesWatch = new MGAclEntriesWatch(path, [weak, path, known, read] {
+        struct stat now {};
+        const bool gone = known && (::stat(path.constData(), &now) != 0 || now.st_ino != read.st_ino || now.st_dev != read.st_dev);
+        MGMainQueue::async([weak, gone] {
+            const Pointer self = weak.lock();
+            if (!self)
+                return;
+            if (gone) {
+                self->m_gone = true;
+                emit self->noticeChanged();
+            } else if (!self->canRevertEntries()) {
                 self->reload();
+            } else if (!self->m_changedOnDisk) {
+                self->m_changedOnDisk = true;
+                emit self->noticeChanged();
+            }
         });
     }, queue()->context());
 }
@@ -286,4 +311,66 @@ void MGAclPlugin::showError(const MGError &error)
 {
     const Pointer self = shared_from_this();
     MGMainQueue::async([self, error] { MGErrorAlert::showWithWindow(error, self->window()); });
+}
+
+std::pair<QString, QString> MGAclPlugin::changeNotices() const
+{
+    const QByteArray path = MGItemPaths::nativePath(url());
+    const QString shown = MGItemPaths::shownPath(url());
+    if (const MGResultError blocked = MGChangeBlockers::checkPath(path, MGChangeBlockers::ChangeFailure, shown))
+        return {blocked->localizedDescription(), QString()};
+    struct stat status {};
+    if (::stat(path.constData(), &status) == 0 && getuid() != 0 && status.st_uid != getuid())
+        return {QString(), NTLocalizedString::localize(QStringLiteral("You do not own \u201c%1\u201d: saving asks for an "
+                                                                      "administrator\u2019s authorisation."),
+                                                       QStringLiteral("ACL"))
+                               .arg(shown)};
+    return {};
+}
+
+MGAclDocument::Notice MGAclPlugin::notice() const
+{
+    if (m_gone)
+        return {Notice::Gone, NTLocalizedString::localize(QStringLiteral("\u201c%1\u201d was deleted or moved away: there "
+                                                                         "is nothing here to save to."),
+                                                          QStringLiteral("ACL"))
+                                  .arg(MGItemPaths::shownPath(url()))};
+    if (!m_changeBlocked.isEmpty())
+        return {Notice::Blocked, m_changeBlocked};
+    if (m_changedOnDisk)
+        return {Notice::ChangedOnDisk,
+                NTLocalizedString::localize(QStringLiteral("\u201c%1\u201d was changed on disk since it was read."),
+                                            QStringLiteral("ACL"))
+                    .arg(MGItemPaths::shownPath(url()))};
+    if (!m_aclUnavailable.isEmpty())
+        return {Notice::NoAcls, m_aclUnavailable};
+    if (!m_asksAuthorisation.isEmpty())
+        return {Notice::AsksAuthorisation, m_asksAuthorisation};
+    return {};
+}
+
+void MGAclPlugin::reloadFromDisk()
+{
+    reload();
+}
+
+void MGAclPlugin::keepEditsOverDisk()
+{
+    // What is on disk now becomes what the edits are compared with and written over.
+    const Pointer self = shared_from_this();
+    queue()->async([self] {
+        self->getEntriesWithUrl(self->url(), [self](std::optional<MGAclList> list, MGResultError error) {
+            if (!list) {
+                if (error)
+                    self->showError(*error);
+                return;
+            }
+            self->setRevertedEntries(MGAclLists::deepCopy(*list));
+            MGMainQueue::async([self] {
+                self->m_changedOnDisk = false;
+                self->setCanRevertEntries(!MGAclLists::isEqualToList(self->entries(), self->revertedEntries()));
+                emit self->noticeChanged();
+            });
+        });
+    });
 }

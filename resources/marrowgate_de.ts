@@ -559,6 +559,34 @@
         <source>Another entry for this user or group already applies there</source>
         <translation>Für diesen Benutzer oder diese Gruppe gilt dort bereits ein anderer Eintrag</translation>
     </message>
+    <message>
+        <source>Reload</source>
+        <translation>Neu laden</translation>
+    </message>
+    <message>
+        <source>Keep my edits</source>
+        <translation>Meine Änderungen behalten</translation>
+    </message>
+    <message>
+        <source>Reads the item again; the edits are dropped</source>
+        <translation>Liest das Objekt neu ein; die Änderungen werden verworfen</translation>
+    </message>
+    <message>
+        <source>Keeps the edits; saving writes them over what is on disk</source>
+        <translation>Behält die Änderungen; Sichern schreibt sie über den Stand auf dem Datenträger</translation>
+    </message>
+    <message>
+        <source>“%1” was changed on disk since it was read.</source>
+        <translation>„%1“ wurde seit dem Einlesen auf dem Datenträger geändert.</translation>
+    </message>
+    <message>
+        <source>“%1” was deleted or moved away: there is nothing here to save to.</source>
+        <translation>„%1“ wurde gelöscht oder verschoben: Hier kann nichts gesichert werden.</translation>
+    </message>
+    <message>
+        <source>You do not own “%1”: saving asks for an administrator’s authorisation.</source>
+        <translation>„%1“ gehört Ihnen nicht: Beim Sichern wird eine Administratorberechtigung angefragt.</translation>
+    </message>
 </context>
 <context>
     <name>Localizable</name>

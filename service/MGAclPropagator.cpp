@@ -131,7 +131,7 @@ MGResultError MGAclPropagator::run()
         return error;
     // Marked items inside the tree only fail themselves; a read-only file system fails all.
     if (!m_dryRun) {
-        if (MGResultError blocked = MGChangeBlockers::check(m_item, failure, MGChangeBlockers::Scope::FileSystem))
+        if (MGResultError blocked = m_item.changeBlocker(failure, MGChangeBlockers::Scope::FileSystem))
             return blocked;
     }
     // The folder itself, for reading: the same inode as the resolved item.

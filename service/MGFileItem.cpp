@@ -4,6 +4,7 @@
 #include <atomic>
 #include <cerrno>
 #include <linux/openat2.h>
+#include <sys/statvfs.h>
 #include <sys/syscall.h>
 #include <sys/xattr.h>
 #include <unistd.h>
@@ -155,4 +156,14 @@ void setUseNewerCalls(bool use)
 {
     useNewerCalls = use;
 }
+}
+
+MGResultError MGFileItem::changeBlocker(const QString &failure, MGChangeBlockers::Scope scope) const
+{
+    // The status carries the item's marks whatever was asked for.
+    struct statx status {};
+    const bool known = this->status(&status) == 0;
+    struct statvfs fileSystem {};
+    const bool readOnly = fstatvfs(descriptor(), &fileSystem) == 0 && (fileSystem.f_flag & ST_RDONLY);
+    return MGChangeBlockers::describe(known ? &status : nullptr, readOnly, failure, shownPath(), scope);
 }

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "MGChangeBlockers.h"
 #include "MGError.h"
 
 #include <QByteArray>
@@ -32,6 +33,9 @@ public:
 
     // Type, mode, owner, group, link count and mount of the item; 0 or an errno.
     int status(struct statx *status) const;
+    // What keeps anyone from changing the item (see MGChangeBlockers), found through its
+    // descriptor.
+    MGResultError changeBlocker(const QString &failure, MGChangeBlockers::Scope scope = MGChangeBlockers::Scope::Item) const;
     // An error about this item: "<what> “<path>”: <system message>".
     MGError error(int errnoValue, const QString &what) const;
 

@@ -142,16 +142,14 @@ MGResultError MGPosixAclStore::write(const MGFileItem &item, const MGAclList &li
         if (auto changed = MGPosixLists::changedSince(*current, *expected, WriteFailure, item.shownPath()))
             return *changed;
     }
-    if (!S_ISDIR(current->mode) && !S_ISREG(current->mode))
-        return MGError::posixError(EINVAL, QStringLiteral("%1 \u201c%2\u201d: it is %3, and only folders and regular "
-                                                          "files are changed")
-                                               .arg(WriteFailure, item.shownPath(), MGPosixLists::kindOf(current->mode)));
+    if (MGResultError kind = MGChangeBlockers::kindBlocker(current->mode, WriteFailure, item.shownPath()))
+        return kind;
     const MGResult<MGPosixItemState> target = MGPosixLists::stateFromList(list, *current, item.shownPath());
     if (!target)
         return target.error();
     if (sameState(*current, *target))
         return std::nullopt;
-    if (MGResultError blocked = MGChangeBlockers::check(item, WriteFailure))
+    if (MGResultError blocked = item.changeBlocker(WriteFailure))
         return blocked;
     MGResultError error = apply(item, *current, *target);
     if (error) {

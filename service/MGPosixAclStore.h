@@ -1,6 +1,7 @@
 #pragma once
 
 #include "MGAclList.h"
+#include "MGChangeBlockers.h"
 #include "MGError.h"
 #include "MGFileItem.h"
 #include "MGPosixLists.h"
@@ -29,5 +30,5 @@ public:
     static MGResult<MGPosixItemState> readState(const MGFileItem &item);
 
     static inline const QString ReadFailure = QStringLiteral("Cannot read the permissions of");
-    static inline const QString WriteFailure = QStringLiteral("Cannot change the permissions of");
+    static inline const QString WriteFailure = MGChangeBlockers::ChangeFailure;
 };

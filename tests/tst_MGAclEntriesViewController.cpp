@@ -179,8 +179,8 @@ private slots:
         QVERIFY(shOk(QStringLiteral("touch %1 && chmod 600 %1").arg(quoted(file))));
         MGAclPlugin::Pointer plugin = openWindow(file);
         MGAclEntriesViewController *view = entriesView(plugin);
-        QLabel *note = view->aclUnavailableNote();
-        QTRY_VERIFY(note->isVisible());
+        QLabel *note = view->noticeBar()->label();
+        QTRY_VERIFY(view->noticeBar()->isVisible());
         QVERIFY2(note->text().contains("(ramfs)"), qPrintable(note->text()));
         QVERIFY(!view->addButton()->isEnabled());
         QTest::mouseClick(view->addButton(), Qt::LeftButton);

@@ -1,4 +1,5 @@
 #include "MGAclEntriesTableModel.h"
+#include "FileSystemHelpers.h"
 #include "PluginHelpers.h"
 
 #include "MGAclEntriesViewController.h"
@@ -505,6 +506,118 @@ private slots:
         plugin->tabViewController()->setSelectedTabViewItemIndex(0);
         QTRY_VERIFY(!plugin->fileEventer());
         plugin->window()->close();
+    }
+
+    void theEntriesFollowChangesMadeElsewhereWhileUnedited()
+    {
+        // chmod and setfacl in a shell reach the shown, unedited list half a second later.
+        const QString folder = tmp.path("followed");
+        QVERIFY(shOk("mkdir " + quoted(folder) + " && chmod 775 " + quoted(folder)));
+        MGAclPlugin::Pointer plugin = openWindow(folder);
+        QSignalSpy changed(plugin.get(), &MGAclPlugin::entriesChanged);
+        QVERIFY(shOk("chmod o= " + quoted(folder)));
+        QVERIFY(changed.wait(5000));
+        QCOMPARE(Set::shortText(otherEntry(plugin->entries())->permissions(), true), QStringLiteral("---"));
+        QVERIFY(shOk("setfacl -m u:daemon:rx " + quoted(folder)));
+        QTRY_COMPARE(MGAclLists::aclEntries(plugin->entries()).size(), 1);
+        QVERIFY(!plugin->window()->isWindowModified());
+        plugin->window()->closeWithoutAsking();
+    }
+
+    void aChangeOnDiskToAnEditedListIsSaidWithTwoWaysOn_data()
+    {
+        QTest::addColumn<bool>("keep");
+        QTest::newRow("reload") << false;
+        QTest::newRow("keep my edits") << true;
+    }
+    void aChangeOnDiskToAnEditedListIsSaidWithTwoWaysOn()
+    {
+        QFETCH(bool, keep);
+        const QString folder = tmp.path(QStringLiteral("changed-on-disk-%1").arg(keep));
+        QVERIFY(shOk("mkdir " + quoted(folder) + " && chmod 775 " + quoted(folder)));
+        MGAclPlugin::Pointer plugin = openWindow(folder);
+        MGAclEntriesViewController *view = entriesView(plugin);
+        MGAclNoticeBar *bar = view->noticeBar();
+        QVERIFY(!bar->isVisible());
+        // The user edits, then someone else changes the folder.
+        otherEntry(plugin->entries())->setPermissions(Set::fromPosixBits(0, true));
+        QVERIFY(plugin->window()->isWindowModified());
+        QVERIFY(shOk("setfacl -m u:daemon:rx " + quoted(folder)));
+        QTRY_VERIFY(bar->isVisible());
+        QVERIFY2(bar->label()->text().contains("changed on disk"), qPrintable(bar->label()->text()));
+        QVERIFY(bar->reloadButton()->isVisible() && bar->keepButton()->isVisible());
+        QVERIFY(MGAclLists::aclEntries(plugin->entries()).isEmpty()); // the edit is still there, nothing lost
+        QSignalSpy notices(plugin.get(), &MGAclPlugin::noticeChanged);
+        QTest::mouseClick(keep ? bar->keepButton() : bar->reloadButton(), Qt::LeftButton);
+        QVERIFY(notices.wait(10000));
+        QTRY_VERIFY(!bar->isVisible());
+        if (!keep) {
+            // As on disk: daemon's entry, others may read; nothing edited.
+            QCOMPARE(MGAclLists::aclEntries(plugin->entries()).size(), 1);
+            QVERIFY(!plugin->window()->isWindowModified());
+        } else {
+            // The edit stays, and a save writes it over what is on disk, as chosen.
+            QVERIFY(plugin->window()->isWindowModified());
+            QSignalSpy reloaded(plugin.get(), &MGAclPlugin::entriesChanged);
+            plugin->saveEntries(plugin.get());
+            QVERIFY(reloaded.wait(10000));
+            QTRY_VERIFY(!plugin->window()->isWindowModified());
+            QVERIFY2(facl(folder).contains("other::---") && !facl(folder).contains("daemon"), qPrintable(facl(folder)));
+        }
+        plugin->window()->closeWithoutAsking();
+    }
+
+    void anItemDeletedWhileShownIsSaidAndCannotBeSaved()
+    {
+        const QString file = tmp.path("deleted-while-shown");
+        QVERIFY(shOk("touch " + quoted(file)));
+        MGAclPlugin::Pointer plugin = openWindow(file);
+        otherEntry(plugin->entries())->setPermissions(Set::fromPosixBits(0, false));
+        QVERIFY(shOk("rm " + quoted(file)));
+        MGAclNoticeBar *bar = entriesView(plugin)->noticeBar();
+        QTRY_VERIFY(bar->isVisible());
+        QVERIFY2(bar->label()->text().contains("deleted or moved"), qPrintable(bar->label()->text()));
+        QVERIFY(!bar->reloadButton()->isVisible());
+        QAction save;
+        save.setObjectName("saveEntries:");
+        QVERIFY(!plugin->validateMenuItem(&save));
+        plugin->window()->closeWithoutAsking();
+    }
+
+    void whatNobodyCanChangeIsSaidWhenTheWindowOpens_data()
+    {
+        QTest::addColumn<QString>("fileSystem");
+        QTest::addColumn<QString>("make"); // ITEM is the item's path, MOUNT the file system's
+        QTest::addColumn<QString>("said");
+        QTest::newRow("FIFO") << "tmpfs" << "mkfifo ITEM" << "only folders and regular files";
+        QTest::newRow("read-only mount") << "tmpfs" << "touch ITEM && mount -o remount,ro MOUNT" << "mounted read-only";
+        QTest::newRow("immutable") << "ext4" << "touch ITEM && chattr +i ITEM" << "marked immutable";
+        QTest::newRow("append-only") << "ext4" << "touch ITEM && chattr +a ITEM" << "marked append-only";
+    }
+    void whatNobodyCanChangeIsSaidWhenTheWindowOpens()
+    {
+        QFETCH(QString, fileSystem);
+        QFETCH(QString, make);
+        QFETCH(QString, said);
+        ScratchFileSystem fs(fileSystem);
+        REQUIRE_MOUNTED(fs);
+        const QString item = fs.path("item");
+        QVERIFY(shOk(QString(make).replace("ITEM", quoted(item)).replace("MOUNT", quoted(fs.path()))));
+        MGAclPlugin::Pointer plugin = openWindow(item);
+        MGAclEntriesViewController *view = entriesView(plugin);
+        QTRY_VERIFY(view->noticeBar()->isVisible());
+        QVERIFY2(view->noticeBar()->label()->text().contains(said), qPrintable(view->noticeBar()->label()->text()));
+        // Nothing can be edited, so nothing is ever sent, and no authorisation is asked.
+        QVERIFY(!view->addButton()->isEnabled());
+        const QModelIndex group = view->model()->index(view->model()->rowCount() - 1, MGAclEntriesTableModel::PermissionGroupColumn);
+        QVERIFY(!(view->model()->flags(group) & Qt::ItemIsEditable));
+        for (const char *command : {"saveEntries:", "inheritEntriesFromParent:", "propagateEntries:"}) {
+            QAction action;
+            action.setObjectName(command);
+            QVERIFY2(!plugin->validateMenuItem(&action), command);
+        }
+        plugin->window()->closeWithoutAsking();
+        shOk("chattr -i -a " + quoted(item) + " 2>/dev/null; mount -o remount,rw " + quoted(fs.path()));
     }
 
     void afterAnAccessFailureReenteringTheTabFetchesAgain()

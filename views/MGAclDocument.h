@@ -30,6 +30,25 @@ public:
     // Why the item can hold no ACL entries (its file system keeps none); empty when it can.
     // Changes with entries.
     virtual QString aclUnavailableReason() const = 0;
+    // What the window says above the entries about the item itself.
+    struct Notice
+    {
+        enum Kind {
+            None,
+            AsksAuthorisation, // saving will ask for an administrator's authorisation
+            NoAcls, // its file system keeps no ACLs: only the permission bits can be changed
+            ChangedOnDisk, // changed elsewhere while the list is edited: reload, or keep the edits
+            Blocked, // nobody can change it (a mark, a read-only mount, its kind): editing is off
+            Gone, // deleted or moved away: nothing can be saved
+        };
+        Kind kind = None;
+        QString text;
+    };
+    virtual Notice notice() const = 0;
+    // The two answers to ChangedOnDisk: read the item again, dropping the edits; or keep
+    // them, so that a save writes them over what is on disk.
+    virtual void reloadFromDisk() = 0;
+    virtual void keepEditsOverDisk() = 0;
     virtual CBIdentity identity() const = 0;
     virtual void setIdentity(const CBIdentity &identity) = 0;
     virtual QVariantList identities() const = 0;
@@ -41,6 +60,7 @@ public:
 
 signals:
     void entriesChanged();
+    void noticeChanged();
     void accessChanged();
     void identitiesChanged();
     void identityChanged();

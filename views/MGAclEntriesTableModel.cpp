@@ -412,6 +412,16 @@ QVariant MGAclEntriesTableModel::headerData(int section, Qt::Orientation orienta
                                                  : QVariant();
 }
 
+void MGAclEntriesTableModel::setReadOnly(bool readOnly)
+{
+    if (readOnly == m_readOnly)
+        return;
+    m_readOnly = readOnly;
+    // The flags of every cell change.
+    if (rowCount() > 0)
+        emit dataChanged(index(0, 0), index(rowCount() - 1, ColumnCount - 1));
+}
+
 Qt::ItemFlags MGAclEntriesTableModel::flags(const QModelIndex &index) const
 {
     if (!index.isValid())
@@ -421,6 +431,8 @@ Qt::ItemFlags MGAclEntriesTableModel::flags(const QModelIndex &index) const
         return Qt::ItemIsEnabled;
     // ACL entries can be dragged to another place in the list (or out of it).
     Qt::ItemFlags flags = Qt::ItemIsEnabled | Qt::ItemIsSelectable;
+    if (m_readOnly)
+        return flags;
     if (entry->isAcl())
         flags |= Qt::ItemIsDragEnabled;
     // Inherited entries are shown, not changed; the owner, owning group, everyone and the
@@ -475,6 +487,8 @@ bool MGAclEntriesTableModel::canDropMimeData(const QMimeData *, Qt::DropAction, 
                                              const QModelIndex &parent) const
 {
     // What is dragged and from where does not matter, only where it would land.
+    if (m_readOnly)
+        return false;
     const int above = row >= 0 ? row : parent.row();
     const qsizetype n = MGAclLists::aclEntries(m_list).size();
     return above >= 1 && above <= n + 1;

@@ -46,6 +46,9 @@ public:
 
     // Where drops go (moves) and what the list was read as (for what a raised mask widens).
     void setDocument(MGAclDocument *document) { m_document = document; }
+    // Nothing can be edited, moved or dropped while the item cannot be changed.
+    void setReadOnly(bool readOnly);
+    bool isReadOnly() const { return m_readOnly; }
 
     const MGAclList &list() const { return m_list; }
     void setList(const MGAclList &list);
@@ -108,4 +111,5 @@ private:
     mutable std::unique_ptr<MGPosixRules::IdentityUse> m_identityUse;
     mutable std::optional<QHash<const MGAclEntry *, int>> m_gains;
     mutable std::optional<std::array<std::optional<int>, 2>> m_masks;
+    bool m_readOnly = false;
 };

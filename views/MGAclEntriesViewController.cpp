@@ -12,8 +12,11 @@
 #include "MGWindow.h"
 #include "NTLocalizedString.h"
 #include "NTLocalizedView.h"
+#include "MGAclNoticeBar.h"
 #include "ui_MGAclEntriesView.h"
 
+#include <QApplication>
+#include <QBoxLayout>
 #include <QHeaderView>
 #include <QKeyEvent>
 #include <QCursor>
@@ -33,6 +36,7 @@ MGAclEntriesViewController::MGAclEntriesViewController(MGAclDocument *acl) : m_a
     connect(m_model, &MGAclEntriesTableModel::customPermissionsChosen, this,
             &MGAclEntriesViewController::selectPermissionGroup);
     if (acl) {
+        connect(acl, &MGAclDocument::noticeChanged, this, &MGAclEntriesViewController::showNotice);
         m_model->setList(acl->entries());
         connect(acl, &MGAclDocument::entriesChanged, this, &MGAclEntriesViewController::entriesChanged);
     }
@@ -50,7 +54,17 @@ QWidget *MGAclEntriesViewController::loadView()
     Ui::MGAclEntriesView ui;
     ui.setupUi(view);
     m_tableView = ui.tableView;
-    m_aclUnavailableNote = ui.aclUnavailableNote;
+    m_noticeBar = new MGAclNoticeBar(view);
+    // Above the table, where the entries would be.
+    static_cast<QBoxLayout *>(view->layout())->insertWidget(0, m_noticeBar);
+    connect(m_noticeBar, &MGAclNoticeBar::reloadChosen, this, [this] {
+        if (m_acl)
+            m_acl->reloadFromDisk();
+    });
+    connect(m_noticeBar, &MGAclNoticeBar::keepChosen, this, [this] {
+        if (m_acl)
+            m_acl->keepEditsOverDisk();
+    });
     m_addButton = ui.addButton;
     m_removeButton = ui.removeButton;
     m_actionPopUpButton = ui.actionPopUpButton;
@@ -265,7 +279,7 @@ bool MGAclEntriesViewController::validateMenuItem(QAction *item) const
     if (action == QLatin1String("removeEntry:"))
         return m_canRemoveEntry;
     if (action == QLatin1String("showPermissions:"))
-        return selectedRow() > 0; // row 0 is the ACL section's title
+        return selectedRow() > 0 && !m_model->isReadOnly(); // row 0 is the ACL section's title
     return false;
 }
 
@@ -373,8 +387,9 @@ void MGAclEntriesViewController::tableViewSelectionDidChange()
     MGAclEntry::Pointer entry;
     if (row >= 0 && row < m_model->list().size())
         entry = MGAclLists::entryPointerOf(m_model->list().at(row));
-    m_canAddEntry = (!entry || entry->isAcl()) && !(m_acl && !m_acl->aclUnavailableReason().isEmpty());
-    m_canRemoveEntry = entry && entry->isAcl() && !entry->inherited();
+    m_canAddEntry = (!entry || entry->isAcl()) && !(m_acl && !m_acl->aclUnavailableReason().isEmpty())
+        && !m_model->isReadOnly();
+    m_canRemoveEntry = entry && entry->isAcl() && !entry->inherited() && !m_model->isReadOnly();
     m_selectedEntry = entry;
     emit selectionStateChanged();
 }
@@ -384,13 +399,7 @@ void MGAclEntriesViewController::entriesChanged()
     const MGAclEntry::Pointer previousEntry = m_selectedEntry;
     const bool added = m_entryAdded;
     m_model->setList(m_acl ? m_acl->entries() : MGAclList());
-    if (m_aclUnavailableNote) {
-        // Said above the table, where the entries would be; adding them is off.
-        const QString unavailable = m_acl ? m_acl->aclUnavailableReason() : QString();
-        m_aclUnavailableNote->setText(unavailable);
-        m_aclUnavailableNote->setAccessibleName(unavailable);
-        m_aclUnavailableNote->setVisible(!unavailable.isEmpty());
-    }
+    showNotice();
     if (m_tableView) {
         showTitleRows();
         if (previousEntry) {
@@ -424,4 +433,17 @@ void MGAclEntriesViewController::entriesChanged()
             }
         });
     }
+}
+
+void MGAclEntriesViewController::showNotice()
+{
+    const MGAclDocument::Notice notice = m_acl ? m_acl->notice() : MGAclDocument::Notice();
+    const bool readOnly = notice.kind == MGAclDocument::Notice::Blocked || notice.kind == MGAclDocument::Notice::Gone;
+    if (readOnly && m_tableView && m_tableView->isAncestorOf(QApplication::focusWidget()))
+        m_tableView->setFocus(); // an open editor gives up
+    m_model->setReadOnly(readOnly);
+    if (m_noticeBar)
+        m_noticeBar->showNotice(notice.text, notice.kind == MGAclDocument::Notice::ChangedOnDisk,
+                                notice.kind != MGAclDocument::Notice::AsksAuthorisation);
+    tableViewSelectionDidChange();
 }

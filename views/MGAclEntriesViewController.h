@@ -1,5 +1,7 @@
 #pragma once
 
+#include "MGAclNoticeBar.h"
+
 #include "MGAclEntriesTableView.h"
 #include "MGAclList.h"
 #include "MGViewController.h"
@@ -30,7 +32,7 @@ public:
     ~MGAclEntriesViewController() override;
 
     MGAclEntriesTableView *tableView() const { return m_tableView; }
-    QLabel *aclUnavailableNote() const { return m_aclUnavailableNote; }
+    MGAclNoticeBar *noticeBar() const { return m_noticeBar; }
     QToolButton *addButton() const { return m_addButton; }
     QToolButton *removeButton() const { return m_removeButton; }
     QToolButton *actionPopUpButton() const { return m_actionPopUpButton; }
@@ -82,6 +84,8 @@ protected:
 
 private:
     void entriesChanged();
+    // Shows what the document says about the item, and turns editing off where it cannot be changed.
+    void showNotice();
     void showTitleRows();
     void presentEditor(const MGAclEntry::Pointer &entry);
     QAction *addMenuItem(QMenu *menu, const QString &title, const char *action);
@@ -91,7 +95,7 @@ private:
     MGAclEntriesTableModel *m_model = nullptr;
     MGAclEntryDelegate *m_delegate = nullptr;
     QPointer<MGAclEntriesTableView> m_tableView;
-    QPointer<QLabel> m_aclUnavailableNote;
+    QPointer<MGAclNoticeBar> m_noticeBar;
     QPointer<QToolButton> m_addButton;
     QPointer<QToolButton> m_removeButton;
     QPointer<QToolButton> m_actionPopUpButton;

@@ -1,5 +1,7 @@
 #include "MGChangeBlockers.h"
 
+#include "MGPosixLists.h"
+
 #include <QFile>
 #include <cerrno>
 #include <sys/stat.h>
@@ -7,38 +9,57 @@
 
 namespace MGChangeBlockers {
 
-MGResultError check(const MGFileItem &item, const QString &failure, Scope scope)
+MGResultError describe(const struct statx *status, bool readOnlyFileSystem, const QString &failure,
+                       const QString &shownPath, Scope scope)
 {
-    // The status carries the item's marks whatever was asked for.
-    struct statx status {};
-    const bool known = item.status(&status) == 0;
-    struct statvfs fileSystem {};
-    if (fstatvfs(item.descriptor(), &fileSystem) == 0 && (fileSystem.f_flag & ST_RDONLY)) {
+    if (readOnlyFileSystem) {
         // The mount's own place, for the command that lifts the block.
-        const QString place = known ? mountPoint(status.stx_mnt_id) : QString();
+        const QString place = status ? mountPoint(status->stx_mnt_id) : QString();
         return MGError::posixError(
             EROFS, QStringLiteral("%1 \u201c%2\u201d: the file system it is on is mounted read-only, so nobody can change "
                                   "it, an administrator neither. To change it, mount that file system read-write "
                                   "again (mount -o remount,rw %3).")
-                       .arg(failure, item.shownPath(), place.isEmpty() ? QStringLiteral("MOUNT-POINT") : place));
+                       .arg(failure, shownPath, place.isEmpty() ? QStringLiteral("MOUNT-POINT") : place));
     }
-    if (scope == Scope::FileSystem || !known)
+    if (scope == Scope::FileSystem || !status)
         return std::nullopt;
     const auto marked = [&](quint64 attribute) {
-        return (status.stx_attributes_mask & attribute) && (status.stx_attributes & attribute);
+        return (status->stx_attributes_mask & attribute) && (status->stx_attributes & attribute);
     };
     const auto blocked = [&](const QString &mark, const QString &flag) {
         return MGError(QString::fromLatin1(MGError::ServiceDomain), MGError::UnchangeableItem,
                        QStringLiteral("%1 \u201c%2\u201d: it is marked %3, and while it is, nobody can change its owner, "
                                       "permissions or ACL, an administrator neither. An administrator can lift the mark "
                                       "with \u201cchattr -%4 %2\u201d.")
-                           .arg(failure, item.shownPath(), mark, flag));
+                           .arg(failure, shownPath, mark, flag));
     };
     if (marked(STATX_ATTR_IMMUTABLE))
         return blocked(QStringLiteral("immutable"), QStringLiteral("i"));
     if (marked(STATX_ATTR_APPEND))
         return blocked(QStringLiteral("append-only"), QStringLiteral("a"));
     return std::nullopt;
+}
+
+MGResultError kindBlocker(mode_t mode, const QString &failure, const QString &shownPath)
+{
+    if (S_ISDIR(mode) || S_ISREG(mode))
+        return std::nullopt;
+    return MGError::posixError(EINVAL, QStringLiteral("%1 \u201c%2\u201d: it is %3, and only folders and regular "
+                                                      "files are changed")
+                                           .arg(failure, shownPath, MGPosixLists::kindOf(mode)));
+}
+
+MGResultError checkPath(const QByteArray &path, const QString &failure, const QString &shownPath)
+{
+    struct statx status {};
+    if (statx(AT_FDCWD, path.constData(), AT_SYMLINK_NOFOLLOW | AT_STATX_SYNC_AS_STAT, STATX_BASIC_STATS | STATX_MNT_ID,
+              &status) != 0)
+        return std::nullopt;
+    if (MGResultError kind = kindBlocker(status.stx_mode, failure, shownPath))
+        return kind;
+    struct statvfs fileSystem {};
+    const bool readOnly = statvfs(path.constData(), &fileSystem) == 0 && (fileSystem.f_flag & ST_RDONLY);
+    return describe(&status, readOnly, failure, shownPath);
 }
 
 QString mountPoint(quint64 mountId)
