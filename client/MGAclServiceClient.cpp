@@ -89,17 +89,18 @@ void MGAclServiceClient::getEntriesWithUrl(const QUrl &url, MGAclServiceProxy::E
         [reply](Outcome<MGAclList> outcome) { reply(outcome.result, outcome.error); });
 }
 
-void MGAclServiceClient::getAccessWithUrl(const QUrl &url, const QUuid &uuid, MGAclServiceProxy::AccessReply reply)
+void MGAclServiceClient::getAccessWithUrl(const QUrl &url, const QUuid &uuid, MGAclServiceProxy::AccessReply reply,
+                                          const std::optional<MGAclList> &edited)
 {
     // The folder note comes from whichever call answered last: the one whose tree is shown.
     const auto blockedBy = std::make_shared<QString>();
     performRemote<QList<MGTreeNode::Pointer>>(
         MGAclRemoteMethod::GetAccess,
-        [url, uuid, blockedBy](MGAclServiceProxy &proxy, auto answer) {
+        [url, uuid, blockedBy, edited](MGAclServiceProxy &proxy, auto answer) {
             proxy.getAclAccessWithUrl(url, uuid, [answer, blockedBy](auto tree, MGResultError error, const QString &blocked) {
                 *blockedBy = blocked;
                 answer(tree, error);
-            });
+            }, edited);
         },
         [reply, blockedBy](Outcome<QList<MGTreeNode::Pointer>> outcome) {
             reply(outcome.result, outcome.fromPrivilegedReply ? MGResultError() : outcome.error, *blockedBy);

@@ -46,7 +46,8 @@ public:
     void getEntriesWithUrl(const QUrl &url, MGAclServiceProxy::EntriesReply reply);
     // The effective-access tree; after a privileged retry the retry's own error is not
     // passed on.
-    void getAccessWithUrl(const QUrl &url, const QUuid &uuid, MGAclServiceProxy::AccessReply reply);
+    void getAccessWithUrl(const QUrl &url, const QUuid &uuid, MGAclServiceProxy::AccessReply reply,
+                          const std::optional<MGAclList> &edited = std::nullopt);
     // Writes (SetEntries) or propagates (PropagateEntries) a list; with `expected`, only while
     // the item still holds what it held when it was read.
     // A propagation with a watch reports to it and can be stopped through it.

@@ -32,7 +32,10 @@ public:
     virtual void propagateAclEntries(const MGAclList &entries, const QUrl &url, ErrorReply reply,
                                      const std::optional<MGAclList> &expected = std::nullopt,
                                      std::shared_ptr<MGPropagationWatch> watch = {}) = 0;
-    virtual void getAclAccessWithUrl(const QUrl &url, const QUuid &uuid, AccessReply reply) = 0;
+    // With `edited`, the access that list would give the item if it were saved (nothing is
+    // written); the item's own otherwise.
+    virtual void getAclAccessWithUrl(const QUrl &url, const QUuid &uuid, AccessReply reply,
+                                     const std::optional<MGAclList> &edited = std::nullopt) = 0;
     // The ACLs of the item and everything below it, in getfacl's text form, in pieces as
     // the walk goes (on the reply thread, in order), then the reply.
     using TextHandler = std::function<void(const QByteArray &text)>;

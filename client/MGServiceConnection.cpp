@@ -92,9 +92,14 @@ public:
             errorOnly(reply), textPieces(text));
     }
 
-    void getAclAccessWithUrl(const QUrl &url, const QUuid &uuid, AccessReply reply) override
+    void getAclAccessWithUrl(const QUrl &url, const QUuid &uuid, AccessReply reply,
+                             const std::optional<MGAclList> &edited) override
     {
-        call(MGAclRemoteMethod::GetAccess, {{QStringLiteral("path"), MGItemPaths::nativePath(url)}, {QStringLiteral("uuid"), uuid.toString(QUuid::WithoutBraces)}},
+        QCborMap arguments{{QStringLiteral("path"), MGItemPaths::nativePath(url)},
+                           {QStringLiteral("uuid"), uuid.toString(QUuid::WithoutBraces)}};
+        if (edited)
+            arguments.insert(QStringLiteral("entries"), MGAclLists::toCbor(*edited));
+        call(MGAclRemoteMethod::GetAccess, arguments,
              [reply](const QCborMap &map, QString *why) {
                  const QCborValue access = map.value(QStringLiteral("access"));
                  std::optional<QList<MGTreeNode::Pointer>> tree;

@@ -27,7 +27,7 @@ void MGTreeNode::addChild(const Pointer &child)
 
 bool MGTreeNode::isEqual(const MGTreeNode &other) const
 {
-    return m_title == other.m_title && m_state == other.m_state && forestsEqual(m_children, other.m_children);
+    return m_title == other.m_title && m_state == other.m_state && m_detail == other.m_detail && forestsEqual(m_children, other.m_children);
 }
 
 bool MGTreeNode::forestsEqual(const QList<Pointer> &a, const QList<Pointer> &b)
@@ -41,6 +41,8 @@ QCborValue MGTreeNode::toCbor() const
     QCborMap map;
     map.insert(QStringLiteral("title"), m_title);
     map.insert(QStringLiteral("state"), m_state);
+    if (!m_detail.isEmpty())
+        map.insert(QStringLiteral("detail"), m_detail);
     if (!m_children.isEmpty())
         map.insert(QStringLiteral("children"), forestToCbor(m_children));
     return map;
@@ -66,7 +68,7 @@ MGTreeNode::Pointer MGTreeNode::readNode(const QCborValue &value, MGCborReader &
     }
     const QString what = QStringLiteral("tree node");
     const auto map = read.map(value, what, {QStringLiteral("title"), QStringLiteral("state")},
-                              {QStringLiteral("children")});
+                              {QStringLiteral("children"), QStringLiteral("detail")});
     if (!map)
         return nullptr;
     const auto title = read.text(*map, what, QStringLiteral("title"), MaximumTitleLength);
@@ -74,6 +76,12 @@ MGTreeNode::Pointer MGTreeNode::readNode(const QCborValue &value, MGCborReader &
     if (!read.ok())
         return nullptr;
     Pointer node = treeNodeWithRepresentedObject(*title, int(*state));
+    if (map->contains(QStringLiteral("detail"))) {
+        const auto detail = read.text(*map, what, QStringLiteral("detail"), MaximumTitleLength);
+        if (!detail)
+            return nullptr;
+        node->setDetail(*detail);
+    }
     if (!map->contains(QStringLiteral("children")))
         return node;
     const auto children = read.array(map->value(QStringLiteral("children")), QStringLiteral("tree node children"), *budget);

@@ -23,6 +23,10 @@ public:
     const QString &title() const { return m_title; }
     int state() const { return m_state; }
     void setState(int state) { m_state = state; }
+    // Why the row is as it is (for access: the entry that decides, and whether the mask
+    // limits it); empty when nothing is said.
+    const QString &detail() const { return m_detail; }
+    void setDetail(const QString &detail) { m_detail = detail; }
     // {"title": ..., "state": ...}, for views that read the node generically.
     QVariantMap representedObject() const;
 
@@ -48,6 +52,7 @@ private:
 
     QString m_title;
     int m_state = -1;
+    QString m_detail;
     QList<Pointer> m_children;
     std::weak_ptr<MGTreeNode> m_parent;
 };

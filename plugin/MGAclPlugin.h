@@ -75,6 +75,9 @@ public:
     QString accessBlockedBy() const override { return m_accessBlockedBy; } // main thread
     QString aclUnavailableReason() const override { return m_aclUnavailable; } // main thread
     Notice notice() const override; // main thread
+    bool isEdited() const override { return m_canRevertEntries; }
+    bool showsAccessAsEdited() const override { return m_accessAsEdited; }
+    void setShowsAccessAsEdited(bool asEdited) override;
     void reloadFromDisk() override;
     void keepEditsOverDisk() override;
     void setAccess(const QList<MGTreeNode::Pointer> &access); // main thread
@@ -161,6 +164,7 @@ private:
     QString m_changeBlocked;
     QString m_asksAuthorisation;
     bool m_changedOnDisk = false;
+    std::atomic<bool> m_accessAsEdited = false; // set on the main thread, read on the work queue
     bool m_gone = false;
     CBIdentity m_identity;
     bool m_canRevertEntries = false;

@@ -156,9 +156,24 @@ void MGAclPlugin::setRevertedEntries(const MGAclList &entries)
 
 void MGAclPlugin::setCanRevertEntries(bool canRevert)
 {
+    const bool changed = canRevert != m_canRevertEntries;
     m_canRevertEntries = canRevert;
     if (MGWindow *window = this->window())
         window->setWindowModified(canRevert);
+    if (changed)
+        emit editedChanged();
+    // The access the edited list would give follows each edit, half a second after it.
+    if (m_accessAsEdited && m_timer)
+        QMetaObject::invokeMethod(m_timer, [timer = m_timer] { timer->start(500); }, Qt::AutoConnection);
+}
+
+void MGAclPlugin::setShowsAccessAsEdited(bool asEdited)
+{
+    if (asEdited == m_accessAsEdited)
+        return;
+    m_accessAsEdited = asEdited;
+    const Pointer self = shared_from_this();
+    queue()->async([self] { self->updateAccess(); });
 }
 
 void MGAclPlugin::observeValueForKeyPath(const QString &keyPath, QObject *object)
@@ -294,6 +309,13 @@ void MGAclPlugin::updateAccess()
         return;
     m_canUpdateAccess = false;
     const Pointer self = shared_from_this();
+    // As edited only while there are edits: otherwise it is the item as saved.
+    std::optional<MGAclList> edited;
+    if (m_accessAsEdited) {
+        const MGAclList list = entriesSnapshot();
+        if (!MGAclLists::isEqualToList(list, revertedEntries()))
+            edited = list;
+    }
     getAccessWithUrl(url(), identity().uniqueIdentifier(), [self](auto access, MGResultError error, const QString &blockedBy) {
         if (access) {
             MGMainQueue::async([self, access = *access, blockedBy] {
@@ -304,7 +326,7 @@ void MGAclPlugin::updateAccess()
         } else if (error) {
             self->showError(*error);
         }
-    });
+    }, edited);
 }
 
 void MGAclPlugin::showError(const MGError &error)

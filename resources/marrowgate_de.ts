@@ -587,6 +587,54 @@
         <source>You do not own “%1”: saving asks for an administrator’s authorisation.</source>
         <translation>„%1“ gehört Ihnen nicht: Beim Sichern wird eine Administratorberechtigung angefragt.</translation>
     </message>
+    <message>
+        <source>Show as edited</source>
+        <translation>Wie bearbeitet zeigen</translation>
+    </message>
+    <message>
+        <source>Shows the access the unsaved list would give</source>
+        <translation>Zeigt den Zugriff, den die ungesicherte Liste gäbe</translation>
+    </message>
+    <message>
+        <source>Shows the access the edited list would give once saved; nothing is saved yet.</source>
+        <translation>Zeigt den Zugriff, den die bearbeitete Liste nach dem Sichern gäbe; noch ist nichts gesichert.</translation>
+    </message>
+    <message>
+        <source>Shows the item as saved, without the unsaved edits.</source>
+        <translation>Zeigt das Objekt wie gesichert, ohne die ungesicherten Änderungen.</translation>
+    </message>
+    <message>
+        <source>Shows the item as saved.</source>
+        <translation>Zeigt das Objekt wie gesichert.</translation>
+    </message>
+    <message>
+        <source>the administrator’s own rule</source>
+        <translation>die eigene Regel des Administrators</translation>
+    </message>
+    <message>
+        <source>the owner’s entry</source>
+        <translation>der Eintrag des Eigentümers</translation>
+    </message>
+    <message>
+        <source>the entry for the user %1</source>
+        <translation>der Eintrag für den Benutzer %1</translation>
+    </message>
+    <message>
+        <source>the owning group’s entry (%1)</source>
+        <translation>der Eintrag der besitzenden Gruppe (%1)</translation>
+    </message>
+    <message>
+        <source>the entry for the group %1</source>
+        <translation>der Eintrag für die Gruppe %1</translation>
+    </message>
+    <message>
+        <source>the entry for everyone else</source>
+        <translation>der Eintrag für alle anderen</translation>
+    </message>
+    <message>
+        <source>%1, limited by the mask</source>
+        <translation>%1, begrenzt durch die Maske</translation>
+    </message>
 </context>
 <context>
     <name>Localizable</name>

@@ -32,7 +32,8 @@ Grant aclDecides(const MGPosixItemState &item, const MGAccessSubject &subject, i
     const int mask = acl.perm(MGPosixAcl::Mask).value_or(7);
     if (subject.uid) {
         if (const auto named = acl.perm(MGPosixAcl::User, *subject.uid))
-            return {holds(*named & mask, want), Grant::NamedUser, *subject.uid};
+            return {holds(*named & mask, want), Grant::NamedUser, *subject.uid,
+                    holds(*named, want) && !holds(*named & mask, want)};
     }
     // The first group-class entry that matches and holds all of the request decides (then
     // the mask limits it); one that matches without holding it all does not; if some
@@ -53,7 +54,7 @@ Grant aclDecides(const MGPosixItemState &item, const MGAccessSubject &subject, i
             continue;
         const Grant grant{false, owning ? Grant::OwningGroup : Grant::NamedGroup, gid};
         if (holds(entry.perm, want))
-            return {holds(entry.perm & mask, want), grant.source, grant.id};
+            return {holds(entry.perm & mask, want), grant.source, grant.id, !holds(entry.perm & mask, want)};
         if (!matched)
             matched = grant;
     }
@@ -101,11 +102,38 @@ QList<MGTreeNode::Pointer> MGAccessEvaluator::accessTree(const MGPosixItemState 
     const bool sticky = dir && (item.mode & S_ISVTX);
     auto t = [](const QString &key) { return NTLocalizedString::localize(key, QStringLiteral("ACL")); };
     using namespace MGAclPermission;
-    auto row = [&](quint32 bit, int state, const char *condition = nullptr) {
+    // Who decides a request: the entry, named as the item lists it, and the mask's part.
+    const auto &authority = CBIdentityAuthority::defaultIdentityAuthority();
+    auto decidedBy = [&](int want) {
+        const Grant grant = decide(item, subject, want);
+        QString who;
+        switch (grant.source) {
+        case Grant::Root: who = t(QStringLiteral("the administrator\u2019s own rule")); break;
+        case Grant::Owner: who = t(QStringLiteral("the owner\u2019s entry")); break;
+        case Grant::NamedUser:
+            who = t(QStringLiteral("the entry for the user %1"))
+                      .arg(authority.identityForId(CBIdentity::Class::User, grant.id).displayName());
+            break;
+        case Grant::OwningGroup:
+            who = t(QStringLiteral("the owning group\u2019s entry (%1)"))
+                      .arg(authority.identityForId(CBIdentity::Class::Group, grant.id).displayName());
+            break;
+        case Grant::NamedGroup:
+            who = t(QStringLiteral("the entry for the group %1"))
+                      .arg(authority.identityForId(CBIdentity::Class::Group, grant.id).displayName());
+            break;
+        case Grant::Other: who = t(QStringLiteral("the entry for everyone else")); break;
+        }
+        return grant.maskLimited ? t(QStringLiteral("%1, limited by the mask")).arg(who) : who;
+    };
+    auto row = [&](quint32 bit, int state, const char *condition = nullptr, int want = 0) {
         QString title = t(MGAclPermissionSet::permissionKey(bit, dir));
         if (condition)
             title += QStringLiteral(" (%1)").arg(t(QString::fromLatin1(condition)));
-        return MGTreeNode::treeNodeWithRepresentedObject(title, state);
+        MGTreeNode::Pointer node = MGTreeNode::treeNodeWithRepresentedObject(title, state);
+        if (want)
+            node->setDetail(decidedBy(want));
+        return node;
     };
     auto yes = [](bool granted) { return granted ? 1 : 0; };
     auto section = [&](const char *key, QList<MGTreeNode::Pointer> rows) {
@@ -115,23 +143,25 @@ QList<MGTreeNode::Pointer> MGAccessEvaluator::accessTree(const MGPosixItemState 
         return node;
     };
     QList<MGTreeNode::Pointer> tree;
-    tree << section("Read", {row(ReadData, yes(r)), row(ReadNamedAttributes, yes(r)), row(ReadAttributes, 1),
-                             row(ReadAcl, 1)});
+    tree << section("Read", {row(ReadData, yes(r), nullptr, 4), row(ReadNamedAttributes, yes(r), nullptr, 4),
+                             row(ReadAttributes, 1), row(ReadAcl, 1)});
     if (dir) {
         const MGTreeNode::Pointer deleting = sticky && !owner && wx
-            ? row(DeleteChild, -1, "only what they own: the folder is sticky")
-            : row(DeleteChild, yes(wx));
-        tree << section("Write", {row(WriteData, yes(wx)), row(AppendData, yes(wx)), deleting,
-                                  row(WriteNamedAttributes, yes(w && (!sticky || owner)))});
+            ? row(DeleteChild, -1, "only what they own: the folder is sticky", 3)
+            : row(DeleteChild, yes(wx), nullptr, 3);
+        tree << section("Write", {row(WriteData, yes(wx), nullptr, 3), row(AppendData, yes(wx), nullptr, 3), deleting,
+                                  row(WriteNamedAttributes, yes(w && (!sticky || owner)), nullptr, 2)});
     } else {
-        tree << section("Write", {row(WriteData, yes(w)), row(AppendData, yes(w)), row(WriteNamedAttributes, yes(w))});
+        tree << section("Write", {row(WriteData, yes(w), nullptr, 2), row(AppendData, yes(w), nullptr, 2),
+                                  row(WriteNamedAttributes, yes(w), nullptr, 2)});
     }
-    tree << section("Execute", {row(Execute, yes(x))});
+    tree << section("Execute", {row(Execute, yes(x), nullptr, 1)});
     tree << section("Administration", {row(WriteAcl, yes(owner)), row(WriteOwner, yes(root))});
     return tree;
 }
 
-MGResult<QList<MGTreeNode::Pointer>> MGAccessEvaluator::accessTree(const MGFileItem &file, const QUuid &uuid)
+MGResult<QList<MGTreeNode::Pointer>> MGAccessEvaluator::accessTree(const MGFileItem &file, const QUuid &uuid,
+                                                                    const std::optional<MGAclList> &edited)
 {
     const MGResult<MGAccessSubject> subject = MGAccessSubject::forIdentity(uuid);
     if (!subject)
@@ -139,6 +169,12 @@ MGResult<QList<MGTreeNode::Pointer>> MGAccessEvaluator::accessTree(const MGFileI
     const MGResult<MGPosixItemState> item = MGPosixAclStore::readState(file);
     if (!item)
         return item.error();
+    if (edited) {
+        const MGResult<MGPosixItemState> proposed = MGPosixLists::stateFromList(*edited, *item, file.shownPath());
+        if (!proposed)
+            return proposed.error();
+        return accessTree(*proposed, *subject);
+    }
     return accessTree(*item, *subject);
 }
 

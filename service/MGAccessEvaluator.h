@@ -40,13 +40,17 @@ public:
         bool granted = false;
         enum Source { Root, Owner, NamedUser, OwningGroup, NamedGroup, Other } source = Other;
         quint32 id = 0;
+        bool maskLimited = false; // the entry holds the request, the mask takes it away
     };
     static Grant decide(const MGPosixItemState &item, const MGAccessSubject &subject, int want);
 
     // The effective-permission tree of the item for the identity with this UUID: section rows
     // (state -1) holding permission rows (0 not granted, 1 granted, -1 with the title saying
     // on what it depends).
-    static MGResult<QList<MGTreeNode::Pointer>> accessTree(const MGFileItem &item, const QUuid &uuid);
+    // With `edited`, the tree of the state that list describes for the item (as a save would
+    // write it), refused as a save would be where POSIX ACLs cannot hold it.
+    static MGResult<QList<MGTreeNode::Pointer>> accessTree(const MGFileItem &item, const QUuid &uuid,
+                                                           const std::optional<MGAclList> &edited = std::nullopt);
     static QList<MGTreeNode::Pointer> accessTree(const MGPosixItemState &item, const MGAccessSubject &subject);
 
     // The first folder on the item's path that does not let the identity in (no search

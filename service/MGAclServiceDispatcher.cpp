@@ -133,6 +133,8 @@ QCborMap MGAclServiceDispatcher::handle(const QCborMap &request, const Caller &c
         optional << QStringLiteral("dryRun");
     if (*method == MGAclRemoteMethod::AuditAccess)
         optional << QStringLiteral("summary");
+    if (*method == MGAclRemoteMethod::GetAccess)
+        optional << QStringLiteral("entries"); // an edited list to evaluate instead of the item's
     const auto args = read.map(request.value(QStringLiteral("args")), QStringLiteral("argument record"), argumentsOf(*method),
                                optional);
     if (args && *method == MGAclRemoteMethod::StopPropagation) {
@@ -249,7 +251,14 @@ QCborMap MGAclServiceDispatcher::handle(const QCborMap &request, const Caller &c
         const QUuid uuid = uuidArgument(*args);
         if (uuid.isNull())
             return malformedReply(QStringLiteral("the identity is not a UUID"), id);
-        const auto tree = MGAccessEvaluator::accessTree(*item, uuid);
+        // With an edited list, the access it would give: the item is read, not changed.
+        std::optional<MGAclList> edited;
+        if (args->contains(QStringLiteral("entries"))) {
+            QString why;
+            if (!(edited = MGAclLists::fromCbor(args->value(QStringLiteral("entries")), &why)))
+                return malformedReply(why, id);
+        }
+        const auto tree = MGAccessEvaluator::accessTree(*item, uuid, edited);
         if (!tree)
             return errorReply(id, tree.error());
         reply.insert(QStringLiteral("access"), MGTreeNode::forestToCbor(*tree));

@@ -2,6 +2,8 @@
 #include "FileSystemHelpers.h"
 #include "PluginHelpers.h"
 
+#include "MGAclAccessTreeModel.h"
+#include "MGAclAccessViewController.h"
 #include "MGAclEntriesViewController.h"
 #include "MGAclPropagationView.h"
 
@@ -618,6 +620,53 @@ private slots:
         }
         plugin->window()->closeWithoutAsking();
         shOk("chattr -i -a " + quoted(item) + " 2>/dev/null; mount -o remount,rw " + quoted(fs.path()));
+    }
+
+    void effectivePermissionsCanShowTheEditedListAsTheKernelWillTakeIt()
+    {
+        // daemon's entry holds rw-, the mask only r--: as saved, daemon may not write, and
+        // the row says the mask is why.
+        const QString file = tmp.path("as-edited");
+        QVERIFY(shOk("touch " + quoted(file) + " && chmod 640 " + quoted(file) + " && setfacl -m u:daemon:rw,m::r " + quoted(file)));
+        MGAclPlugin::Pointer plugin = openWindow(file);
+        auto *accessView = static_cast<MGAclAccessViewController *>(plugin->tabViewController()->childViewControllers().at(1));
+        QSignalSpy access(plugin.get(), &MGAclPlugin::accessChanged);
+        plugin->tabViewController()->setSelectedTabViewItemIndex(1);
+        QVERIFY(access.wait(10000));
+        plugin->setIdentity(CBIdentity::user(1, "daemon"));
+        QVERIFY(access.wait(10000));
+        auto writeRow = [&] {
+            QAbstractItemModel *model = accessView->outlineView()->model();
+            const QModelIndex write = model->index(1, 0); // the Write section
+            return std::pair{model->index(0, MGAclAccessTreeModel::TitleColumn, write).data(Qt::UserRole + 1),
+                             model->index(0, MGAclAccessTreeModel::DetailColumn, write).data().toString()};
+        };
+        auto writeState = [&] { return plugin->access().at(1)->childNodes().first()->state(); };
+        QCOMPARE(writeState(), 0);
+        QVERIFY2(writeRow().second.contains("daemon") && writeRow().second.contains("limited by the mask"),
+                 qPrintable(writeRow().second));
+        QVERIFY(!accessView->asEditedSwitch()->isEnabled());
+        QVERIFY(accessView->shownStateNote()->text().contains("as saved"));
+        // The mask raised in the window, not saved: the switch shows what that would give.
+        MGAclEntry *mask = nullptr;
+        for (const MGAclItem &item : plugin->entries())
+            if (MGAclEntry *entry = MGAclLists::entryOf(item); entry && entry->isMask())
+                mask = entry;
+        QVERIFY(mask);
+        mask->setPermissions(Set::fromPosixBits(6, false));
+        QTRY_VERIFY(accessView->asEditedSwitch()->isEnabled());
+        QTest::mouseClick(accessView->asEditedSwitch(), Qt::LeftButton, {}, QPoint(4, accessView->asEditedSwitch()->height() / 2));
+        QVERIFY(accessView->asEditedSwitch()->isChecked());
+        QTRY_COMPARE(writeState(), 1);
+        QVERIFY(accessView->shownStateNote()->text().contains("edited"));
+        QVERIFY2(!writeRow().second.contains("mask"), qPrintable(writeRow().second));
+        QVERIFY(facl(file).contains("mask::r--")); // nothing was written
+        // Saved, the kernel agrees with what the edited list said.
+        QSignalSpy reloaded(plugin.get(), &MGAclPlugin::entriesChanged);
+        plugin->saveEntries(plugin.get());
+        QVERIFY(reloaded.wait(10000));
+        QVERIFY(shOk("setpriv --reuid=1 --regid=1 --clear-groups test -w " + quoted(file)));
+        plugin->window()->closeWithoutAsking();
     }
 
     void afterAnAccessFailureReenteringTheTabFetchesAgain()

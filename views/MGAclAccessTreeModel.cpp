@@ -69,6 +69,9 @@ QVariant MGAclAccessTreeModel::data(const QModelIndex &index, int role) const
         bold.setBold(true);
         return bold;
     }
+    // What decides the row: the entry, and whether the mask limits it.
+    if (index.column() == DetailColumn && (role == Qt::DisplayRole || role == Qt::AccessibleTextRole))
+        return node->detail();
     if (index.column() == AccessColumn && role == Qt::DecorationRole) {
         const auto transformer = MGValueTransformer::valueTransformerForName(QStringLiteral("MGAclAccessValueTransformer"));
         return transformer ? transformer->transformedValue(node->state()) : QVariant();

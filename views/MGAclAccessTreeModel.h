@@ -11,7 +11,7 @@ class MGAclAccessTreeModel : public QAbstractItemModel
 {
     Q_OBJECT
 public:
-    enum Column { TitleColumn, AccessColumn, ColumnCount };
+    enum Column { TitleColumn, AccessColumn, DetailColumn, ColumnCount };
 
     using QAbstractItemModel::QAbstractItemModel;
 

@@ -39,6 +39,8 @@ QWidget *MGAclAccessViewController::loadView()
     m_outlineView = ui.outlineView;
     m_identityPopUpButton = ui.identityPopUpButton;
     m_blockedNote = ui.blockedNote;
+    m_shownStateNote = ui.shownStateNote;
+    m_asEditedSwitch = ui.asEditedSwitch;
     return view;
 }
 
@@ -49,8 +51,17 @@ void MGAclAccessViewController::viewDidLoad()
     m_outlineView->header()->setStretchLastSection(false);
     m_outlineView->header()->setSectionResizeMode(MGAclAccessTreeModel::TitleColumn, QHeaderView::Stretch);
     m_outlineView->header()->setSectionResizeMode(MGAclAccessTreeModel::AccessColumn, QHeaderView::ResizeToContents);
+    m_outlineView->header()->setSectionResizeMode(MGAclAccessTreeModel::DetailColumn, QHeaderView::ResizeToContents);
     connect(m_outlineView->selectionModel(), &QItemSelectionModel::selectionChanged, this,
             &MGAclAccessViewController::outlineViewSelectionDidChange);
+    connect(m_asEditedSwitch, &QCheckBox::toggled, this, [this](bool on) {
+        if (m_acl)
+            m_acl->setShowsAccessAsEdited(on);
+        showShownState();
+    });
+    if (m_acl)
+        connect(m_acl, &MGAclDocument::editedChanged, this, &MGAclAccessViewController::showShownState);
+    showShownState();
     connect(m_identityPopUpButton, &MGIdentityPopUpButton::identityChosen, this, [this](const CBIdentity &identity) {
         if (m_acl && identity.isValid())
             m_acl->setIdentity(identity);
@@ -124,4 +135,20 @@ void MGAclAccessViewController::outlineViewSelectionDidChange()
 {
     const QModelIndexList rows = m_outlineView ? m_outlineView->selectionModel()->selectedRows() : QModelIndexList();
     m_selectedRow = rows.isEmpty() ? -1 : m_model->rowForIndex(rows.first());
+}
+
+void MGAclAccessViewController::showShownState()
+{
+    if (!m_shownStateNote || !m_asEditedSwitch)
+        return;
+    const bool edited = m_acl && m_acl->isEdited();
+    m_asEditedSwitch->setEnabled(edited);
+    const bool asEdited = edited && m_asEditedSwitch->isChecked();
+    const QString text = NTLocalizedString::localize(
+        asEdited ? QStringLiteral("Shows the access the edited list would give once saved; nothing is saved yet.")
+                 : edited ? QStringLiteral("Shows the item as saved, without the unsaved edits.")
+                          : QStringLiteral("Shows the item as saved."),
+        QStringLiteral("ACL"));
+    m_shownStateNote->setText(text);
+    m_shownStateNote->setAccessibleName(text);
 }

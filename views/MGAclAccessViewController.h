@@ -6,6 +6,7 @@
 
 #include <QComboBox>
 #include <QLabel>
+#include <QCheckBox>
 #include <QPointer>
 #include <QTreeView>
 
@@ -24,6 +25,8 @@ public:
     QTreeView *outlineView() const { return m_outlineView; }
     // The note above the tree naming a folder that keeps the identity out.
     QLabel *blockedNote() const { return m_blockedNote; }
+    QLabel *shownStateNote() const { return m_shownStateNote; }
+    QCheckBox *asEditedSwitch() const { return m_asEditedSwitch; }
     MGIdentityPopUpButton *identityPopUpButton() const { return m_identityPopUpButton; }
     MGAclAccessTreeModel *model() const { return m_model; }
     int selectedRow() const { return m_selectedRow; }
@@ -41,6 +44,10 @@ protected:
     void viewDidAppear() override;
 
 private:
+    // Says whether the tree shows the item as saved or as edited, and offers the switch
+    // only while there are edits.
+    void showShownState();
+
     void showBlockedNote();
     void accessChanged();
     void fillIdentities();
@@ -49,6 +56,8 @@ private:
     MGAclAccessTreeModel *m_model = nullptr;
     QPointer<QTreeView> m_outlineView;
     QPointer<QLabel> m_blockedNote;
+    QPointer<QLabel> m_shownStateNote;
+    QPointer<QCheckBox> m_asEditedSwitch;
     QPointer<MGIdentityPopUpButton> m_identityPopUpButton;
     int m_selectedRow = 0;
     bool m_identitiesShown = false;

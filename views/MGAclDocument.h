@@ -45,6 +45,11 @@ public:
         QString text;
     };
     virtual Notice notice() const = 0;
+    // Whether the list differs from what was read (changes with editedChanged), and whether
+    // access() shows what the edited list would give instead of the item as saved.
+    virtual bool isEdited() const = 0;
+    virtual bool showsAccessAsEdited() const = 0;
+    virtual void setShowsAccessAsEdited(bool asEdited) = 0;
     // The two answers to ChangedOnDisk: read the item again, dropping the edits; or keep
     // them, so that a save writes them over what is on disk.
     virtual void reloadFromDisk() = 0;
@@ -61,6 +66,7 @@ public:
 signals:
     void entriesChanged();
     void noticeChanged();
+    void editedChanged();
     void accessChanged();
     void identitiesChanged();
     void identityChanged();
