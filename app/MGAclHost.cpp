@@ -3,6 +3,7 @@
 #include "CBIdentityAuthority.h"
 #include "MGAclEntriesTableModel.h"
 
+#include "MGAclAccessViewController.h"
 #include "MGAclEntriesViewController.h"
 #include "MGAclHostInstance.h"
 #include "MGAclMenuBar.h"
@@ -23,6 +24,8 @@
 #include <QLineEdit>
 #include <QMessageBox>
 #include <QPainter>
+#include <QProcess>
+#include <QSet>
 #include <QTimer>
 #include <cstdio>
 
@@ -193,15 +196,10 @@ int MGAclHost::screenshot(const Screenshot &request)
                                     .arg(QFile::decodeName(request.path))));
         return 1;
     }
-    const int tab = request.tab;
     bool shown = false;
-    QObject::connect(acl, tab == 1 ? &MGAclPlugin::accessChanged : &MGAclPlugin::entriesChanged, acl, [&] {
-        shown = shown || (tab == 1 ? !acl->access().isEmpty() : !acl->entries().isEmpty());
-    });
+    QObject::connect(acl, &MGAclPlugin::entriesChanged, acl, [&] { shown = shown || !acl->entries().isEmpty(); });
     plugin->processItems({item});
     attachMenuBars();
-    if (tab == 1)
-        acl->tabViewController()->setSelectedTabViewItemIndex(1);
     waitFor([&] { return shown; }, 30000);
     settle();
     MGWindow *window = acl->window();
@@ -226,22 +224,62 @@ int MGAclHost::screenshot(const Screenshot &request)
         }
         QAbstractItemModel *model = entries->tableView()->model();
         const int rows = model->rowCount();
+        QSet<const MGAclEntry *> before;
+        for (int r = 0; r < rows; ++r)
+            before << entries->model()->entryAt(r);
         entries->addEntry(nullptr);
         waitFor([&] { return model->rowCount() > rows; }, 10000);
         settle();
-        const int row = entries->selectedRow();
-        for (QWidget *top : QApplication::topLevelWidgets()) {
-            if (top != window && top->isVisible())
-                top->close(); // the chooser's list
+        // The new entry's row: the one whose entry was not there before.
+        int row = -1;
+        for (int r = 0; r < model->rowCount() && row < 0; ++r) {
+            if (const MGAclEntry *entry = entries->model()->entryAt(r); entry && !before.contains(entry))
+                row = r;
         }
-        entries->tableView()->setFocus();
+        // Chosen in the new row's chooser, as the user would; dismissing it would take the
+        // add back.
+        waitFor([&] { return entries->cellEditor(row, MGAclEntriesTableModel::IdentityColumn) != nullptr; }, 2000);
+        if (auto *chooser = qobject_cast<MGIdentityPopUpButton *>(
+                entries->cellEditor(row, MGAclEntriesTableModel::IdentityColumn)))
+            chooser->chooseIdentity(*who);
+        else
+            model->setData(model->index(row, MGAclEntriesTableModel::IdentityColumn), QVariant::fromValue(*who));
         settle();
-        if (!model->setData(model->index(row, MGAclEntriesTableModel::IdentityColumn), QVariant::fromValue(*who))) {
+        if (row < 0 || entries->model()->entryAt(row)->identity() != *who) {
             std::fprintf(stderr, "%s\n", qPrintable(QStringLiteral("An entry for \u201c%1\u201d cannot be added here.").arg(request.add)));
             window->closeWithoutAsking();
             return 1;
         }
         entries->tableView()->scrollTo(model->index(row, 0));
+        settle();
+    }
+    if (shown && !request.elsewhere.isEmpty()) {
+        // Someone else changes the item meanwhile, as a shell would.
+        const QString command = QCoreApplication::applicationDirPath() + QStringLiteral("/../bin/marrowgate-acl");
+        QProcess::execute(command, {QStringLiteral("set"), QFile::decodeName(request.path), request.elsewhere});
+        waitFor([&] { return acl->notice().kind != MGAclDocument::Notice::None; }, 5000);
+        settle();
+    }
+    if (shown && request.tab == 1) {
+        // The access tab, for the user or group asked for, as saved or as edited.
+        bool answered = false;
+        QObject::connect(acl, &MGAclPlugin::accessChanged, acl, [&] { answered = !acl->access().isEmpty(); });
+        acl->tabViewController()->setSelectedTabViewItemIndex(1);
+        waitFor([&] { return answered; }, 30000);
+        if (!request.who.isEmpty()) {
+            const std::optional<CBIdentity> who = CBIdentityAuthority::defaultIdentityAuthority().identityForText(request.who);
+            if (who) {
+                answered = false;
+                acl->setIdentity(*who);
+                waitFor([&] { return answered; }, 30000);
+            }
+        }
+        auto *access = qobject_cast<MGAclAccessViewController *>(acl->tabViewController()->childViewControllers().value(1));
+        if (request.asEdited && access && access->asEditedSwitch()->isEnabled()) {
+            answered = false;
+            access->asEditedSwitch()->setChecked(true);
+            waitFor([&] { return answered; }, 30000);
+        }
         settle();
     }
     if (shown && entries && request.findRow >= 0) {

@@ -39,6 +39,9 @@ public:
         QString find;
         QString add; // with an entry added for this user or group (a name), not saved
         QSize size; // the window's size, when valid
+        QString elsewhere; // an entry then set by another program, as someone else would
+        QString who; // the access tab's user or group
+        bool asEdited = false; // the access tab showing the edited list
     };
     // Loads Qt's own texts (key names in menus such as "Strg+S", standard buttons) in the
     // language of `locale` beside the program's, where the system has them (Debian package

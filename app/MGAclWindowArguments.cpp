@@ -52,6 +52,12 @@ std::optional<MGAclWindowArguments> MGAclWindowArguments::read(const QByteArrayL
             read.find = QString::fromLocal8Bit(rest[++i]);
         } else if (word == "--size" && i + 1 < rest.size() && sizeOf(rest[i + 1])) {
             read.size = *sizeOf(rest[++i]);
+        } else if (word == "--elsewhere" && i + 1 < rest.size() && !rest[i + 1].isEmpty()) {
+            read.elsewhere = QString::fromLocal8Bit(rest[++i]);
+        } else if (word == "--who" && i + 1 < rest.size() && !rest[i + 1].isEmpty()) {
+            read.who = QString::fromLocal8Bit(rest[++i]);
+        } else if (word == "--as-edited") {
+            read.asEdited = true;
         } else if (word == "--add" && i + 1 < rest.size() && !rest[i + 1].isEmpty()) {
             read.add = QString::fromLocal8Bit(rest[++i]);
         } else {

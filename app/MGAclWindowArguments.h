@@ -8,7 +8,8 @@
 // need not be UTF-8) and checked before any window is made:
 //   PATH                                          the ACL window for one file or folder
 //   screenshot PATH OUT.png [--tab 0|1] [--permissions ROW] [--find ROW TEXT] [--add WHO]
-//                                                 [--size WIDTHxHEIGHT]
+//                                                 [--size WIDTHxHEIGHT] [--elsewhere ENTRY]
+//                                                 [--who USER-OR-GROUP] [--as-edited]
 // The command line checks them and says what is wrong; the window host reads them again.
 struct MGAclWindowArguments
 {
@@ -21,6 +22,9 @@ struct MGAclWindowArguments
     QString find;
     QString add;
     QSize size;
+    QString elsewhere;
+    QString who;
+    bool asEdited = false;
 
     // The arguments read; `error` says what is wrong with them when nothing is answered.
     static std::optional<MGAclWindowArguments> read(const QByteArrayList &arguments, QString *error);

@@ -37,6 +37,6 @@ int main(int argc, char **argv)
     MGAclHost::installQtTranslation(QLocale::system());
     MGAclHost host;
     if (window->screenshot)
-        return host.screenshot({window->path, window->out, window->tab, window->permissionsRow, window->findRow, window->find, window->add, window->size});
+        return host.screenshot({window->path, window->out, window->tab, window->permissionsRow, window->findRow, window->find, window->add, window->size, window->elsewhere, window->who, window->asEdited});
     return host.run({window->path}, instance);
 }

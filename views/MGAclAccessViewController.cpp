@@ -22,6 +22,11 @@ MGAclAccessViewController::MGAclAccessViewController(MGAclDocument *acl) : m_acl
     if (acl) {
         connect(acl, &MGAclDocument::accessChanged, this, &MGAclAccessViewController::accessChanged);
         connect(acl, &MGAclDocument::identitiesChanged, this, &MGAclAccessViewController::fillIdentities);
+        // Whoever changes the identity, the chooser shows it.
+        connect(acl, &MGAclDocument::identityChanged, this, [this] {
+            if (m_identityPopUpButton && m_identitiesShown && m_acl && m_identityPopUpButton->identity() != m_acl->identity())
+                m_identityPopUpButton->setIdentity(m_acl->identity());
+        });
     }
 }
 

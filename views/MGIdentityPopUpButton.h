@@ -57,13 +57,16 @@ signals:
     // The open list closed without a choice (Escape, or a click elsewhere).
     void dismissed();
 
+public:
+    // Chooses `identity` as a pick from the list does (the list closes, identityChosen).
+    void chooseIdentity(const CBIdentity &identity);
+
 protected:
     void keyPressEvent(QKeyEvent *event) override;
 
 private:
     friend class MGIdentityPopUp;
     void choose(int row);
-    void chooseIdentity(const CBIdentity &identity);
 
     QPointer<MGIdentityPopUp> m_popUp;
     MGIdentityListModel *m_ownList = nullptr;
