@@ -293,6 +293,15 @@ private slots:
         plugin->saveEntries(plugin.get());
         QVERIFY(syncWithService(plugin));
         QCOMPARE(facl(target), before);
+        // A click elsewhere only closes the list: the new entry stays, for its first user.
+        QSignalSpy installed(plugin.get(), &MGAclPlugin::entriesChanged);
+        QTest::mouseClick(view->addButton(), Qt::LeftButton);
+        QVERIFY(installed.wait(10000));
+        QTRY_VERIFY(QApplication::activePopupWidget());
+        QApplication::activePopupWidget()->close();
+        QTRY_VERIFY(!view->cellEditor(1, MGAclEntriesTableModel::IdentityColumn));
+        QVERIFY(flushMainQueue());
+        QCOMPARE(plugin->entries().size(), rows + 1);
         plugin->window()->closeWithoutAsking();
     }
 

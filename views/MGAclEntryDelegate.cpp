@@ -189,11 +189,14 @@ QWidget *MGAclEntryDelegate::createEditor(QWidget *parent, const QStyleOptionVie
             return use.isTaken(who, *entry);
         });
         connect(chooser, &MGIdentityPopUpButton::identityChosen, self, [self, chooser] { self->commitAndClose(chooser); });
-        // A list dismissed after the editor itself was closed (the table took the focus back)
-        // has nothing left to close: the table hides a closed editor before deleting it.
-        connect(chooser, &MGIdentityPopUpButton::dismissed, self, [self, chooser] {
+        // Escape gives the edit up; a click elsewhere only closes the list (nothing was
+        // chosen, nothing changes). A list dismissed after the editor itself was closed (the
+        // table took the focus back) has nothing left to close: the table hides a closed
+        // editor before deleting it.
+        connect(chooser, &MGIdentityPopUpButton::dismissed, self, [self, chooser](bool escaped) {
             if (chooser->isVisible())
-                emit self->closeEditor(chooser, QAbstractItemDelegate::RevertModelCache);
+                emit self->closeEditor(chooser, escaped ? QAbstractItemDelegate::RevertModelCache
+                                                        : QAbstractItemDelegate::NoHint);
         });
         return chooser;
     }

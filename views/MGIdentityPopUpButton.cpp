@@ -176,6 +176,7 @@ protected:
                     choose(m_list->currentIndex());
                 return true;
             case Qt::Key_Escape:
+                m_escaped = true;
                 close();
                 return true;
             default:
@@ -215,7 +216,8 @@ private:
     void closeEvent(QCloseEvent *event) override
     {
         if (!m_chosen && m_button)
-            QMetaObject::invokeMethod(m_button, &MGIdentityPopUpButton::dismissed, Qt::QueuedConnection);
+            QMetaObject::invokeMethod(m_button, [button = m_button, escaped = m_escaped] { emit button->dismissed(escaped); },
+                                      Qt::QueuedConnection);
         QFrame::closeEvent(event);
     }
 
@@ -235,6 +237,7 @@ private:
     QListView *m_list;
     SearchModel *m_model;
     bool m_chosen = false;
+    bool m_escaped = false;
 };
 
 MGIdentityPopUpButton::MGIdentityPopUpButton(QWidget *parent) : QComboBox(parent)

@@ -54,8 +54,8 @@ signals:
     void menuAboutToShow(QComboBox *menu);
     // The user chose an identity.
     void identityChosen(const CBIdentity &identity);
-    // The open list closed without a choice (Escape, or a click elsewhere).
-    void dismissed();
+    // The open list closed without a choice: by Escape (`escaped`), or a click elsewhere.
+    void dismissed(bool escaped);
 
 public:
     // Chooses `identity` as a pick from the list does (the list closes, identityChosen).
