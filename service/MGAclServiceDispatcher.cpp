@@ -137,6 +137,17 @@ QCborMap MGAclServiceDispatcher::handle(const QCborMap &request, const Caller &c
         optional << QStringLiteral("entries"); // an edited list to evaluate instead of the item's
     const auto args = read.map(request.value(QStringLiteral("args")), QStringLiteral("argument record"), argumentsOf(*method),
                                optional);
+    // Flags are true or false and a level is a word, nothing else, checked before anything is
+    // touched: a request meaning "dry run" in some other spelling must never make a real change.
+    if (args) {
+        for (const QString &flag : {QStringLiteral("dryRun"), QStringLiteral("summary")}) {
+            if (args->contains(flag) && !read.boolean(*args, QStringLiteral("argument record"), flag))
+                return malformedReply(why, id);
+        }
+        if (args->contains(QStringLiteral("level"))
+            && !read.text(*args, QStringLiteral("argument record"), QStringLiteral("level"), 16))
+            return malformedReply(why, id);
+    }
     if (args && *method == MGAclRemoteMethod::StopPropagation) {
         // Only the caller's own walk, by its request number.
         const auto number = read.integer(*args, QStringLiteral("argument record"), QStringLiteral("request"), 0,

@@ -51,6 +51,17 @@ private slots:
         QTest::newRow("missing argument") << request(SetEntries, {{"path", tmp}}) << "has no field";
         QTest::newRow("unexpected argument") << request(get, {{"path", tmp}, {"uuid", "x"}}) << "unknown field";
         QTest::newRow("bad list") << request(SetEntries, {{"path", tmp}, {"entries", QCborArray{1}}}) << "entry";
+        // Optional arguments are checked as strictly: "yes" is not true, and a dry run asked
+        // for in a wrong spelling must not become a real change.
+        QTest::newRow("dry run as text")
+            << request("propagateAclEntries:url:reply:", {{"path", tmp}, {"entries", QCborArray{}}, {"dryRun", "yes"}})
+            << "not true or false";
+        QTest::newRow("summary as number") << request("auditAclAccessWithUrl:uuid:level:reply:",
+                                                      {{"path", tmp}, {"uuid", "x"}, {"level", "write"}, {"summary", 1}})
+                                           << "not true or false";
+        QTest::newRow("level not a word") << request("auditAclAccessWithUrl:uuid:level:reply:",
+                                                     {{"path", tmp}, {"uuid", "x"}, {"level", 3}})
+                                          << "not a text";
         QTest::newRow("bad uuid") << request(GetAccess, {{"path", tmp}, {"uuid", "nope"}}) << "UUID";
     }
     void malformedRequestsAreAnsweredWithErrors()
