@@ -1,10 +1,13 @@
 #include "MGAclPropagateCommand.h"
 
+#include "MGAclCommandLine.h"
 #include "MGAclCommandSupport.h"
+#include "MGItemPaths.h"
 #include "NTLocalizedString.h"
 
 #include <QElapsedTimer>
 #include <QFile>
+#include <QFileInfo>
 #include <QLocale>
 #include <QSocketNotifier>
 #include <csignal>
@@ -91,6 +94,15 @@ int run(const QByteArray &path, bool dryRun)
     if (!item)
         return Failure;
     const QUrl url = *item;
+    // Only a folder has anything below it: a file given here is a mistake of use, said before
+    // anything is asked of the service.
+    if (!QFileInfo(url.toLocalFile()).isDir()) {
+        std::fprintf(stderr, "%s\n\n%s",
+                     qPrintable(QStringLiteral("propagate needs a folder: \u201c%1\u201d is not one.")
+                                    .arg(QFile::decodeName(MGItemPaths::nativePath(url)))),
+                     qPrintable(MGAclCommandLine::usage()));
+        return Usage;
+    }
     auto line = std::make_shared<ProgressLine>();
     auto last = std::make_shared<std::optional<MGPropagationProgress>>();
     auto watch = std::make_shared<MGPropagationWatch>(

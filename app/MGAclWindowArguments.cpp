@@ -65,6 +65,12 @@ std::optional<MGAclWindowArguments> MGAclWindowArguments::read(const QByteArrayL
             return std::nullopt;
         }
     }
+    // A first word that names no item and no command, followed by more: a mistyped command.
+    if (!read.screenshot && positional.size() > 1 && !positional.first().contains('/')
+        && !QFileInfo::exists(QFile::decodeName(positional.first()))) {
+        *error = QStringLiteral("Unknown command \u201c%1\u201d.").arg(QString::fromLocal8Bit(positional.first()));
+        return std::nullopt;
+    }
     if (positional.size() != (read.screenshot ? 2 : 1)) {
         *error = read.screenshot ? QStringLiteral("A screenshot needs a path and a picture to write.")
                                  : positional.isEmpty() ? QStringLiteral("Name the file or folder to show.")

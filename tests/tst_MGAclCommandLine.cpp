@@ -131,6 +131,12 @@ private slots:
             QCOMPARE(run.status, 64);
             QVERIFY(run.err.contains("usage:"));
         }
+        // A mistyped command is named as such, with the usage.
+        const Run unknown = acl({"frobnicate", tmp.path()});
+        QCOMPARE(unknown.status, 64);
+        QVERIFY2(unknown.err.startsWith("Unknown command \u201cfrobnicate\u201d.") && unknown.err.contains("usage:"),
+                 qPrintable(unknown.err));
+        QVERIFY(unknown.out.isEmpty());
         // Paths that cannot be opened, where there is no display (with one, the window host
         // says it in a window too: its own suite shows that).
         const Run missing = acl({tmp.path("not-here")}, {}, nullptr, false);

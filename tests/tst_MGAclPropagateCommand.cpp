@@ -52,12 +52,24 @@ private slots:
         run = acl({"propagate", root});
         QCOMPARE(run.out, QStringLiteral("Propagated: 0 changed, 15 already right, 2 skipped (1 link, 1 special file)\n"));
         // Not a folder, and wrong arguments.
-        QCOMPARE(acl({"propagate", root + "/d1/f1"}).status, 1);
+        QCOMPARE(acl({"propagate", root + "/d1/f1"}).status, 64);
         QCOMPARE(acl({"propagate", root, "--everything"}).status, 64);
     }
 
     // Ctrl+C while it runs stops the walk at the next folder: what was done stays done,
     // the rest is untouched, and it ends with the summary and status 130.
+    void aFileIsAMistakeOfUse()
+    {
+        // A file has nothing below it: the mistake is named, with the usage, and nothing else.
+        const QString file = tmp.path("not-a-folder");
+        QVERIFY(shOk("touch " + quoted(file)));
+        const Run run = acl({"propagate", file});
+        QCOMPARE(run.status, 64);
+        QVERIFY(run.out.isEmpty());
+        QVERIFY2(run.err.startsWith("propagate needs a folder") && run.err.contains("usage:"), qPrintable(run.err));
+        QVERIFY(!run.err.contains("Propagated"));
+    }
+
     void ctrlCStopsAtTheNextFolder()
     {
         const QString root = tree("large", 400, 50);
