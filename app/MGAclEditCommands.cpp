@@ -42,6 +42,27 @@ std::optional<QList<Entry>> parseEntries(const QByteArrayList &arguments, bool w
     return entries;
 }
 
+// Reads an item's permissions as POSIX state into `state`, saying what went wrong otherwise.
+int readState(const QUrl &url, std::optional<MGPosixItemState> *state)
+{
+    return runOnQueue([url, state](std::shared_ptr<MGAclServiceClient> client, Finish finish) {
+        client->getEntriesWithUrl(url, [url, state, finish](std::optional<MGAclList> list, MGResultError error) {
+            if (!list) {
+                if (error)
+                    printError(*error);
+                return finish(error ? Failure : Dismissed);
+            }
+            const MGResult<MGPosixItemState> read = stateOf(*list, url);
+            if (!read) {
+                printError(read.error());
+                return finish(Failure);
+            }
+            *state = *read;
+            finish(Success);
+        });
+    });
+}
+
 // Reads the item, changes its state as `change` says, and writes the result back, only
 // while the item still holds what was read; with `dryRun`, prints the result instead.
 int edit(const QByteArray &path,
@@ -126,23 +147,7 @@ int copy(const QByteArray &from, const QByteArray &to)
     const QUrl sourceUrl = *source;
     // The source's ACL is read first, then the target is changed as `set` changes it.
     std::optional<MGPosixItemState> sourceState;
-    const int read = runOnQueue([sourceUrl, &sourceState](std::shared_ptr<MGAclServiceClient> client, Finish finish) {
-        client->getEntriesWithUrl(sourceUrl, [sourceUrl, &sourceState, finish](std::optional<MGAclList> list, MGResultError error) {
-            if (!list) {
-                if (error)
-                    printError(*error);
-                return finish(error ? Failure : Dismissed);
-            }
-            const MGResult<MGPosixItemState> state = stateOf(*list, sourceUrl);
-            if (!state) {
-                printError(state.error());
-                return finish(Failure);
-            }
-            sourceState = *state;
-            finish(Success);
-        });
-    });
-    if (read != Success)
+    if (const int read = readState(sourceUrl, &sourceState); read != Success)
         return read;
     const MGPosixItemState copied = *sourceState;
     return edit(to, [copied](const MGPosixItemState &state, const QUrl &) -> MGResult<MGPosixItemState> {
@@ -163,23 +168,7 @@ int inherit(const QByteArray &path, bool dryRun)
     }
     const QUrl folder = QUrl::fromLocalFile(info.absolutePath());
     std::optional<MGPosixItemState> folderState;
-    const int read = runOnQueue([folder, &folderState](std::shared_ptr<MGAclServiceClient> client, Finish finish) {
-        client->getEntriesWithUrl(folder, [folder, &folderState, finish](std::optional<MGAclList> list, MGResultError error) {
-            if (!list) {
-                if (error)
-                    printError(*error);
-                return finish(error ? Failure : Dismissed);
-            }
-            const MGResult<MGPosixItemState> state = stateOf(*list, folder);
-            if (!state) {
-                printError(state.error());
-                return finish(Failure);
-            }
-            folderState = *state;
-            finish(Success);
-        });
-    });
-    if (read != Success)
+    if (const int read = readState(folder, &folderState); read != Success)
         return read;
     const MGPosixItemState parent = *folderState;
     const mode_t umask = MGPosixEdits::currentUmask();

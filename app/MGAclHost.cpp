@@ -214,8 +214,8 @@ int MGAclHost::screenshot(const Screenshot &request)
         waitFor([] { return false; }, 300);
     }
     if (shown && entries && !request.add.isEmpty()) {
-        // As "+" does it: the new entry comes after the selected row and its chooser opens;
-        // the chooser's answer is given through the table's model.
+        // As "+" does it: the new entry comes after the selected row and its chooser opens,
+        // where the user or group is chosen.
         const std::optional<CBIdentity> who = CBIdentityAuthority::defaultIdentityAuthority().identityForText(request.add);
         if (!who) {
             std::fprintf(stderr, "%s\n", qPrintable(QStringLiteral("There is no user or group \u201c%1\u201d.").arg(request.add)));

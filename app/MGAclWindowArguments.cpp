@@ -15,7 +15,6 @@ std::optional<int> number(const QByteArray &text, int lowest, int highest)
     return ok && value >= lowest && value <= highest ? std::optional<int>(value) : std::nullopt;
 }
 
-
 // "WIDTHxHEIGHT", each between a window's smallest and a large screen's size.
 std::optional<QSize> sizeOf(const QByteArray &text)
 {

@@ -83,7 +83,8 @@ public:
     void setAccess(const QList<MGTreeNode::Pointer> &access); // main thread
     CBIdentity identity() const override;
     void setIdentity(const CBIdentity &identity) override;
-    QVariantList identities() const override;
+    // The users and groups to choose from (the shared list the choosers show).
+    QVariantList identities() const;
     bool canUpdateAccess() const { return m_canUpdateAccess; }
     void setCanUpdateAccess(bool open) { m_canUpdateAccess = open; }
     void updateAccess(); // work queue

@@ -11,7 +11,7 @@
 class QAction;
 
 // The plug-in object as the editor's views see it: the item, its entry list, the
-// effective-access tree with the identity it is for, and the identities to choose from,
+// effective-access tree with the identity it is for, and what it says about the item,
 // each observable through its changed signal. The views reach it only through this
 // interface, so they do not depend on the plug-in object's own code (which builds them).
 // Main thread only.
@@ -56,7 +56,6 @@ public:
     virtual void keepEditsOverDisk() = 0;
     virtual CBIdentity identity() const = 0;
     virtual void setIdentity(const CBIdentity &identity) = 0;
-    virtual QVariantList identities() const = 0;
     // Moves the entry at one row of `entries` to a drop row (between rows `toIndex` - 1
     // and `toIndex`).
     virtual void moveEntryAtIndex(qsizetype from, qsizetype toIndex) = 0;
@@ -68,6 +67,7 @@ signals:
     void noticeChanged();
     void editedChanged();
     void accessChanged();
+    // The account database changed: the shared identity list reads it again by itself.
     void identitiesChanged();
     void identityChanged();
 };
