@@ -292,6 +292,7 @@ private slots:
         }
         plugin->saveEntries(plugin.get());
         QVERIFY(syncWithService(plugin));
+        QVERIFY(flushMainQueue()); // the list read again after the save is shown
         QCOMPARE(facl(target), before);
         // A click elsewhere only closes the list: the new entry stays, for its first user.
         QSignalSpy installed(plugin.get(), &MGAclPlugin::entriesChanged);
