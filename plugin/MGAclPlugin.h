@@ -149,6 +149,19 @@ private:
     // Why nobody can change the item, and that saving will ask for an authorisation (each
     // empty when not so); work queue: it looks at the file system.
     std::pair<QString, QString> changeNotices() const;
+    // What the item's status was just before its list was last read, and whether it changed
+    // since (another inode at the path counts as a change, nothing there as gone); work queue.
+    struct ReadStamp
+    {
+        bool known = false;
+        dev_t device = 0;
+        ino_t inode = 0;
+        qint64 changedSeconds = 0;
+        qint64 changedNanoseconds = 0;
+    };
+    enum class DiskChange { None, Changed, Gone };
+    void stampRead();
+    DiskChange diskChangeSinceRead() const;
 
     mutable QMutex m_stateLock; // guards what the work queue and reply threads also read
     QUrl m_url;
@@ -165,6 +178,7 @@ private:
     QString m_changeBlocked;
     QString m_asksAuthorisation;
     bool m_changedOnDisk = false;
+    ReadStamp m_readStamp; // guarded by m_stateLock
     std::atomic<bool> m_accessAsEdited = false; // set on the main thread, read on the work queue
     bool m_gone = false;
     CBIdentity m_identity;

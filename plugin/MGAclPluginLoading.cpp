@@ -48,9 +48,37 @@ void MGAclPlugin::setUrl(const QUrl &url)
     }
 }
 
+void MGAclPlugin::stampRead()
+{
+    // Taken before the read: a change after it is seen as one.
+    ReadStamp stamp;
+    struct stat status {};
+    if (::stat(MGItemPaths::nativePath(url()).constData(), &status) == 0)
+        stamp = {true, status.st_dev, status.st_ino, status.st_ctim.tv_sec, status.st_ctim.tv_nsec};
+    QMutexLocker locker(&m_stateLock);
+    m_readStamp = stamp;
+}
+
+MGAclPlugin::DiskChange MGAclPlugin::diskChangeSinceRead() const
+{
+    ReadStamp read;
+    {
+        QMutexLocker locker(&m_stateLock);
+        read = m_readStamp;
+    }
+    struct stat now {};
+    if (::stat(MGItemPaths::nativePath(url()).constData(), &now) != 0)
+        return read.known ? DiskChange::Gone : DiskChange::None;
+    // Owner, mode and ACL changes all set the change time; a replaced item is another inode.
+    const bool same = read.known && now.st_dev == read.device && now.st_ino == read.inode
+        && now.st_ctim.tv_sec == read.changedSeconds && now.st_ctim.tv_nsec == read.changedNanoseconds;
+    return same ? DiskChange::None : DiskChange::Changed;
+}
+
 void MGAclPlugin::updateEntries()
 {
     const Pointer self = shared_from_this();
+    stampRead();
     getEntriesWithUrl(url(), [self](std::optional<MGAclList> list, MGResultError error) {
         if (list) {
             self->setRevertedEntries(MGAclLists::deepCopy(*list));
@@ -228,20 +256,19 @@ void MGAclPlugin::watchEntries(bool watch)
     if (!watch || url().isEmpty())
         return;
     // While the entries are shown and not edited, a change made elsewhere is shown too; an
-    // edited list is left alone (its save will say that the item changed).
+    // edited list is kept, and the window says the item changed (or went away). The folder's
+    // events include every other item in it: only a change of the item itself counts.
     const std::weak_ptr<MGAclPlugin> weak = shared_from_this();
-    // An edited list is kept, and the window says the item changed (or went away).
-    const QByteArray path = MGItemPaths::nativePath(url());
-    struct stat read {};
-    const bool known = ::stat(path.constData(), &read) == 0;
-    m_entriesWatch = new MGAclEntriesWatch(path, [weak, path, known, read] {
-        struct stat now {};
-        const bool gone = known && (::stat(path.constData(), &now) != 0 || now.st_ino != read.st_ino || now.st_dev != read.st_dev);
-        MGMainQueue::async([weak, gone] {
+    m_entriesWatch = new MGAclEntriesWatch(MGItemPaths::nativePath(url()), [weak] {
+        const Pointer watcher = weak.lock();
+        const DiskChange change = watcher ? watcher->diskChangeSinceRead() : DiskChange::None;
+        if (change == DiskChange::None)
+            return;
+        MGMainQueue::async([weak, change] {
             const Pointer self = weak.lock();
             if (!self)
                 return;
-            if (gone) {
+            if (change == DiskChange::Gone) {
                 self->m_gone = true;
                 emit self->noticeChanged();
             } else if (!self->canRevertEntries()) {
@@ -381,6 +408,7 @@ void MGAclPlugin::keepEditsOverDisk()
     // What is on disk now becomes what the edits are compared with and written over.
     const Pointer self = shared_from_this();
     queue()->async([self] {
+        self->stampRead();
         self->getEntriesWithUrl(self->url(), [self](std::optional<MGAclList> list, MGResultError error) {
             if (!list) {
                 if (error)

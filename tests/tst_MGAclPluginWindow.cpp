@@ -569,6 +569,20 @@ private slots:
         plugin->window()->closeWithoutAsking();
     }
 
+    void anItemReplacedUnderItsNameIsReadAgainNotTakenForGone()
+    {
+        // Editors save by writing a new file and renaming it over the old one.
+        const QString file = tmp.path("replaced-by-rename");
+        QVERIFY(shOk("touch " + quoted(file)));
+        MGAclPlugin::Pointer plugin = openWindow(file);
+        QSignalSpy changed(plugin.get(), &MGAclPlugin::entriesChanged);
+        QVERIFY(shOk(QStringLiteral("touch %1.new && setfacl -m u:daemon:r %1.new && mv %1.new %1").arg(quoted(file))));
+        QVERIFY(changed.wait(5000));
+        QCOMPARE(MGAclLists::aclEntries(plugin->entries()).size(), 1);
+        QVERIFY(!entriesView(plugin)->noticeBar()->isVisible());
+        plugin->window()->closeWithoutAsking();
+    }
+
     void anItemDeletedWhileShownIsSaidAndCannotBeSaved()
     {
         const QString file = tmp.path("deleted-while-shown");
