@@ -1,11 +1,16 @@
 #pragma once
 
-#include <QByteArrayList>
+#include <QByteArray>
+#include <QString>
 
-// marrowgate-acl audit WHO PATH [--write|--read|--any] [--summary]: where below a folder a
-// user or group may write (read, or do anything), with the entry that grants it, or only
-// how many items they may do what with. Walks as the user; where folders below cannot be
-// read that way, the privileged service walks instead (polkit's read right).
+// marrowgate-acl audit: where below a folder a user or group has an access, walked by the
+// service (as the user, or as root with the read right where the user cannot read). The
+// text is the service's; with `json` each line becomes one JSON object:
+//   {"permissions": "rw-", "grantedBy": "user:NAME", "path": ...}  one per item
+//   {"readWrite": N, "readOnly": N, "writeOnly": N, "neither": N, "notEntered": N}  (summary)
+//   {"note": "..."}  a heading, in the user's language
 namespace MGAclAuditCommand {
-int run(const QByteArrayList &arguments);
+int run(const QByteArray &who, const QByteArray &path, const QString &level, bool summary, bool json);
+// The service's text as JSON lines, as above.
+QByteArray jsonOf(const QByteArray &text);
 }

@@ -50,6 +50,76 @@ void restoreFrom(std::shared_ptr<MGAclServiceClient> client, std::shared_ptr<QLi
                             [next](auto outcome) { next(statusOf<std::monostate>(outcome)); }, *list);
     });
 }
+
+// The service names every item by its full path (as getfacl names those below an absolute
+// path); a backup names them as getfacl -R does below the path as the user gave it: relative
+// stays relative, and an absolute path loses its leading slash. Text arrives in pieces that
+// may end inside a line.
+class BackupPaths
+{
+public:
+    BackupPaths(const QByteArray &resolved, const QByteArray &given)
+        : m_resolved(MGAclTextFormat::escapePath(resolved.mid(1))), m_given(MGAclTextFormat::escapePath(shown(given)))
+    {
+    }
+
+    QByteArray rewrite(const QByteArray &piece, bool last = false)
+    {
+        m_pending += piece;
+        const qsizetype end = last ? m_pending.size() : m_pending.lastIndexOf('\n') + 1;
+        QByteArray out;
+        out.reserve(end + 64);
+        qsizetype start = 0;
+        while (start < end) {
+            qsizetype newline = m_pending.indexOf('\n', start);
+            newline = newline < 0 || newline >= end ? end : newline + 1;
+            const QByteArrayView line(m_pending.constData() + start, newline - start);
+            out += line.startsWith(FileLine) ? renamed(line) : line.toByteArray();
+            start = newline;
+        }
+        m_pending.remove(0, end);
+        return out;
+    }
+
+private:
+    static constexpr QByteArrayView FileLine = "# file: ";
+
+    // A path as getfacl writes it: without leading slashes, and without leading "./".
+    static QByteArray shown(QByteArray path)
+    {
+        while (path.startsWith('/'))
+            path.remove(0, 1);
+        while (path.startsWith("./"))
+            path.remove(0, 2);
+        return path;
+    }
+
+    QByteArray renamed(QByteArrayView line) const
+    {
+        const bool newline = line.endsWith('\n');
+        const QByteArrayView path = line.sliced(FileLine.size(), line.size() - FileLine.size() - (newline ? 1 : 0));
+        QByteArrayView below;
+        if (path == m_resolved)
+            below = {};
+        else if (m_resolved.isEmpty())
+            below = path;
+        else if (path.startsWith(m_resolved) && path.size() > m_resolved.size() && path[m_resolved.size()] == '/')
+            below = path.sliced(m_resolved.size() + 1);
+        else
+            return line.toByteArray();
+        QByteArray name;
+        if (below.isEmpty())
+            name = m_given.isEmpty() ? QByteArray(".") : m_given;
+        else if (m_given.isEmpty() || m_given == ".")
+            name = below.toByteArray();
+        else
+            name = m_given + '/' + below.toByteArray();
+        return FileLine.toByteArray() + name + (newline ? "\n" : "");
+    }
+
+    const QByteArray m_resolved, m_given;
+    QByteArray m_pending;
+};
 }
 
 namespace MGAclBackupCommands {
@@ -59,17 +129,19 @@ int backup(const QByteArray &path)
     const std::optional<QUrl> item = itemFor(path);
     if (!item)
         return Failure;
-    if (MGItemPaths::nativePath(*item).startsWith('/'))
-        std::fprintf(stderr, "marrowgate-acl: Removing leading '/' from absolute path names\n");
+    if (path.startsWith('/'))
+        std::fprintf(stderr, "%s\n", qPrintable(localized("marrowgate-acl: Removing leading '/' from absolute path names")));
     const QUrl url = *item;
-    return runOnQueue([url](std::shared_ptr<MGAclServiceClient> client, Finish finish) {
+    auto paths = std::make_shared<BackupPaths>(MGItemPaths::nativePath(url), path);
+    return runOnQueue([url, paths](std::shared_ptr<MGAclServiceClient> client, Finish finish) {
         client->backupWithUrl(
             url,
-            [](const QByteArray &text) {
+            [paths](const QByteArray &text) {
                 // On the reply thread, in order; nothing else writes to standard output.
-                std::fwrite(text.constData(), 1, size_t(text.size()), stdout);
+                writeOut(paths->rewrite(text));
             },
-            [finish](auto outcome) {
+            [paths, finish](auto outcome) {
+                writeOut(paths->rewrite({}, true));
                 std::fflush(stdout);
                 finish(statusOf<std::monostate>(outcome));
             });
@@ -82,7 +154,7 @@ int restore(const QByteArray &file)
     const bool opened = file == "-" ? input.open(stdin, QIODevice::ReadOnly)
                                     : (input.setFileName(QFile::decodeName(file)), input.open(QIODevice::ReadOnly));
     if (!opened) {
-        std::fprintf(stderr, "Cannot read \u201c%s\u201d: %s\n", file.constData(), qPrintable(input.errorString()));
+        std::fprintf(stderr, "%s\n", qPrintable(localized("Cannot read \u201c%1\u201d: %2").arg(QFile::decodeName(file), input.errorString())));
         return Failure;
     }
     QString why;

@@ -1,17 +1,15 @@
 #pragma once
 
-#include "MGAclList.h"
-#include "MGTreeNode.h"
+#include "MGAclCommandSyntax.h"
+#include "MGAclHelpPage.h"
 
 #include <QByteArrayList>
 
-// The text commands of marrowgate-acl. They go through the same client layer as the
+// The text commands of marrowgate-acl, as its help page (app/help/marrowgate-acl.help)
+// gives them: their arguments are checked against the page's usages, then each runs in its
+// own place (MGAclReadCommands, MGAclEditCommands, MGAclPropagateCommand,
+// MGAclBackupCommands, MGAclAuditCommand). They go through the same client layer as the
 // window: the ordinary service first, the privileged one after an authorisation.
-//   list PATH              the entry list, one line per item
-//   access IDENTITY PATH   the effective-access tree of a user or group
-//   set, remove, copy      (MGAclEditCommands), propagate (MGAclPropagateCommand),
-//   backup, restore        (MGAclBackupCommands)
-// A path that leads through a link is about the item at its end, and the command says so.
 // Exit status: 0 success; 1 with the error on standard error; 2, silently, when an
 // authorisation was dismissed; 64 for a command used wrongly; 130 a propagation stopped.
 class MGAclCommandLine
@@ -19,15 +17,14 @@ class MGAclCommandLine
 public:
     enum Status { Success = 0, Failure = 1, Dismissed = 2, Usage = 64, Stopped = 130 };
 
-    // How to use marrowgate-acl, every command with its exit status.
+    static const MGAclHelpPage &helpPage();
+    // How to use marrowgate-acl, in the user's language.
     static QString usage();
+    // The usage of one command; nothing for a word that is none.
+    static std::optional<MGAclCommandSyntax> syntaxOf(const QByteArray &command);
 
     // `arguments`: as the program got them (without its name), bytes: paths need not be UTF-8.
     static bool handles(const QByteArrayList &arguments);
     // Runs the command in `arguments`; needs a QCoreApplication.
     static int run(const QByteArrayList &arguments);
-
-    static QString formatList(const MGAclList &list);
-    static QString formatTree(const QList<MGTreeNode::Pointer> &tree);
-    static QString permissionText(const MGAclEntry &entry);
 };

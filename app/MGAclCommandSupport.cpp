@@ -1,8 +1,10 @@
 #include "MGAclCommandSupport.h"
 
 #include "CBIdentityAuthority.h"
+#include "MGAclCommandLine.h"
 #include "MGItemPaths.h"
 #include "MGWorkQueue.h"
+#include "NTLocalizedString.h"
 
 #include <QCoreApplication>
 #include <QDeadlineTimer>
@@ -47,7 +49,7 @@ std::optional<QUrl> itemFor(const QByteArray &path)
     }
     if (resolved.throughLink)
         std::fprintf(stderr, "%s\n",
-                     qPrintable(QStringLiteral("\u201c%1\u201d leads through a link to \u201c%2\u201d; this is about %2.")
+                     qPrintable(localized("\u201c%1\u201d leads through a link to \u201c%2\u201d; this is about %2.")
                                     .arg(QFile::decodeName(path), QFile::decodeName(resolved.path))));
     return MGItemPaths::urlForNativePath(resolved.path);
 }
@@ -57,13 +59,29 @@ std::optional<CBIdentity> identityFor(const QByteArray &text)
     const QString who = QString::fromLocal8Bit(text);
     const auto identity = CBIdentityAuthority::defaultIdentityAuthority().identityForText(who);
     if (!identity)
-        std::fprintf(stderr, "%s\n", qPrintable(QStringLiteral("No user or group is named \u201c%1\u201d.").arg(who)));
+        std::fprintf(stderr, "%s\n", qPrintable(localized("No user or group is named \u201c%1\u201d.").arg(who)));
     return identity;
 }
 
 void printError(const MGError &error)
 {
     std::fprintf(stderr, "%s\n", qPrintable(error.fullDescription()));
+}
+
+int usageError(const QString &what)
+{
+    std::fprintf(stderr, "%s\n\n%s", qPrintable(what), qPrintable(MGAclCommandLine::usage()));
+    return Usage;
+}
+
+QString localized(const QString &english)
+{
+    return NTLocalizedString::localize(english, QStringLiteral("Help"));
+}
+
+void writeOut(const QByteArray &bytes)
+{
+    std::fwrite(bytes.constData(), 1, size_t(bytes.size()), stdout);
 }
 
 MGResult<MGPosixItemState> stateOf(const MGAclList &list, const QUrl &url)

@@ -24,6 +24,13 @@ int runOnQueue(const std::function<void(std::shared_ptr<MGAclServiceClient> clie
 std::optional<QUrl> itemFor(const QByteArray &path);
 
 void printError(const MGError &error);
+// A usage error: what is wrong, then the usage, on standard error; answers Usage.
+int usageError(const QString &what);
+// The command line's own texts in the user's language (table "Help").
+QString localized(const QString &english);
+inline QString localized(const char *english) { return localized(QString::fromUtf8(english)); }
+// Writes to standard output as it stands (bytes: paths need not be UTF-8).
+void writeOut(const QByteArray &bytes);
 // The user or group a command names (see the usage); nothing, with a message, when none.
 std::optional<CBIdentity> identityFor(const QByteArray &text);
 // The status an operation's outcome ends a command with (and its error printed).

@@ -1,14 +1,14 @@
 #include "MGAclPropagateCommand.h"
 
-#include "MGAclCommandLine.h"
 #include "MGAclCommandSupport.h"
+#include "MGAclJson.h"
 #include "MGItemPaths.h"
 #include "NTLocalizedString.h"
 
 #include <QElapsedTimer>
 #include <QFile>
 #include <QFileInfo>
-#include <QLocale>
+#include <QJsonArray>
 #include <QSocketNotifier>
 #include <csignal>
 #include <cstdio>
@@ -29,9 +29,28 @@ void interrupted(int)
     std::signal(SIGINT, SIG_DFL);
 }
 
-QString localized(const char *key)
+QString localizedAcl(const char *key)
 {
     return NTLocalizedString::localize(QString::fromUtf8(key), QStringLiteral("ACL"));
+}
+
+// The summary for scripts: the counts under names that are the same in every language.
+QByteArray summaryJson(const MGPropagationProgress &summary, const QByteArray &folder)
+{
+    QJsonObject object{{QStringLiteral("dryRun"), summary.dryRun},
+                       {QStringLiteral("stopped"), summary.stopped},
+                       {QStringLiteral("changed"), summary.changed},
+                       {QStringLiteral("alreadyRight"), summary.alreadyRight},
+                       {QStringLiteral("skipped"), summary.skipped()},
+                       {QStringLiteral("links"), summary.links},
+                       {QStringLiteral("otherMounts"), summary.otherMounts},
+                       {QStringLiteral("special"), summary.special},
+                       {QStringLiteral("hardLinks"), summary.hardLinks},
+                       {QStringLiteral("changedWhileWalking"), summary.changedWhileWalking},
+                       {QStringLiteral("failed"), summary.failed},
+                       {QStringLiteral("failedPaths"), QJsonArray::fromStringList(summary.failedPaths)}};
+    MGAclJson::putBytes(object, QStringLiteral("folder"), folder);
+    return MGAclJson::line(object);
 }
 
 // Shows progress on standard error: one line rewritten in place on a terminal, a line a
@@ -49,9 +68,8 @@ public:
         if (!m_terminal && m_lastLine.isValid() && m_lastLine.elapsed() < 1000)
             return;
         m_lastLine.start();
-        const QLocale locale(NTLocalizedString::currentLanguage());
         const qint64 rate = progress.items() * 1000 / qMax<qint64>(1, m_clock.elapsed());
-        QString text = localized("%1 items, %2 a second").arg(locale.toString(progress.items()), locale.toString(rate))
+        QString text = localizedAcl("%1 items, %2 a second").arg(NTLocalizedString::count(progress.items()), NTLocalizedString::count(rate))
             + QStringLiteral(" \u2014 ") + QFile::decodeName(progress.folder);
         if (m_terminal) {
             struct winsize size = {};
@@ -88,7 +106,7 @@ private:
 
 namespace MGAclPropagateCommand {
 
-int run(const QByteArray &path, bool dryRun)
+int run(const QByteArray &path, bool dryRun, bool json)
 {
     const std::optional<QUrl> item = itemFor(path);
     if (!item)
@@ -96,13 +114,9 @@ int run(const QByteArray &path, bool dryRun)
     const QUrl url = *item;
     // Only a folder has anything below it: a file given here is a mistake of use, said before
     // anything is asked of the service.
-    if (!QFileInfo(url.toLocalFile()).isDir()) {
-        std::fprintf(stderr, "%s\n\n%s",
-                     qPrintable(QStringLiteral("propagate needs a folder: \u201c%1\u201d is not one.")
-                                    .arg(QFile::decodeName(MGItemPaths::nativePath(url)))),
-                     qPrintable(MGAclCommandLine::usage()));
-        return Usage;
-    }
+    if (!QFileInfo(url.toLocalFile()).isDir())
+        return usageError(localized("propagate needs a folder: \u201c%1\u201d is not one.")
+                              .arg(QFile::decodeName(MGItemPaths::nativePath(url))));
     auto line = std::make_shared<ProgressLine>();
     auto last = std::make_shared<std::optional<MGPropagationProgress>>();
     auto watch = std::make_shared<MGPropagationWatch>(
@@ -125,7 +139,7 @@ int run(const QByteArray &path, bool dryRun)
         char byte;
         while (read(interruptPipe[0], &byte, 1) > 0) {
         }
-        line->note(localized("Stopping at the next folder\u2026 (Ctrl+C again leaves at once)"));
+        line->note(localizedAcl("Stopping at the next folder\u2026 (Ctrl+C again leaves at once)"));
         watch->stop();
     });
     std::signal(SIGINT, interrupted);
@@ -150,7 +164,8 @@ int run(const QByteArray &path, bool dryRun)
     if (*last) {
         const MGPropagationProgress &summary = **last;
         const char *how = summary.stopped ? "Stopped: %1" : summary.dryRun ? "Dry run: %1" : "Propagated: %1";
-        std::printf("%s\n", qPrintable(localized(how).arg(summary.summaryText())));
+        writeOut(json ? summaryJson(summary, MGItemPaths::nativePath(url))
+                      : (localizedAcl(how).arg(summary.summaryText()) + QLatin1Char('\n')).toUtf8());
         if (summary.stopped && status == Success)
             return Stopped;
     }

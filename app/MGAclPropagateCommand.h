@@ -2,12 +2,14 @@
 
 #include <QByteArray>
 
-// propagate PATH [--dry-run]: gives everything below a folder the folder's owner, group,
+// propagate FOLDER [--dry-run] [--json]: gives everything below a folder the folder's owner, group,
 // permissions and inheritable ACL, as the window's Propagate does, showing how far it has
 // come (a line that updates itself on a terminal, a line a second otherwise). Ctrl+C stops
 // it at the next folder, keeping what was done; a second Ctrl+C leaves at once. It ends with
 // the summary: changed, already right, skipped and why, failed. --dry-run walks and counts
-// what would change, changing nothing.
+// what would change, changing nothing. --json writes the summary as one JSON object:
+//   {"folder", "dryRun", "stopped", "changed", "alreadyRight", "skipped", "links",
+//    "otherMounts", "special", "hardLinks", "changedWhileWalking", "failed", "failedPaths"}
 namespace MGAclPropagateCommand {
-int run(const QByteArray &path, bool dryRun);
+int run(const QByteArray &path, bool dryRun, bool json);
 }

@@ -1,11 +1,14 @@
 #include "MGAclWindowArguments.h"
 
+#include "MGAclCommandSupport.h"
 #include "MGItemPaths.h"
 
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
 #include <cstring>
+
+using MGAclCommandSupport::localized;
 
 namespace {
 std::optional<int> number(const QByteArray &text, int lowest, int highest)
@@ -60,20 +63,20 @@ std::optional<MGAclWindowArguments> MGAclWindowArguments::read(const QByteArrayL
         } else if (word == "--add" && i + 1 < rest.size() && !rest[i + 1].isEmpty()) {
             read.add = QString::fromLocal8Bit(rest[++i]);
         } else {
-            *error = QStringLiteral("Unknown option or missing value: %1").arg(QString::fromLocal8Bit(word));
+            *error = localized("Unknown option or missing value: %1").arg(QString::fromLocal8Bit(word));
             return std::nullopt;
         }
     }
     // A first word that names no item and no command, followed by more: a mistyped command.
     if (!read.screenshot && positional.size() > 1 && !positional.first().contains('/')
         && !QFileInfo::exists(QFile::decodeName(positional.first()))) {
-        *error = QStringLiteral("Unknown command \u201c%1\u201d.").arg(QString::fromLocal8Bit(positional.first()));
+        *error = localized("Unknown command \u201c%1\u201d.").arg(QString::fromLocal8Bit(positional.first()));
         return std::nullopt;
     }
     if (positional.size() != (read.screenshot ? 2 : 1)) {
-        *error = read.screenshot ? QStringLiteral("A screenshot needs a path and a picture to write.")
-                                 : positional.isEmpty() ? QStringLiteral("Name the file or folder to show.")
-                                                        : QStringLiteral("The window shows one file or folder at a time.");
+        *error = read.screenshot ? localized("A screenshot needs a path and a picture to write.")
+                                 : positional.isEmpty() ? localized("Name the file or folder to show.")
+                                                        : localized("The window shows one file or folder at a time.");
         return std::nullopt;
     }
     read.path = positional.first();
@@ -89,12 +92,12 @@ QString MGAclWindowArguments::problem() const
     if (screenshot) {
         const QFileInfo picture(out);
         if (!picture.absoluteDir().exists())
-            return QStringLiteral("The folder \u201c%1\u201d, where the picture is to go, does not exist.")
+            return localized("The folder \u201c%1\u201d, where the picture is to go, does not exist.")
                 .arg(picture.absolutePath());
         return QString();
     }
     if (!hasDisplay())
-        return QStringLiteral("There is no display to show the window on (neither DISPLAY nor WAYLAND_DISPLAY is set). "
+        return localized("There is no display to show the window on (neither DISPLAY nor WAYLAND_DISPLAY is set). "
                               "\u201cmarrowgate-acl list\u201d shows the entries as text, and \u201cmarrowgate-acl "
                               "screenshot\u201d writes a picture of the window.");
     return QString();
@@ -112,8 +115,8 @@ QString MGAclWindowArguments::itemProblem() const
     if (!item.exists) {
         const bool danglingLink = QFileInfo(QFile::decodeName(path)).isSymLink();
         return danglingLink
-            ? QStringLiteral("\u201c%1\u201d is a link to something that is not there.").arg(QFile::decodeName(path))
-            : QStringLiteral("\u201c%1\u201d: %2.").arg(QFile::decodeName(path), QString::fromLocal8Bit(std::strerror(item.error)));
+            ? localized("\u201c%1\u201d is a link to something that is not there.").arg(QFile::decodeName(path))
+            : localized("\u201c%1\u201d: %2.").arg(QFile::decodeName(path), QString::fromLocal8Bit(std::strerror(item.error)));
     }
     return QString();
 }

@@ -2,6 +2,7 @@
 // GUI; the window commands are checked here and handed to the small window host installed
 // beside this program.
 #include "MGAclCommandLine.h"
+#include "MGAclCommandSupport.h"
 #include "MGAclWindowArguments.h"
 #include "NTLocalizedString.h"
 
@@ -40,34 +41,32 @@ int main(int argc, char **argv)
     QByteArrayList arguments;
     for (int i = 1; i < argc; ++i)
         arguments << QByteArray(argv[i]);
-    const QByteArray first = arguments.value(0);
-    if (first == "--help" || first == "-h" || first == "help") {
-        std::fputs(qPrintable(MGAclCommandLine::usage()), stdout);
-        return MGAclCommandLine::Success;
-    }
-    if (!MGAclCommandLine::handles(arguments)) {
-        QString error;
-        const auto window = MGAclWindowArguments::read(arguments, &error);
-        if (!window) {
-            std::fprintf(stderr, "%s\n\n%s", qPrintable(error), qPrintable(MGAclCommandLine::usage()));
-            return MGAclCommandLine::Usage;
-        }
-        if (const QString problem = window->problem(); !problem.isEmpty()) {
-            std::fprintf(stderr, "%s\n", qPrintable(problem));
-            // Started from a desktop, nobody reads standard error: the window host says it
-            // in a window too (and ends with the same status).
-            const bool shown = !window->screenshot && MGAclWindowArguments::hasDisplay() && !window->itemProblem().isEmpty();
-            if (!shown)
-                return MGAclCommandLine::Failure;
-        }
-        return runWindowHost(argv);
-    }
     // Standard error carries the command's own errors only.
     qInstallMessageHandler([](QtMsgType type, const QMessageLogContext &, const QString &message) {
         if (type == QtCriticalMsg || type == QtFatalMsg)
             std::fprintf(stderr, "%s\n", qPrintable(message));
     });
+    // Help and usage errors are in the user's language too.
     QCoreApplication app(argc, argv);
     NTLocalizedString::installTranslation(QLocale::system().name());
-    return MGAclCommandLine::run(arguments);
+    const QByteArray first = arguments.value(0);
+    if (first == "--help" || first == "-h" || first == "help") {
+        std::fputs(qPrintable(MGAclCommandLine::usage()), stdout);
+        return MGAclCommandLine::Success;
+    }
+    if (MGAclCommandLine::handles(arguments))
+        return MGAclCommandLine::run(arguments);
+    QString error;
+    const auto window = MGAclWindowArguments::read(arguments, &error);
+    if (!window)
+        return MGAclCommandSupport::usageError(error);
+    if (const QString problem = window->problem(); !problem.isEmpty()) {
+        std::fprintf(stderr, "%s\n", qPrintable(problem));
+        // Started from a desktop, nobody reads standard error: the window host says it
+        // in a window too (and ends with the same status).
+        const bool shown = !window->screenshot && MGAclWindowArguments::hasDisplay() && !window->itemProblem().isEmpty();
+        if (!shown)
+            return MGAclCommandLine::Failure;
+    }
+    return runWindowHost(argv);
 }

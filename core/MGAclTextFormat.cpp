@@ -25,25 +25,6 @@ std::optional<CBIdentity> found(const QHash<Id, CBIdentity> &identities, Id id)
     return it == identities.constEnd() ? std::nullopt : std::optional<CBIdentity>(*it);
 }
 
-QByteArray unescape(const QByteArray &text)
-{
-    const auto octal = [](char c) { return c >= '0' && c <= '7'; };
-    QByteArray out;
-    out.reserve(text.size());
-    for (qsizetype i = 0; i < text.size(); ++i) {
-        if (text[i] == '\\' && i + 3 < text.size() && octal(text[i + 1]) && octal(text[i + 2]) && octal(text[i + 3])) {
-            out += char(((text[i + 1] - '0') << 6) | ((text[i + 2] - '0') << 3) | (text[i + 3] - '0'));
-            i += 3;
-        } else if (text[i] == '\\' && i + 1 < text.size() && text[i + 1] == '\\') {
-            out += '\\';
-            ++i;
-        } else {
-            out += text[i];
-        }
-    }
-    return out;
-}
-
 char permText(quint16 perm, quint16 bit, char letter)
 {
     return (perm & bit) ? letter : '-';
@@ -89,6 +70,10 @@ void writeAcl(QByteArray &out, const MGPosixAcl &acl, const char *prefix, Names 
                 break;
             }
             out += perms(e.perm);
+            // What the mask takes away, as a comment that restoring passes over.
+            if (const std::optional<quint16> mask = acl.perm(MGPosixAcl::Mask);
+                mask && MGPosixAcl::isGroupClass(e.tag) && (e.perm & *mask) != e.perm)
+                out += "\t#effective:" + perms(e.perm & *mask);
             out += '\n';
         }
     }
@@ -152,6 +137,25 @@ void Names::lookUp(const QList<uid_t> &uids, const QList<gid_t> &gids)
         m_users.insert(uid, nameText(found(users, uid), uid));
     for (gid_t gid : std::as_const(newGids))
         m_groups.insert(gid, nameText(found(groups, gid), gid));
+}
+
+QByteArray unescapePath(const QByteArray &text)
+{
+    const auto octal = [](char c) { return c >= '0' && c <= '7'; };
+    QByteArray out;
+    out.reserve(text.size());
+    for (qsizetype i = 0; i < text.size(); ++i) {
+        if (text[i] == '\\' && i + 3 < text.size() && octal(text[i + 1]) && octal(text[i + 2]) && octal(text[i + 3])) {
+            out += char(((text[i + 1] - '0') << 6) | ((text[i + 2] - '0') << 3) | (text[i + 3] - '0'));
+            i += 3;
+        } else if (text[i] == '\\' && i + 1 < text.size() && text[i + 1] == '\\') {
+            out += '\\';
+            ++i;
+        } else {
+            out += text[i];
+        }
+    }
+    return out;
 }
 
 QByteArray escapePath(const QByteArray &path)
@@ -227,7 +231,7 @@ std::optional<Entry> parseEntry(const QString &text, bool withPerms, QString *wh
     if (!qualifier.isEmpty()) {
         if (entry.tag != MGPosixAcl::User && entry.tag != MGPosixAcl::Group)
             return fail(QStringLiteral("a mask or other entry names nobody"));
-        const auto id = idFor(QString::fromUtf8(unescape(qualifier.toUtf8())), entry.tag == MGPosixAcl::User);
+        const auto id = idFor(QString::fromUtf8(unescapePath(qualifier.toUtf8())), entry.tag == MGPosixAcl::User);
         if (!id)
             return fail(QStringLiteral("there is no %1 \u201c%2\u201d")
                             .arg(entry.tag == MGPosixAcl::User ? QStringLiteral("user") : QStringLiteral("group"),
@@ -289,7 +293,7 @@ std::optional<QList<Block>> parse(const QByteArray &text, QString *why)
                 return fail(QStringLiteral("the item before has no entries"));
             current = Block();
             inBlock = true;
-            current.path = unescape(line.mid(8));
+            current.path = unescapePath(line.mid(8));
             current.line = number;
             continue;
         }
@@ -297,7 +301,7 @@ std::optional<QList<Block>> parse(const QByteArray &text, QString *why)
             return fail(QStringLiteral("expected \u201c# file: PATH\u201d"));
         if (line.startsWith("# owner: ") || line.startsWith("# group: ")) {
             const bool user = line.startsWith("# owner: ");
-            const auto id = idFor(QString::fromUtf8(unescape(line.mid(9).trimmed())), user);
+            const auto id = idFor(QString::fromUtf8(unescapePath(line.mid(9).trimmed())), user);
             if (!id)
                 return fail(QStringLiteral("there is no %1 \u201c%2\u201d")
                                 .arg(user ? QStringLiteral("user") : QStringLiteral("group"),

@@ -45,6 +45,8 @@ private:
 
 QByteArray block(const QByteArray &path, const MGPosixItemState &state, Names &names);
 QByteArray escapePath(const QByteArray &path);
+// The bytes an escaped path or name stands for.
+QByteArray unescapePath(const QByteArray &text);
 
 // One entry as typed or backed up, its qualifier resolved to an id.
 struct Entry

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <QString>
 #include <QtGlobal>
 #include <span>
 
@@ -30,5 +31,21 @@ inline const char *key(std::span<const Row> table, qint64 code)
             return row.key;
     }
     return UndefinedKey;
+}
+
+// The word a script reads for an English text key, the same in every language: lower case,
+// words joined by "-" ("Read & Write" is "read-write", "Custom…" is "custom").
+inline QString scriptWord(const QString &key)
+{
+    QString word;
+    for (const QChar c : key) {
+        if (c.isLetterOrNumber() && c.unicode() < 128)
+            word += c.toLower();
+        else if (!word.isEmpty() && !word.endsWith(QLatin1Char('-')))
+            word += QLatin1Char('-');
+    }
+    while (word.endsWith(QLatin1Char('-')))
+        word.chop(1);
+    return word;
 }
 }

@@ -97,7 +97,7 @@ quint16 MGPosixAcl::groupClassUnion() const
 {
     quint16 bits = 0;
     for (const Entry &e : m_entries) {
-        if (e.tag == User || e.tag == Group || e.tag == GroupObj)
+        if (isGroupClass(e.tag))
             bits |= e.perm;
     }
     return bits;

@@ -39,6 +39,9 @@ public:
     bool hasNamedEntries() const;
     // Only owner, owning group and other: the ACL says no more than the mode bits.
     bool isMinimal() const;
+    // Whether a mask limits entries of this tag: named users, named groups and the owning
+    // group (the group class).
+    static bool isGroupClass(quint16 tag) { return tag == User || tag == Group || tag == GroupObj; }
     // The union of the owning group's and all named entries' permissions, as a new mask.
     quint16 groupClassUnion() const;
     // The mode permission bits (0777) the ACL implies: the mask stands for the group bits.

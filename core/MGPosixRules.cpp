@@ -49,7 +49,7 @@ GroupClass groupClass(const MGPosixAcl &acl)
 {
     GroupClass members;
     for (const MGPosixAcl::Entry &e : acl.entries()) {
-        if (e.tag == MGPosixAcl::User || e.tag == MGPosixAcl::Group || e.tag == MGPosixAcl::GroupObj)
+        if (MGPosixAcl::isGroupClass(e.tag))
             members << e;
     }
     return sortedClass(members);
@@ -106,6 +106,13 @@ std::optional<int> limitingMask(const MGAclList &list, const MGAclEntry &entry)
 {
     const auto scope = limitingMaskScope(entry);
     const MGAclEntry *mask = scope ? maskEntry(list, *scope) : nullptr;
+    return mask ? std::optional<int>(rwx(*mask)) : std::nullopt;
+}
+
+std::optional<int> limitingMask(const MGAclList &list, const MGAclEntry &entry, bool forNewItems)
+{
+    const bool applies = forNewItems ? entry.isAcl() && entry.passesOn() : entry.appliesHere();
+    const MGAclEntry *mask = applies && memberTag(entry, forNewItems) ? maskEntry(list, forNewItems) : nullptr;
     return mask ? std::optional<int>(rwx(*mask)) : std::nullopt;
 }
 

@@ -36,7 +36,7 @@ QString localized(const char *key)
 
 QString count(qint64 n)
 {
-    return QLocale(NTLocalizedString::currentLanguage()).toString(n);
+    return NTLocalizedString::count(n);
 }
 }
 

@@ -27,7 +27,8 @@ void MGTreeNode::addChild(const Pointer &child)
 
 bool MGTreeNode::isEqual(const MGTreeNode &other) const
 {
-    return m_title == other.m_title && m_state == other.m_state && m_detail == other.m_detail && forestsEqual(m_children, other.m_children);
+    return m_title == other.m_title && m_state == other.m_state && m_detail == other.m_detail && m_key == other.m_key
+        && forestsEqual(m_children, other.m_children);
 }
 
 bool MGTreeNode::forestsEqual(const QList<Pointer> &a, const QList<Pointer> &b)
@@ -43,6 +44,8 @@ QCborValue MGTreeNode::toCbor() const
     map.insert(QStringLiteral("state"), m_state);
     if (!m_detail.isEmpty())
         map.insert(QStringLiteral("detail"), m_detail);
+    if (!m_key.isEmpty())
+        map.insert(QStringLiteral("key"), m_key);
     if (!m_children.isEmpty())
         map.insert(QStringLiteral("children"), forestToCbor(m_children));
     return map;
@@ -68,7 +71,7 @@ MGTreeNode::Pointer MGTreeNode::readNode(const QCborValue &value, MGCborReader &
     }
     const QString what = QStringLiteral("tree node");
     const auto map = read.map(value, what, {QStringLiteral("title"), QStringLiteral("state")},
-                              {QStringLiteral("children"), QStringLiteral("detail")});
+                              {QStringLiteral("children"), QStringLiteral("detail"), QStringLiteral("key")});
     if (!map)
         return nullptr;
     const auto title = read.text(*map, what, QStringLiteral("title"), MaximumTitleLength);
@@ -81,6 +84,12 @@ MGTreeNode::Pointer MGTreeNode::readNode(const QCborValue &value, MGCborReader &
         if (!detail)
             return nullptr;
         node->setDetail(*detail);
+    }
+    if (map->contains(QStringLiteral("key"))) {
+        const auto key = read.text(*map, what, QStringLiteral("key"), MaximumTitleLength);
+        if (!key)
+            return nullptr;
+        node->setKey(*key);
     }
     if (!map->contains(QStringLiteral("children")))
         return node;

@@ -27,6 +27,10 @@ public:
     // limits it); empty when nothing is said.
     const QString &detail() const { return m_detail; }
     void setDetail(const QString &detail) { m_detail = detail; }
+    // A word that names the row the same in every language, for scripts ("write-data");
+    // empty when the row has none.
+    const QString &key() const { return m_key; }
+    void setKey(const QString &key) { m_key = key; }
     // {"title": ..., "state": ...}, for views that read the node generically.
     QVariantMap representedObject() const;
 
@@ -53,6 +57,7 @@ private:
     QString m_title;
     int m_state = -1;
     QString m_detail;
+    QString m_key;
     QList<Pointer> m_children;
     std::weak_ptr<MGTreeNode> m_parent;
 };

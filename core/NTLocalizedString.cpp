@@ -51,6 +51,13 @@ QString translated(const QString &table, const QString &key)
 }
 }
 
+QString NTLocalizedString::count(qint64 n)
+{
+    QLocale locale(currentLanguage());
+    locale.setNumberOptions(locale.numberOptions() & ~QLocale::OmitGroupSeparator);
+    return locale.toString(n);
+}
+
 QString NTLocalizedString::localize(const QString &key)
 {
     return translated(QString::fromLatin1(DefaultTable), key);

@@ -13,6 +13,10 @@ public:
     static QString localize(const QString &key);
     static QString localize(const QString &key, const QString &table);
 
+    // A count as the current language writes it, thousands always grouped ("50,500" also
+    // where the language is "C", whose numbers are otherwise written without groups).
+    static QString count(qint64 n);
+
     // Loads the product's translation for `localeName` ("de", "de_DE", ...), replacing an
     // earlier one. "C" or an unknown language falls back to the built-in English texts.
     // Answers whether a translation was found.

@@ -248,26 +248,6 @@
         <translation># „%1“ kann den Ordner „%2“ auf dem Pfad dieses Objekts nicht betreten: Nichts hier ist erreichbar.</translation>
     </message>
     <message>
-        <source>read and write</source>
-        <translation>lesen und schreiben</translation>
-    </message>
-    <message>
-        <source>read only</source>
-        <translation>nur lesen</translation>
-    </message>
-    <message>
-        <source>write only</source>
-        <translation>nur schreiben</translation>
-    </message>
-    <message>
-        <source>neither</source>
-        <translation>keins von beiden</translation>
-    </message>
-    <message>
-        <source>folders they cannot enter (not looked into)</source>
-        <translation>Ordner ohne Zutritt (nicht durchsucht)</translation>
-    </message>
-    <message>
         <source>“%1” cannot enter the folder “%2” on this item's path: whatever the item allows below, it is out of their reach until that folder lets them in.</source>
         <translation>„%1“ kann den Ordner „%2“ auf dem Pfad dieses Objekts nicht betreten: Was das Objekt unten erlaubt, bleibt unerreichbar, bis dieser Ordner den Zugang gewährt.</translation>
     </message>
@@ -681,6 +661,209 @@
     <message>
         <source>Revert</source>
         <translation>Zurücksetzen</translation>
+    </message>
+</context>
+<context>
+    <name>Help</name>
+    <message>
+        <source>usage:</source>
+        <translation>Aufruf:</translation>
+    </message>
+    <message>
+        <source>Arguments</source>
+        <translation>Argumente</translation>
+    </message>
+    <message>
+        <source>Commands</source>
+        <translation>Befehle</translation>
+    </message>
+    <message>
+        <source>Exit status</source>
+        <translation>Rückgabewert</translation>
+    </message>
+    <message>
+        <source>Options</source>
+        <translation>Optionen</translation>
+    </message>
+    <message>
+        <source>Description</source>
+        <translation>Beschreibung</translation>
+    </message>
+    <message>
+        <source>marrowgate-acl shows and changes the access control lists (ACLs) of files and folders: who may read, write and run them besides their owner, and what a folder passes on to new items. It opens the ACL window for an item, or reads and changes ACLs as text for scripts.</source>
+        <translation>marrowgate-acl zeigt und ändert die Zugriffssteuerungslisten (ACLs) von Dateien und Ordnern: wer sie außer ihrem Besitzer lesen, schreiben und ausführen darf und was ein Ordner an neue Objekte weitergibt. Es öffnet das ACL-Fenster für ein Objekt oder liest und ändert ACLs als Text für Skripte.</translation>
+    </message>
+    <message>
+        <source>A PATH that leads through a link is about the item at the link&apos;s end; the command says so. Changes are made as you, and with an administrator&apos;s authorisation where you may not. Words that scripts read (kinds, yes and no, allow and deny, permissions) are the same in every language; headings and messages follow the desktop&apos;s language.</source>
+        <translation>Ein PATH, der über eine Verknüpfung führt, meint das Objekt an ihrem Ende; der Befehl sagt das. Änderungen geschehen als Sie selbst und, wo Sie sie nicht vornehmen dürfen, mit der Autorisierung eines Administrators. Wörter, die Skripte lesen (Arten, yes und no, allow und deny, Berechtigungen), sind in jeder Sprache gleich; Überschriften und Meldungen folgen der Sprache des Desktops.</translation>
+    </message>
+    <message>
+        <source>a name (a user before a group of that name), user:NAME, group:NAME, uid:NUMBER or gid:NUMBER</source>
+        <translation>ein Name (ein Benutzer vor einer gleichnamigen Gruppe), user:NAME, group:NAME, uid:NUMMER oder gid:NUMMER</translation>
+    </message>
+    <message>
+        <source>a picture of the window (no display needed); --permissions opens the permission editor of a row, --find a row&apos;s chooser with TEXT typed into it, --add a new entry, left unsaved; --size the window&apos;s width and height in pixels (as 900x560); --elsewhere then sets ENTRY from another process, as someone else would; --who chooses the access tab&apos;s user or group, --as-edited shows it as edited</source>
+        <translation>ein Bild des Fensters (ohne Bildschirm); --permissions öffnet den Berechtigungseditor einer Zeile, --find die Auswahl einer Zeile mit eingetipptem TEXT, --add einen neuen, nicht gesicherten Eintrag; --size Breite und Höhe des Fensters in Pixeln (etwa 900x560); --elsewhere setzt danach ENTRY aus einem anderen Prozess, wie es jemand anderes täte; --who wählt den Benutzer oder die Gruppe des Zugriffs-Reiters, --as-edited zeigt ihn wie bearbeitet</translation>
+    </message>
+    <message>
+        <source>a propagation stopped with Ctrl+C</source>
+        <translation>eine Weitergabe wurde mit Strg+C angehalten</translation>
+    </message>
+    <message>
+        <source>adds entries or changes their permissions, as setfacl -m does: [d:]u:NAME:rwx, [d:]g:NAME:r-x, u::rw, g::r, o::-, m::rx (several per argument, separated by commas); the mask follows the entries it limits unless m:: is given</source>
+        <translation>fügt Einträge hinzu oder ändert ihre Berechtigungen wie setfacl -m: [d:]u:NAME:rwx, [d:]g:NAME:r-x, u::rw, g::r, o::-, m::rx (mehrere je Argument, durch Kommas getrennt); die Maske folgt den Einträgen, die sie begrenzt, sofern nicht m:: angegeben ist</translation>
+    </message>
+    <message>
+        <source>an administrator&apos;s authorisation was asked for and dismissed</source>
+        <translation>die Autorisierung eines Administrators wurde erbeten und abgelehnt</translation>
+    </message>
+    <message>
+        <source>audit counts the items by what the user or group may do instead of listing them</source>
+        <translation>audit zählt die Objekte danach, was der Benutzer oder die Gruppe darf, statt sie aufzulisten</translation>
+    </message>
+    <message>
+        <source>changes nothing: inherit prints the result as getfacl would, propagate counts what would change</source>
+        <translation>ändert nichts: inherit gibt das Ergebnis aus wie getfacl, propagate zählt, was sich ändern würde</translation>
+    </message>
+    <message>
+        <source>done</source>
+        <translation>erledigt</translation>
+    </message>
+    <message>
+        <source>failed; the error is on standard error</source>
+        <translation>fehlgeschlagen; der Fehler steht in der Standardfehlerausgabe</translation>
+    </message>
+    <message>
+        <source>gives PATH exactly what its folder gives a new file or folder now: the folder&apos;s default ACL limited by the creating mode (0666 for a file, 0777 for a folder), or without one, that mode less the umask</source>
+        <translation>gibt PATH genau das, was sein Ordner jetzt einer neuen Datei oder einem neuen Ordner gibt: die Standard-ACL des Ordners, begrenzt durch den Erstellungsmodus (0666 für eine Datei, 0777 für einen Ordner), oder ohne sie diesen Modus abzüglich der umask</translation>
+    </message>
+    <message>
+        <source>gives TO the ACL of FROM; owner and group stay TO&apos;s</source>
+        <translation>gibt TO die ACL von FROM; Besitzer und Gruppe von TO bleiben</translation>
+    </message>
+    <message>
+        <source>gives everything below a folder its owner, group, permissions and inheritable entries, showing progress; Ctrl+C stops at the next folder</source>
+        <translation>gibt allem unterhalb eines Ordners dessen Besitzer, Gruppe, Berechtigungen und vererbbare Einträge und zeigt den Fortschritt; Strg+C hält beim nächsten Ordner an</translation>
+    </message>
+    <message>
+        <source>one JSON object instead of text (for audit, one per line), UTF-8; a name or path that is not UTF-8 has its bytes in base64 in a field of the same name ending in Base64</source>
+        <translation>ein JSON-Objekt statt Text (bei audit eines je Zeile), UTF-8; zu einem Namen oder Pfad, der kein UTF-8 ist, stehen seine Bytes in Base64 in einem gleichnamigen Feld mit der Endung Base64</translation>
+    </message>
+    <message>
+        <source>opens the ACL window for one file or folder (needs a display)</source>
+        <translation>öffnet das ACL-Fenster für eine Datei oder einen Ordner (braucht einen Bildschirm)</translation>
+    </message>
+    <message>
+        <source>removes entries: [d:]u:NAME, [d:]g:NAME, or a user or group alone (its entries for the item and for new items)</source>
+        <translation>entfernt Einträge: [d:]u:NAME, [d:]g:NAME oder einen Benutzer oder eine Gruppe allein (seine Einträge für das Objekt und für neue Objekte)</translation>
+    </message>
+    <message>
+        <source>sets what a backup (ours or getfacl&apos;s) says, paths relative to the current folder, as setfacl --restore does; - reads standard input</source>
+        <translation>setzt, was eine Sicherung (unsere oder die von getfacl) angibt, Pfade relativ zum aktuellen Ordner, wie setfacl --restore; - liest die Standardeingabe</translation>
+    </message>
+    <message>
+        <source>the ACLs of PATH and everything below it, as getfacl -R writes them: paths as given, an absolute one without its leading slash</source>
+        <translation>die ACLs von PATH und allem darunter, wie getfacl -R sie schreibt: Pfade wie angegeben, ein absoluter ohne seinen führenden Schrägstrich</translation>
+    </message>
+    <message>
+        <source>the command was used wrongly; what is wrong, and this usage, are on standard error</source>
+        <translation>der Befehl wurde falsch benutzt; was falsch ist, und diese Aufrufhilfe stehen in der Standardfehlerausgabe</translation>
+    </message>
+    <message>
+        <source>the item&apos;s entries, one per line: ROW, KIND (user:NAME, group:NAME, owner, owning-group, other, mask), ID, what it applies to (file, folder, new-items, folder+new-items), allow or deny, the permissions as rwx, what the mask leaves of them, inherited or not, and the permission group; lines starting with # are headings</source>
+        <translation>die Einträge des Objekts, einer je Zeile: ROW, KIND (user:NAME, group:NAME, owner, owning-group, other, mask), ID, wofür er gilt (file, folder, new-items, folder+new-items), allow oder deny, die Berechtigungen als rwx, was die Maske davon lässt, geerbt oder nicht, und die Berechtigungsgruppe; Zeilen, die mit # beginnen, sind Überschriften</translation>
+    </message>
+    <message>
+        <source>this text</source>
+        <translation>dieser Text</translation>
+    </message>
+    <message>
+        <source>what a user or group may do with the item: one line per permission with its section, its name, yes, no or partly, and the entry that decides it</source>
+        <translation>was ein Benutzer oder eine Gruppe mit dem Objekt tun darf: eine Zeile je Berechtigung mit ihrem Abschnitt, ihrem Namen, yes, no oder partly und dem Eintrag, der darüber entscheidet</translation>
+    </message>
+    <message>
+        <source>what audit looks for: write (the default), read, or any of read, write and search</source>
+        <translation>wonach audit sucht: Schreiben (die Vorgabe), Lesen oder irgendeines von Lesen, Schreiben und Durchsuchen</translation>
+    </message>
+    <message>
+        <source>where below PATH the user or group may write, one line per item: rwx as granted, the entry that grants it, the path; folders they cannot enter are not looked into</source>
+        <translation>wo unterhalb von PATH der Benutzer oder die Gruppe schreiben darf, eine Zeile je Objekt: rwx wie gewährt, der gewährende Eintrag, der Pfad; Ordner, die sie nicht betreten können, werden nicht durchsucht</translation>
+    </message>
+    <message>
+        <source>Unknown command “%1”.</source>
+        <translation>Unbekannter Befehl „%1“.</translation>
+    </message>
+    <message>
+        <source>%1 has no option “%2”.</source>
+        <translation>%1 hat keine Option „%2“.</translation>
+    </message>
+    <message>
+        <source>Give at most one of %1.</source>
+        <translation>Geben Sie höchstens eines von %1 an.</translation>
+    </message>
+    <message>
+        <source>%1 needs %2.</source>
+        <translation>%1 braucht %2.</translation>
+    </message>
+    <message>
+        <source>%1 takes %2: “%3” is one too many.</source>
+        <translation>%1 nimmt %2: „%3“ ist eines zu viel.</translation>
+    </message>
+    <message>
+        <source>“%1” leads through a link to “%2”; this is about %2.</source>
+        <translation>„%1“ führt über eine Verknüpfung zu „%2“; es geht um %2.</translation>
+    </message>
+    <message>
+        <source>No user or group is named “%1”.</source>
+        <translation>Kein Benutzer und keine Gruppe heißt „%1“.</translation>
+    </message>
+    <message>
+        <source># “%1” cannot enter the folder “%2” on this item&apos;s path; below is what the item itself allows.</source>
+        <translation># „%1“ kann den Ordner „%2“ auf dem Weg zu diesem Objekt nicht betreten; unten steht, was das Objekt selbst erlaubt.</translation>
+    </message>
+    <message>
+        <source>propagate needs a folder: “%1” is not one.</source>
+        <translation>propagate braucht einen Ordner: „%1“ ist keiner.</translation>
+    </message>
+    <message>
+        <source>marrowgate-acl: Removing leading &apos;/&apos; from absolute path names</source>
+        <translation>marrowgate-acl: Führendes „/“ wird aus absoluten Pfadnamen entfernt</translation>
+    </message>
+    <message>
+        <source>Cannot read “%1”: %2</source>
+        <translation>„%1“ kann nicht gelesen werden: %2</translation>
+    </message>
+    <message>
+        <source>Unknown option or missing value: %1</source>
+        <translation>Unbekannte Option oder fehlender Wert: %1</translation>
+    </message>
+    <message>
+        <source>A screenshot needs a path and a picture to write.</source>
+        <translation>Ein Bildschirmfoto braucht einen Pfad und ein zu schreibendes Bild.</translation>
+    </message>
+    <message>
+        <source>Name the file or folder to show.</source>
+        <translation>Nennen Sie die Datei oder den Ordner, der gezeigt werden soll.</translation>
+    </message>
+    <message>
+        <source>The window shows one file or folder at a time.</source>
+        <translation>Das Fenster zeigt jeweils eine Datei oder einen Ordner.</translation>
+    </message>
+    <message>
+        <source>The folder “%1”, where the picture is to go, does not exist.</source>
+        <translation>Der Ordner „%1“, in den das Bild soll, existiert nicht.</translation>
+    </message>
+    <message>
+        <source>There is no display to show the window on (neither DISPLAY nor WAYLAND_DISPLAY is set). “marrowgate-acl list” shows the entries as text, and “marrowgate-acl screenshot” writes a picture of the window.</source>
+        <translation>Es gibt keinen Bildschirm, auf dem das Fenster erscheinen kann (weder DISPLAY noch WAYLAND_DISPLAY ist gesetzt). „marrowgate-acl list“ zeigt die Einträge als Text, und „marrowgate-acl screenshot“ schreibt ein Bild des Fensters.</translation>
+    </message>
+    <message>
+        <source>“%1” is a link to something that is not there.</source>
+        <translation>„%1“ ist eine Verknüpfung zu etwas, das es nicht gibt.</translation>
+    </message>
+    <message>
+        <source>“%1”: %2.</source>
+        <translation>„%1“: %2.</translation>
     </message>
 </context>
 </TS>

@@ -1,6 +1,7 @@
 #include "MGAccessEvaluator.h"
 
 #include "CBIdentityAuthority.h"
+#include "MGAclTexts.h"
 #include "NTLocalizedString.h"
 
 #include <cerrno>
@@ -127,10 +128,12 @@ QList<MGTreeNode::Pointer> MGAccessEvaluator::accessTree(const MGPosixItemState 
         return grant.maskLimited ? t(QStringLiteral("%1, limited by the mask")).arg(who) : who;
     };
     auto row = [&](quint32 bit, int state, const char *condition = nullptr, int want = 0) {
-        QString title = t(MGAclPermissionSet::permissionKey(bit, dir));
+        const QString key = MGAclPermissionSet::permissionKey(bit, dir);
+        QString title = t(key);
         if (condition)
             title += QStringLiteral(" (%1)").arg(t(QString::fromLatin1(condition)));
         MGTreeNode::Pointer node = MGTreeNode::treeNodeWithRepresentedObject(title, state);
+        node->setKey(MGAclTexts::scriptWord(key));
         if (want)
             node->setDetail(decidedBy(want));
         return node;
@@ -138,6 +141,7 @@ QList<MGTreeNode::Pointer> MGAccessEvaluator::accessTree(const MGPosixItemState 
     auto yes = [](bool granted) { return granted ? 1 : 0; };
     auto section = [&](const char *key, QList<MGTreeNode::Pointer> rows) {
         MGTreeNode::Pointer node = MGTreeNode::treeNodeWithRepresentedObject(t(QString::fromLatin1(key)), -1);
+        node->setKey(MGAclTexts::scriptWord(QString::fromLatin1(key)));
         for (const MGTreeNode::Pointer &child : rows)
             node->addChild(child);
         return node;

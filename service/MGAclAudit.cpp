@@ -104,11 +104,14 @@ QByteArray MGAclAudit::summaryText() const
                        .arg(qint64(m_items))
                        .arg(m_item.shownPath())
         + QLatin1Char('\n');
-    const QList<std::pair<const char *, qint64>> rows = {
-        {"read and write", m_counts.readWrite}, {"read only", m_counts.readOnly}, {"write only", m_counts.writeOnly},
-        {"neither", m_counts.none},              {"folders they cannot enter (not looked into)", m_counts.closedFolders}};
-    for (const auto &[key, count] : rows)
-        text += QStringLiteral("%1\t%2\n").arg(t(key)).arg(count);
+    // The heading is for people; the rows' words are for scripts, the same in every language.
+    const QList<std::pair<const char *, qint64>> rows = {{"read-write", m_counts.readWrite},
+                                                         {"read-only", m_counts.readOnly},
+                                                         {"write-only", m_counts.writeOnly},
+                                                         {"neither", m_counts.none},
+                                                         {"not-entered", m_counts.closedFolders}};
+    for (const auto &[word, count] : rows)
+        text += QStringLiteral("%1\t%2\n").arg(QLatin1String(word)).arg(count);
     return text.toUtf8();
 }
 

@@ -13,13 +13,13 @@ struct Run
 };
 
 // Runs marrowgate-acl; with `as` (a launcher such as AsNobody), runs the staged copy under it.
-// `display` false runs it where there is no display at all.
+// `display` false runs it where there is no display at all; `language` is its LANG.
 inline Run acl(const QStringList &arguments, const QStringList &as = {}, const StagedBuild *staged = nullptr,
-        bool display = true)
+        bool display = true, const QString &language = QStringLiteral("C.UTF-8"))
 {
     QProcess process;
     QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
-    env.insert("LANG", "C.UTF-8");
+    env.insert("LANG", language);
     env.insert("QT_QPA_PLATFORM", "offscreen");
     if (!display) {
         for (const char *name : {"QT_QPA_PLATFORM", "DISPLAY", "WAYLAND_DISPLAY"})
@@ -38,4 +38,9 @@ inline Run acl(const QStringList &arguments, const QStringList &as = {}, const S
     process.waitForFinished(30000);
     return {process.exitCode(), QString::fromUtf8(process.readAllStandardOutput()),
             QString::fromUtf8(process.readAllStandardError())};
+}
+
+inline Run aclIn(const QString &language, const QStringList &arguments)
+{
+    return acl(arguments, {}, nullptr, true, language);
 }

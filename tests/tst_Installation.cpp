@@ -114,6 +114,11 @@ private slots:
                                  "share/marrowgate/thunar/thunar-uca.xml", "share/marrowgate/nautilus-scripts/ACL\u2026",
                                  "bin/marrowgate-acl-integrate"})
             QVERIFY2(QFile::exists(prefix + "/" + QString::fromUtf8(file)), file);
+        // The manual pages and the shell completion, where man and bash look for them.
+        for (const char *file : {"share/man/man1/marrowgate-acl.1.gz", "share/man/man1/marrowgate-acl-integrate.1.gz",
+                                 "share/bash-completion/completions/marrowgate-acl"})
+            QVERIFY2(QFile::exists(prefix + "/" + QString::fromUtf8(file)), file);
+        QVERIFY(sh("MANWIDTH=100 man -l " + quoted(prefix + "/share/man/man1/marrowgate-acl.1.gz")).contains("marrowgate-acl audit"));
     }
 
     // A user adds the actions to Nautilus and Thunar, and takes them away again, keeping

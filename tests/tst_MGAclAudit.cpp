@@ -2,7 +2,10 @@
 // identity may read, write or search exactly as it says, and every item it leaves out is
 // one the identity can do nothing with, as checked by a shell running as that identity.
 #include "CommandLineHelpers.h"
+#include "MGAclTextFormat.h"
 
+#include <QJsonDocument>
+#include <QJsonObject>
 #include <QRandomGenerator>
 
 class tst_MGAclAudit : public QObject
@@ -116,7 +119,29 @@ private slots:
         int readWrite = 0;
         for (const QString &access : std::as_const(kernel))
             readWrite += access.startsWith("rw");
-        QVERIFY2(summary.out.contains(QStringLiteral("read and write\t%1\n").arg(readWrite)), qPrintable(summary.out));
+        QVERIFY2(summary.out.contains(QStringLiteral("read-write\t%1\n").arg(readWrite)), qPrintable(summary.out));
+        // A note (the heading, for people), then the counts.
+        const QStringList summaryLines = acl({"audit", "nobody", root, "--summary", "--json"}).out.split('\n', Qt::SkipEmptyParts);
+        QVERIFY(QJsonDocument::fromJson(summaryLines.value(0).toUtf8()).object().contains("note"));
+        const QJsonObject counts = QJsonDocument::fromJson(summaryLines.value(1).toUtf8()).object();
+        QCOMPARE(counts["readWrite"].toInt(), readWrite);
+
+        // One JSON object per line says what each text line says, paths as bytes.
+        const Run text = acl({"audit", "nobody", root, "--any"}), json = acl({"audit", "nobody", root, "--any", "--json"});
+        QCOMPARE(json.status, 0);
+        QStringList fromJson;
+        for (const QString &line : json.out.split('\n', Qt::SkipEmptyParts)) {
+            const QJsonObject item = QJsonDocument::fromJson(line.toUtf8()).object();
+            const QByteArray path = item.contains("pathBase64") ? QByteArray::fromBase64(item["pathBase64"].toString().toLatin1())
+                                                                 : item["path"].toString().toUtf8();
+            fromJson << item["permissions"].toString() + '\t' + item["grantedBy"].toString() + '\t'
+                    + QString::fromUtf8(MGAclTextFormat::escapePath(path));
+        }
+        // Folders are walked in parallel: two runs may list them in other orders.
+        QStringList lines = text.out.split('\n', Qt::SkipEmptyParts);
+        lines.sort();
+        fromJson.sort();
+        QCOMPARE(fromJson, lines);
     }
 
     // Below a folder that keeps the identity out, nothing is looked at, and that is said.

@@ -70,6 +70,46 @@ private slots:
         QVERIFY(run.err.contains("Removing leading '/'"));
     }
 
+    // Paths as the user gave them, as getfacl -R writes them: relative stays relative (without
+    // a leading "./"), absolute loses its slash and says so.
+    void backupNamesPathsAsGetfaclDoes()
+    {
+        const QString root = makeTree("named");
+        QVERIFY(!root.isEmpty());
+        // The walk's order may differ from getfacl's; each item's block must not.
+        auto blocks = [](const QString &text) {
+            QStringList all = text.split("\n\n", Qt::SkipEmptyParts);
+            all.sort();
+            return all;
+        };
+        for (const QString &given : {QStringLiteral("named"), QStringLiteral("named/"), QStringLiteral("./named"),
+                                     QStringLiteral("named/sub"), QStringLiteral("."), root}) {
+            const QString in = given == "." ? root : tmp.path();
+            const QString ours = sh(QStringLiteral("cd %1 && %2 backup %3 2>%1/../ours.err").arg(quoted(in), MARROWGATE_ACL_PATH, quoted(given)));
+            const QString theirs = sh(QStringLiteral("cd %1 && getfacl -R %2 2>%1/../theirs.err").arg(quoted(in), quoted(given)));
+            QVERIFY2(ours.startsWith("# file: " + QString(given == root ? root.mid(1) : given == "./named" ? "named" : given) + "\n"),
+                     qPrintable(ours.left(200)));
+            QCOMPARE(blocks(ours), blocks(theirs));
+            const QString notice = sh(QStringLiteral("cat %1/../ours.err").arg(quoted(in)));
+            QCOMPARE(notice.contains("Removing leading '/'"), given.startsWith('/'));
+        }
+    }
+
+    // A relative backup, restored from where it was made, puts back what it holds.
+    void aRelativeBackupRestoresWhereItWasMade()
+    {
+        const QString root = makeTree("relative");
+        QVERIFY(!root.isEmpty());
+        const QString before = facl(root + "/a");
+        QVERIFY(shOk(QStringLiteral("cd %1 && %2 backup relative > relative.acl").arg(quoted(tmp.path()), MARROWGATE_ACL_PATH)));
+        QVERIFY(shOk("setfacl -b " + quoted(root + "/a")));
+        QVERIFY(facl(root + "/a") != before);
+        // The tree's FIFO is passed over (and said); the rest is set.
+        const QString said = sh(QStringLiteral("cd %1 && %2 restore relative.acl 2>&1").arg(quoted(tmp.path()), MARROWGATE_ACL_PATH));
+        QVERIFY2(said.contains("relative/pipe") && !said.contains("relative/a"), qPrintable(said));
+        QCOMPARE(facl(root + "/a"), before);
+    }
+
     void aGetfaclBackupRestores()
     {
         const QString root = makeTree("restored");

@@ -1,4 +1,4 @@
-#include "MGAclCommandLine.h"
+#include "MGAclListOutput.h"
 #include "MGAclEntriesTableModel.h"
 #include "MGAclEntriesViewController.h"
 #include "MGChildServiceConnection.h"
@@ -85,7 +85,7 @@ private slots:
             if (MGAclEntry *entry = MGAclLists::entryOf(item))
                 entry->setInherited(false);
         QVERIFY2(MGAclLists::sameEntries(plugin->entries(), built),
-                 qPrintable(MGAclCommandLine::formatList(plugin->entries()) + "\nbuilt:\n" + MGAclCommandLine::formatList(built)));
+                 qPrintable(MGAclListOutput::text(plugin->entries()) + "\nbuilt:\n" + MGAclListOutput::text(built)));
         const QString acl = facl(child);
         QVERIFY2(acl.contains("user:1:rwx") && acl.contains("group::r-x") && acl.contains("other::---"), qPrintable(acl));
         QCOMPARE(acl.contains("default:"), folder);
@@ -193,9 +193,9 @@ private slots:
         QCOMPARE(applies.value("bin"), QStringLiteral("This folder"));
         QCOMPARE(applies.value("nobody"), QStringLiteral("New items"));
         QVERIFY(!view->tableView()->isColumnHidden(MGAclEntriesTableModel::AppliesToColumn));
-        const QString listed = MGAclCommandLine::formatList(plugin->entries());
-        QVERIFY2(listed.contains(QRegularExpression("daemon\t.*r-x/fd\n")) && listed.contains(QRegularExpression("bin\t.*r-x\n"))
-                     && listed.contains(QRegularExpression("nobody\t.*r-x/fdo\n")),
+        const QString listed = MGAclListOutput::text(plugin->entries());
+        QVERIFY2(listed.contains(QRegularExpression("user:daemon\t.*\tfolder\\+new-items\t")) && listed.contains(QRegularExpression("user:bin\t.*\tfolder\t"))
+                     && listed.contains(QRegularExpression("user:nobody\t.*\tnew-items\t")),
                  qPrintable(listed));
         // bin's entry, with the keyboard: its cell, Enter, End (both), Enter.
         int binRow = 1;

@@ -222,7 +222,7 @@ private slots:
         start({"access", "nobody", secret});
         QVERIFY(cli.waitForFinished(20000));
         QCOMPARE(cli.exitCode(), 0);
-        QVERIFY(cli.readAllStandardOutput().contains("  Read Data\tno\n"));
+        QVERIFY(cli.readAllStandardOutput().contains("read\tread-data\tno\t"));
         // An audit of a folder nobody may not read is walked by the privileged service,
         // checked against the read right.
         checks();
@@ -230,7 +230,7 @@ private slots:
         QVERIFY(cli.waitForFinished(20000));
         QCOMPARE(cli.exitCode(), 0);
         const QByteArray summary = cli.readAllStandardOutput();
-        QVERIFY2(summary.contains("read and write\t3\n"), summary.constData());
+        QVERIFY2(summary.contains("read-write\t3\n"), summary.constData());
         bool audited = false;
         for (const QStringList &check : checks())
             audited = audited || check[2] == "com.quillwork.marrowgate.getfileacl";

@@ -1,6 +1,9 @@
 // marrowgate-acl propagate: its summary, a dry run, and Ctrl+C.
 #include "CommandLineHelpers.h"
 
+#include <QJsonDocument>
+#include <QJsonObject>
+
 #include <csignal>
 
 class tst_MGAclPropagateCommand : public QObject
@@ -43,6 +46,13 @@ private slots:
         Run run = acl({"propagate", "--dry-run", root});
         QVERIFY2(run.status == 0, qPrintable(run.err));
         QCOMPARE(run.out, QStringLiteral("Dry run: 15 would change, 0 already right, 2 skipped (1 link, 1 special file)\n"));
+        const QJsonObject counts = QJsonDocument::fromJson(acl({"propagate", "--dry-run", "--json", root}).out.toUtf8()).object();
+        QCOMPARE(counts["dryRun"].toBool(), true);
+        QCOMPARE(counts["changed"].toInt(), 15);
+        QCOMPARE(counts["skipped"].toInt(), 2);
+        QCOMPARE(counts["links"].toInt(), 1);
+        QCOMPARE(counts["special"].toInt(), 1);
+        QCOMPARE(counts["folder"].toString(), root);
         QCOMPARE(withNobody(root), 1);
         run = acl({"propagate", root});
         QCOMPARE(run.status, 0);

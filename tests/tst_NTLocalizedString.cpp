@@ -8,6 +8,15 @@ class tst_NTLocalizedString : public QObject
 private slots:
     void cleanup() { NTLocalizedString::installTranslation("C"); }
 
+    // Counts are grouped in every language, "C" included, whose numbers otherwise are not.
+    void countsAreGroupedInEveryLanguage()
+    {
+        NTLocalizedString::installTranslation("C");
+        QCOMPARE(NTLocalizedString::count(50500), QStringLiteral("50,500"));
+        NTLocalizedString::installTranslation("de_DE");
+        QCOMPARE(NTLocalizedString::count(1234567), QStringLiteral("1.234.567"));
+    }
+
     void tablesAreSeparate()
     {
         QCOMPARE(NTLocalizedString::localize("Yes"), QStringLiteral("Yes"));

@@ -1,0 +1,62 @@
+#include "MGAclAccessOutput.h"
+
+#include "MGAclJson.h"
+#include "MGAclTexts.h"
+
+#include <QJsonArray>
+
+namespace {
+QString keyOf(const MGTreeNode &node)
+{
+    return node.key().isEmpty() ? MGAclTexts::scriptWord(node.title()) : node.key();
+}
+
+QString stateOf(const MGTreeNode &node)
+{
+    return node.state() == 1 ? QStringLiteral("yes") : node.state() == 0 ? QStringLiteral("no") : QStringLiteral("partly");
+}
+
+// Calls `row` with each permission and the section it is in.
+template <typename Row>
+void forEachPermission(const QList<MGTreeNode::Pointer> &tree, Row row)
+{
+    for (const MGTreeNode::Pointer &section : tree) {
+        for (const MGTreeNode::Pointer &permission : section->childNodes())
+            row(*section, *permission);
+    }
+}
+}
+
+namespace MGAclAccessOutput {
+
+QString text(const QList<MGTreeNode::Pointer> &tree)
+{
+    QString out;
+    forEachPermission(tree, [&out](const MGTreeNode &section, const MGTreeNode &permission) {
+        out += QStringLiteral("%1\t%2\t%3\t%4\n").arg(keyOf(section), keyOf(permission), stateOf(permission), permission.detail());
+    });
+    return out;
+}
+
+QByteArray json(const QList<MGTreeNode::Pointer> &tree, const QByteArray &path, const CBIdentity &who,
+                const QByteArray &blockedBy)
+{
+    QJsonObject item;
+    MGAclJson::putBytes(item, QStringLiteral("path"), path);
+    item.insert(QStringLiteral("who"),
+                QJsonObject{{QStringLiteral("kind"), who.isUser() ? QStringLiteral("user") : QStringLiteral("group")},
+                            {QStringLiteral("name"), who.posixName().isEmpty() ? QString::number(who.posixID()) : who.posixName()},
+                            {QStringLiteral("id"), qint64(who.posixID())}});
+    if (!blockedBy.isEmpty())
+        MGAclJson::putBytes(item, QStringLiteral("blockedBy"), blockedBy);
+    QJsonArray permissions;
+    forEachPermission(tree, [&permissions](const MGTreeNode &section, const MGTreeNode &permission) {
+        permissions.append(QJsonObject{{QStringLiteral("section"), keyOf(section)},
+                                       {QStringLiteral("permission"), keyOf(permission)},
+                                       {QStringLiteral("state"), stateOf(permission)},
+                                       {QStringLiteral("decidedBy"), permission.detail()}});
+    });
+    item.insert(QStringLiteral("permissions"), permissions);
+    return MGAclJson::line(item);
+}
+}
