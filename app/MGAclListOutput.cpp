@@ -7,6 +7,7 @@
 #include "MGPosixRules.h"
 
 #include <QJsonArray>
+#include <array>
 
 namespace {
 QString rwx(int bits)
@@ -67,7 +68,10 @@ QString appliesOf(const MGAclEntry &entry)
     return QStringLiteral("folder+new-items");
 }
 
-Row rowOf(const MGAclList &list, qsizetype index, const MGAclEntry &entry, bool posix)
+// The bits of the item's mask and of the one a folder passes on, where there are.
+using Masks = std::array<std::optional<int>, 2>;
+
+Row rowOf(const Masks &masks, qsizetype index, const MGAclEntry &entry, bool posix)
 {
     Row row;
     row.row = index;
@@ -89,7 +93,7 @@ Row rowOf(const MGAclList &list, qsizetype index, const MGAclEntry &entry, bool 
     for (const bool forNewItems : {false, true}) {
         if (forNewItems ? !(entry.isAcl() && entry.passesOn()) : !entry.appliesHere())
             continue;
-        const std::optional<int> mask = MGPosixRules::limitingMask(list, entry, forNewItems);
+        const std::optional<int> mask = MGPosixRules::answersToMask(entry, forNewItems) ? masks[forNewItems] : std::nullopt;
         const int left = bits && mask ? *bits & *mask : bits.value_or(0);
         effective << (bits ? rwx(left) : row.permissions);
         row.maskLimits = row.maskLimits || (bits && left != *bits);
@@ -102,11 +106,16 @@ Row rowOf(const MGAclList &list, qsizetype index, const MGAclEntry &entry, bool 
 QList<Row> rowsOf(const MGAclList &list)
 {
     // The list's second section holds the item's own permission bits.
+    Masks masks;
+    for (const bool forNewItems : {false, true}) {
+        if (const MGAclEntry *mask = MGPosixRules::maskEntry(list, forNewItems))
+            masks[forNewItems] = MGAclPermissionSet::toPosixBits(mask->permissions(), mask->isDirectory());
+    }
     QList<Row> rows;
     int sections = 0;
     for (qsizetype index = 0; index < list.size(); ++index) {
         if (const MGAclEntry *entry = MGAclLists::entryOf(list[index]))
-            rows << rowOf(list, index, *entry, sections >= 2);
+            rows << rowOf(masks, index, *entry, sections >= 2);
         else
             ++sections;
     }

@@ -109,11 +109,9 @@ std::optional<int> limitingMask(const MGAclList &list, const MGAclEntry &entry)
     return mask ? std::optional<int>(rwx(*mask)) : std::nullopt;
 }
 
-std::optional<int> limitingMask(const MGAclList &list, const MGAclEntry &entry, bool forNewItems)
+bool answersToMask(const MGAclEntry &entry, bool forNewItems)
 {
-    const bool applies = forNewItems ? entry.isAcl() && entry.passesOn() : entry.appliesHere();
-    const MGAclEntry *mask = applies && memberTag(entry, forNewItems) ? maskEntry(list, forNewItems) : nullptr;
-    return mask ? std::optional<int>(rwx(*mask)) : std::nullopt;
+    return memberTag(entry, forNewItems) != 0;
 }
 
 QHash<const MGAclEntry *, int> maskGains(const MGAclList &list, const MGAclList &reverted)

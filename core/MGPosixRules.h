@@ -34,9 +34,10 @@ MGAclEntry *maskEntry(const MGAclList &list, bool inheritable);
 std::optional<bool> limitingMaskScope(const MGAclEntry &entry);
 // The r/w/x bits of the mask that limits an entry of the list; nothing when none does.
 std::optional<int> limitingMask(const MGAclList &list, const MGAclEntry &entry);
-// The same for one of the two places a folder's entry may apply: the folder itself, or the
-// new items it passes the entry on to (an entry for both answers to both masks).
-std::optional<int> limitingMask(const MGAclList &list, const MGAclEntry &entry, bool forNewItems);
+// Whether a mask limits the entry in one of the two places a folder's entry may apply: the
+// folder itself (the item's mask), or the new items it passes the entry on to (the mask it
+// passes on). An entry for both answers to both masks, which may differ.
+bool answersToMask(const MGAclEntry &entry, bool forNewItems);
 // For each entry of `list` that grants more now only because its mask was raised since
 // `reverted` was read (the entry itself is as it was read): the r/w/x bits it gained.
 QHash<const MGAclEntry *, int> maskGains(const MGAclList &list, const MGAclList &reverted);

@@ -324,6 +324,18 @@
         <translation>begrenzt auf %1</translation>
     </message>
     <message>
+        <source>limited to %1 in this folder</source>
+        <translation>in diesem Ordner begrenzt auf %1</translation>
+    </message>
+    <message>
+        <source>limited to %1 for new items</source>
+        <translation>für neue Objekte begrenzt auf %1</translation>
+    </message>
+    <message>
+        <source>limited to %1, for new items to %2</source>
+        <translation>begrenzt auf %1, für neue Objekte auf %2</translation>
+    </message>
+    <message>
         <source>Allow or deny</source>
         <translation>Zulassen oder verweigern</translation>
     </message>

@@ -176,6 +176,28 @@ private slots:
     // On a folder an entry for the folder itself, one only for new items and one for both
     // are told apart, in the table and on the command line, and where one applies is chosen
     // in its cell with the keyboard; the table, the edited mark and getfacl then agree.
+    // An entry of a folder and of its new items answers to the folder's mask and to the one
+    // it passes on: the row says what each leaves, as getfacl's #effective does per line.
+    void anEntryForBothPlacesNamesBothMasks()
+    {
+        const QString folder = tmp.path("two-masks");
+        QVERIFY(shOk(QStringLiteral("mkdir %1 && setfacl -m u:daemon:rwx,u:bin:rwx,u:sys:r-x,m::r-x %1 && "
+                                    "setfacl -d -m u:daemon:rwx,u:bin:rwx,u:sys:r-x,m::r-- %1")
+                         .arg(quoted(folder))));
+        MGAclPlugin::Pointer plugin = openWindow(folder);
+        MGAclEntriesTableModel *model = entriesView(plugin)->model();
+        QHash<QString, QString> shown;
+        for (int row = 0; row < model->rowCount(); ++row)
+            shown.insert(model->index(row, MGAclEntriesTableModel::IdentityColumn).data().toString(),
+                         model->index(row, MGAclEntriesTableModel::PermissionGroupColumn).data().toString());
+        QVERIFY2(shown.value("daemon").endsWith("rwx, limited to r-x, for new items to r--)"), qPrintable(shown.value("daemon")));
+        QVERIFY2(shown.value("sys").endsWith("r-x, limited to r-- for new items)"), qPrintable(shown.value("sys")));
+        const QString listed = sh(QStringLiteral(MARROWGATE_ACL_PATH " list %1").arg(quoted(folder)));
+        QVERIFY2(listed.contains("\tuser:daemon\t1\tfolder+new-items\tallow\trwx\tr-x/r--\t"), qPrintable(listed));
+        QVERIFY(listed.contains("\tuser:sys\t3\tfolder+new-items\tallow\tr-x\tr-x/r--\t"));
+        plugin->window()->closeWithoutAsking();
+    }
+
     void whereAnEntryAppliesIsShownAndChosen()
     {
         const QString folder = tmp.path("applies");

@@ -70,10 +70,9 @@ void MGAclEntriesTableModel::listChanged()
     m_masks.reset();
 }
 
-std::optional<int> MGAclEntriesTableModel::limitingMask(const MGAclEntry &entry) const
+std::optional<int> MGAclEntriesTableModel::limitingMask(const MGAclEntry &entry, bool forNewItems) const
 {
-    const auto scope = MGPosixRules::limitingMaskScope(entry);
-    if (!scope)
+    if (!MGPosixRules::answersToMask(entry, forNewItems))
         return std::nullopt;
     if (!m_masks) {
         m_masks.emplace();
@@ -82,7 +81,7 @@ std::optional<int> MGAclEntriesTableModel::limitingMask(const MGAclEntry &entry)
                 (*m_masks)[inheritable] = MGAclPermissionSet::toPosixBits(mask->permissions(), mask->isDirectory());
         }
     }
-    return (*m_masks)[*scope];
+    return (*m_masks)[forNewItems];
 }
 
 const MGPosixRules::IdentityUse &MGAclEntriesTableModel::identityUse() const
@@ -209,8 +208,13 @@ void MGAclEntriesTableModel::rearrangeRows(const MGAclList &list)
 
 std::optional<int> MGAclEntriesTableModel::maskLimit(const MGAclEntry &entry) const
 {
+    return maskLimit(entry, MGPosixRules::limitingMaskScope(entry).value_or(false));
+}
+
+std::optional<int> MGAclEntriesTableModel::maskLimit(const MGAclEntry &entry, bool forNewItems) const
+{
     const auto bits = MGAclPermissionSet::toPosixBits(entry.permissions(), entry.isDirectory());
-    const auto mask = limitingMask(entry);
+    const auto mask = limitingMask(entry, forNewItems);
     return bits && mask && (*bits & ~*mask) ? std::optional<int>(*bits & *mask) : std::nullopt;
 }
 
@@ -225,9 +229,23 @@ QString MGAclEntriesTableModel::permissionDetail(const MGAclEntry &entry) const
     if (const int gained = gains().value(&entry))
         return QStringLiteral("%1, %2").arg(
             own, NTLocalizedString::localize(QStringLiteral("now also grants %1"), ACL).arg(permissionWords(gained)));
-    if (const auto left = maskLimit(entry))
+    const bool dir = entry.isDirectory();
+    const auto left = maskLimit(entry);
+    // An entry of a folder and of its new items answers to two masks, which may differ.
+    if (entry.isAcl() && entry.appliesHere() && entry.passesOn()) {
+        const auto passed = maskLimit(entry, true);
+        if (left != passed) {
+            const QString limit = !passed ? NTLocalizedString::localize(QStringLiteral("limited to %1 in this folder"), ACL)
+                                                .arg(letters(*left, dir))
+                : !left ? NTLocalizedString::localize(QStringLiteral("limited to %1 for new items"), ACL).arg(letters(*passed, dir))
+                        : NTLocalizedString::localize(QStringLiteral("limited to %1, for new items to %2"), ACL)
+                              .arg(letters(*left, dir), letters(*passed, dir));
+            return QStringLiteral("%1, %2").arg(own, limit);
+        }
+    }
+    if (left)
         return QStringLiteral("%1, %2").arg(own, NTLocalizedString::localize(QStringLiteral("limited to %1"), ACL)
-                                                     .arg(letters(*left, entry.isDirectory())));
+                                                     .arg(letters(*left, dir)));
     return own;
 }
 

@@ -99,10 +99,13 @@ private:
     void observe(const MGAclList &list, bool on);
     void listChanged();
     const QHash<const MGAclEntry *, int> &gains() const;
-    // The r/w/x bits of the mask that limits an entry; found once per list or mask change.
-    std::optional<int> limitingMask(const MGAclEntry &entry) const;
+    // The r/w/x bits of the mask that limits an entry for the item or for new items; masks
+    // are found once per list or mask change.
+    std::optional<int> limitingMask(const MGAclEntry &entry, bool forNewItems) const;
     // The r/w/x bits the mask leaves of an entry where it takes some away; nothing otherwise.
+    // Without a place: where the entry applies (the item, if it applies there).
     std::optional<int> maskLimit(const MGAclEntry &entry) const;
+    std::optional<int> maskLimit(const MGAclEntry &entry, bool forNewItems) const;
     void replaceRows(int first, int oldCount, const MGAclList &list);
     void rearrangeRows(const MGAclList &list);
 
