@@ -5,6 +5,8 @@
 
 #include <QCborArray>
 
+namespace Key = MGAclProtocol::Key;
+
 namespace {
 
 class RemoteProxy : public MGAclServiceProxy
@@ -17,7 +19,7 @@ public:
 
     void getAclEntriesWithUrl(const QUrl &url, EntriesReply reply) override
     {
-        call(MGAclRemoteMethod::GetEntries, {{QStringLiteral("path"), MGItemPaths::nativePath(url)}}, [reply](const QCborMap &map, QString *why) {
+        call(MGAclRemoteMethod::GetEntries, {{QString(Key::Path), MGItemPaths::nativePath(url)}}, [reply](const QCborMap &map, QString *why) {
             const QCborValue entries = map.value(QStringLiteral("entries"));
             std::optional<MGAclList> list;
             if (!entries.isUndefined() && !(list = MGAclLists::fromCbor(entries, why)))
@@ -43,7 +45,7 @@ public:
         MGServiceConnection::ProgressHandler onProgress;
         if (watch) {
             if (watch->dryRun())
-                extra.insert(QStringLiteral("dryRun"), true);
+                extra.insert(QString(Key::DryRun), true);
             onProgress = [watch](const QCborMap &report) {
                 if (const auto progress = MGPropagationProgress::fromCbor(report.value(QStringLiteral("progress")), nullptr))
                     watch->report(*progress);
@@ -58,7 +60,7 @@ public:
         if (watch) {
             MGServiceConnection *connection = m_connection;
             watch->bind([connection, id] {
-                connection->send(MGAclRemoteMethod::StopPropagation, {{QStringLiteral("request"), qint64(id)}},
+                connection->send(MGAclRemoteMethod::StopPropagation, {{QString(Key::Request), qint64(id)}},
                                  [](const QCborMap &) {}, [](const MGError &) {});
             });
         }
@@ -67,7 +69,7 @@ public:
     void backupAclEntriesWithUrl(const QUrl &url, TextHandler text, ErrorReply reply) override
     {
         call(
-            MGAclRemoteMethod::BackupEntries, {{QStringLiteral("path"), MGItemPaths::nativePath(url)}}, errorOnly(reply),
+            MGAclRemoteMethod::BackupEntries, {{QString(Key::Path), MGItemPaths::nativePath(url)}}, errorOnly(reply),
             textPieces(text));
     }
 
@@ -85,20 +87,20 @@ public:
     {
         call(
             MGAclRemoteMethod::AuditAccess,
-            {{QStringLiteral("path"), MGItemPaths::nativePath(url)},
-             {QStringLiteral("uuid"), uuid.toString(QUuid::WithoutBraces)},
-             {QStringLiteral("level"), level},
-             {QStringLiteral("summary"), summary}},
+            {{QString(Key::Path), MGItemPaths::nativePath(url)},
+             {QString(Key::Identity), uuid.toString(QUuid::WithoutBraces)},
+             {QString(Key::Level), level},
+             {QString(Key::Summary), summary}},
             errorOnly(reply), textPieces(text));
     }
 
     void getAclAccessWithUrl(const QUrl &url, const QUuid &uuid, AccessReply reply,
                              const std::optional<MGAclList> &edited) override
     {
-        QCborMap arguments{{QStringLiteral("path"), MGItemPaths::nativePath(url)},
-                           {QStringLiteral("uuid"), uuid.toString(QUuid::WithoutBraces)}};
+        QCborMap arguments{{QString(Key::Path), MGItemPaths::nativePath(url)},
+                           {QString(Key::Identity), uuid.toString(QUuid::WithoutBraces)}};
         if (edited)
-            arguments.insert(QStringLiteral("entries"), MGAclLists::toCbor(*edited));
+            arguments.insert(QString(Key::Entries), MGAclLists::toCbor(*edited));
         call(MGAclRemoteMethod::GetAccess, arguments,
              [reply](const QCborMap &map, QString *why) {
                  const QCborValue access = map.value(QStringLiteral("access"));
@@ -135,10 +137,10 @@ private:
                      const std::optional<MGAclList> &expected, ErrorReply reply, const QCborMap &extra = {},
                      MGServiceConnection::ProgressHandler onProgress = {})
     {
-        QCborMap arguments{{QStringLiteral("path"), MGItemPaths::nativePath(url)},
-                           {QStringLiteral("entries"), MGAclLists::toCbor(entries)}};
+        QCborMap arguments{{QString(Key::Path), MGItemPaths::nativePath(url)},
+                           {QString(Key::Entries), MGAclLists::toCbor(entries)}};
         if (expected)
-            arguments.insert(QStringLiteral("expected"), MGAclLists::toCbor(*expected));
+            arguments.insert(QString(Key::Expected), MGAclLists::toCbor(*expected));
         for (auto it = extra.constBegin(); it != extra.constEnd(); ++it)
             arguments.insert(it.key(), it.value());
         return call(method, arguments, errorOnly(std::move(reply)), std::move(onProgress));

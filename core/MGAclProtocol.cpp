@@ -1,6 +1,10 @@
 #include "MGAclProtocol.h"
 
+#include "MGCborReader.h"
+
 #include <QCborStreamReader>
+#include <QUuid>
+#include <limits>
 
 namespace {
 struct MethodInfo
@@ -30,6 +34,64 @@ constexpr MethodInfo Table[] = {
      "Error auditing access below the item"},
 };
 
+using MGAclProtocol::Argument;
+using MGAclProtocol::ArgumentType;
+namespace Key = MGAclProtocol::Key;
+
+constexpr Argument ReadArguments[] = {{Key::Path, ArgumentType::Path}};
+constexpr Argument SetArguments[] = {{Key::Path, ArgumentType::Path},
+                                     {Key::Entries, ArgumentType::Entries},
+                                     {Key::Expected, ArgumentType::Entries, true}};
+constexpr Argument PropagateArguments[] = {{Key::Path, ArgumentType::Path},
+                                           {Key::Entries, ArgumentType::Entries},
+                                           {Key::Expected, ArgumentType::Entries, true},
+                                           {Key::DryRun, ArgumentType::Flag, true}};
+// With entries, the access an edited list would give: the item is read, not changed.
+constexpr Argument AccessArguments[] = {{Key::Path, ArgumentType::Path},
+                                        {Key::Identity, ArgumentType::Identity},
+                                        {Key::Entries, ArgumentType::Entries, true}};
+constexpr Argument StopArguments[] = {{Key::Request, ArgumentType::RequestNumber}};
+constexpr Argument AuditArguments[] = {{Key::Path, ArgumentType::Path},
+                                       {Key::Identity, ArgumentType::Identity},
+                                       {Key::Level, ArgumentType::Level},
+                                       {Key::Summary, ArgumentType::Flag, true}};
+
+// Whether one argument's value is of its type; says why not in `read`.
+bool check(const Argument &argument, const QCborMap &map, MGCborReader &read)
+{
+    const QString what = QStringLiteral("argument record");
+    const QString name = argument.name;
+    const QCborValue value = map.value(name);
+    switch (argument.type) {
+    case ArgumentType::Path: {
+        if (!value.isByteArray())
+            return read.fail(QStringLiteral("the item is not a path"));
+        const QByteArray path = value.toByteArray();
+        return path.startsWith('/') && !path.contains('\0') ? true : read.fail(QStringLiteral("the item is not an absolute path"));
+    }
+    case ArgumentType::Entries:
+        return value.isArray() ? true : read.fail(QStringLiteral("the argument \u201c%1\u201d is not an entry list").arg(name));
+    case ArgumentType::Identity:
+        return value.isString() && !QUuid(value.toString()).isNull() ? true
+                                                                      : read.fail(QStringLiteral("the identity is not a UUID"));
+    case ArgumentType::RequestNumber:
+        return read.integer(map, what, name, 0, std::numeric_limits<qint64>::max()).has_value();
+    case ArgumentType::Level: {
+        const std::optional<QString> level = read.text(map, what, name, 16);
+        if (!level)
+            return false;
+        for (const char *word : MGAclProtocol::Levels) {
+            if (*level == QLatin1String(word))
+                return true;
+        }
+        return read.fail(QStringLiteral("the access level is not read, write or any"));
+    }
+    case ArgumentType::Flag:
+        return read.boolean(map, what, name).has_value();
+    }
+    return false;
+}
+
 const MethodInfo &info(MGAclRemoteMethod method)
 {
     for (const MethodInfo &row : Table) {
@@ -41,6 +103,43 @@ const MethodInfo &info(MGAclRemoteMethod method)
 }
 
 namespace MGAclProtocol {
+
+std::span<const Argument> arguments(MGAclRemoteMethod method)
+{
+    switch (method) {
+    case MGAclRemoteMethod::GetEntries:
+    case MGAclRemoteMethod::BackupEntries:
+        return ReadArguments;
+    case MGAclRemoteMethod::SetEntries:
+        return SetArguments;
+    case MGAclRemoteMethod::PropagateEntries:
+        return PropagateArguments;
+    case MGAclRemoteMethod::GetAccess:
+        return AccessArguments;
+    case MGAclRemoteMethod::StopPropagation:
+        return StopArguments;
+    case MGAclRemoteMethod::AuditAccess:
+        return AuditArguments;
+    }
+    return {};
+}
+
+std::optional<QString> argumentProblem(MGAclRemoteMethod method, const QCborValue &value)
+{
+    QString why;
+    MGCborReader read(&why);
+    QStringList required, optional;
+    for (const Argument &argument : arguments(method))
+        (argument.optional ? optional : required) << QString(argument.name);
+    const std::optional<QCborMap> map = read.map(value, QStringLiteral("argument record"), required, optional);
+    if (!map)
+        return why;
+    for (const Argument &argument : arguments(method)) {
+        if (map->contains(QString(argument.name)) && !check(argument, *map, read))
+            return why;
+    }
+    return std::nullopt;
+}
 
 const char *selector(MGAclRemoteMethod method)
 {

@@ -1,9 +1,11 @@
 #pragma once
 
 #include <QCborMap>
+#include <QLatin1String>
 #include <QString>
 #include <chrono>
 #include <optional>
+#include <span>
 
 // The ACL service's remote methods, one per operation of the editor.
 enum class MGAclRemoteMethod
@@ -50,6 +52,38 @@ std::optional<MGAclRemoteMethod> methodForSelector(const QString &selector);
 // seconds for reading and writing one item; for propagation, how long it may go without a
 // progress report (the service reports while it walks).
 std::chrono::milliseconds timeLimit(MGAclRemoteMethod method);
+
+// The arguments of the methods, by name: the client builds requests with these names and
+// the service checks every request against the table below before anything else.
+namespace Key {
+inline constexpr QLatin1String Path("path"); // bytes: an absolute path
+inline constexpr QLatin1String Entries("entries"); // an entry list
+inline constexpr QLatin1String Expected("expected"); // the list the item must still hold
+inline constexpr QLatin1String Identity("uuid"); // text: a user's or group's UUID
+inline constexpr QLatin1String Request("request"); // the number of the caller's propagation
+inline constexpr QLatin1String Level("level"); // "read", "write" or "any"
+inline constexpr QLatin1String DryRun("dryRun"); // true or false
+inline constexpr QLatin1String Summary("summary"); // true or false
+}
+
+// What an argument must be.
+enum class ArgumentType { Path, Entries, Identity, RequestNumber, Level, Flag };
+struct Argument
+{
+    QLatin1String name;
+    ArgumentType type;
+    bool optional = false;
+};
+// Each method's arguments; a request holds these and nothing else.
+std::span<const Argument> arguments(MGAclRemoteMethod method);
+// The words an audit's level may be.
+inline constexpr const char *Levels[] = {"read", "write", "any"};
+// What is wrong with a request's arguments for `method`: not a map, a name the method does
+// not take or one it needs missing, a value of the wrong type or outside its values (a path
+// that is not absolute, a level that is none of Levels, an identity that is no UUID, a
+// negative request number). Nothing when all is as the table says; an entry list is read,
+// and checked entry by entry, only when it is used.
+std::optional<QString> argumentProblem(MGAclRemoteMethod method, const QCborValue &arguments);
 
 // The privileged service on the system bus.
 inline constexpr const char *ServiceName = "com.quillwork.Marrowgate.AclService";

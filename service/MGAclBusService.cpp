@@ -155,8 +155,9 @@ QByteArray MGAclBusService::answer(const QString &caller, const QByteArray &requ
     const auto method = MGAclProtocol::methodForSelector(map.value(QStringLiteral("method")).toString());
     if (parseError.error != QCborError::NoError || !value.isMap()) {
         reply = MGAclServiceDispatcher::malformedReply(QStringLiteral("the request is not a CBOR map"));
-    } else if (!method) {
-        reply = MGAclServiceDispatcher::malformedReply(QStringLiteral("unknown method"), id);
+    } else if (const std::optional<QCborMap> refused = MGAclServiceDispatcher::refusal(map)) {
+        // Malformed: refused before polkit is asked, and not recorded as an authorisation.
+        reply = *refused;
     } else {
         // The caller is who sent the message on the bus; a polkit failure of any kind denies.
         const QString action = MGPolkit::actionForRight(QString::fromLatin1(MGAclProtocol::right(*method)));

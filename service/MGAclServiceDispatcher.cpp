@@ -24,49 +24,12 @@ MGError requestError(const QString &why)
     return MGError::posixError(EINVAL, QStringLiteral("The ACL service received a malformed request: %1").arg(why));
 }
 
-// The arguments each method takes.
-QStringList argumentsOf(MGAclRemoteMethod method)
-{
-    switch (method) {
-    case MGAclRemoteMethod::GetEntries:
-        return {QStringLiteral("path")};
-    case MGAclRemoteMethod::SetEntries:
-    case MGAclRemoteMethod::PropagateEntries:
-        return {QStringLiteral("path"), QStringLiteral("entries")};
-    case MGAclRemoteMethod::GetAccess:
-        return {QStringLiteral("path"), QStringLiteral("uuid")};
-    case MGAclRemoteMethod::StopPropagation:
-        return {QStringLiteral("request")};
-    case MGAclRemoteMethod::BackupEntries:
-        return {QStringLiteral("path")};
-    case MGAclRemoteMethod::AuditAccess:
-        return {QStringLiteral("path"), QStringLiteral("uuid"), QStringLiteral("level")};
-    }
-    return {};
-}
+namespace Key = MGAclProtocol::Key;
 
-// The identity's UUID; a null one when there is none.
+// The identity's UUID (checked when the request was).
 QUuid uuidArgument(const QCborMap &args)
 {
-    const QCborValue value = args.value(QStringLiteral("uuid"));
-    return value.isString() ? QUuid(value.toString()) : QUuid();
-}
-
-// The item's path: the bytes the file system uses, absolute. A path the system would refuse
-// as too long is refused here with the same error, so the caller learns what is wrong.
-std::optional<QByteArray> pathArgument(const QCborMap &args, MGCborReader &read)
-{
-    const QCborValue value = args.value(QStringLiteral("path"));
-    if (!value.isByteArray()) {
-        read.fail(QStringLiteral("the item is not a path"));
-        return std::nullopt;
-    }
-    const QByteArray path = value.toByteArray();
-    if (!path.startsWith('/') || path.contains('\0')) {
-        read.fail(QStringLiteral("the item is not an absolute path"));
-        return std::nullopt;
-    }
-    return path;
+    return QUuid(args.value(QString(Key::Identity)).toString());
 }
 
 const QString &failureFor(MGAclRemoteMethod method)
@@ -107,9 +70,8 @@ bool MGAclServiceDispatcher::isStop(const QCborMap &request)
         == QLatin1String(MGAclProtocol::selector(MGAclRemoteMethod::StopPropagation));
 }
 
-QCborMap MGAclServiceDispatcher::handle(const QCborMap &request, const Caller &caller)
+std::optional<QCborMap> MGAclServiceDispatcher::refusal(const QCborMap &request)
 {
-    const ProgressSink &progress = caller.progress;
     const QCborValue id = request.value(QStringLiteral("id"));
     if (!id.isInteger() || id.toInteger() < 0)
         return malformedReply(QStringLiteral("no request number"));
@@ -121,58 +83,45 @@ QCborMap MGAclServiceDispatcher::handle(const QCborMap &request, const Caller &c
     const auto method = MGAclProtocol::methodForSelector(request.value(QStringLiteral("method")).toString());
     if (!method)
         return malformedReply(QStringLiteral("unknown method"), id);
+    // Every argument, optional ones included, is of its type before anything is touched: a
+    // request meaning "dry run" in some other spelling must never make a real change.
+    if (const std::optional<QString> problem = MGAclProtocol::argumentProblem(*method, request.value(QStringLiteral("args"))))
+        return malformedReply(*problem, id);
+    return std::nullopt;
+}
+
+QCborMap MGAclServiceDispatcher::handle(const QCborMap &request, const Caller &caller)
+{
+    if (const std::optional<QCborMap> refused = refusal(request))
+        return *refused;
+    const ProgressSink &progress = caller.progress;
+    const QCborValue id = request.value(QStringLiteral("id"));
+    const auto method = MGAclProtocol::methodForSelector(request.value(QStringLiteral("method")).toString());
+    const QCborMap args = request.value(QStringLiteral("args")).toMap();
+    QString why;
     const QCborValue locale = request.value(QStringLiteral("locale"));
     // Titles and row names are in the caller's language.
     const NTLocalizedString::ThreadLanguage language(
         locale.isString() && locale.toString().size() < MaximumLocaleLength ? locale.toString() : QStringLiteral("C"));
-    const bool writes = *method == MGAclRemoteMethod::SetEntries || *method == MGAclRemoteMethod::PropagateEntries;
-    QStringList optional;
-    if (writes)
-        optional << QStringLiteral("expected");
-    if (*method == MGAclRemoteMethod::PropagateEntries)
-        optional << QStringLiteral("dryRun");
-    if (*method == MGAclRemoteMethod::AuditAccess)
-        optional << QStringLiteral("summary");
-    if (*method == MGAclRemoteMethod::GetAccess)
-        optional << QStringLiteral("entries"); // an edited list to evaluate instead of the item's
-    const auto args = read.map(request.value(QStringLiteral("args")), QStringLiteral("argument record"), argumentsOf(*method),
-                               optional);
-    // Flags are true or false and a level is a word, nothing else, checked before anything is
-    // touched: a request meaning "dry run" in some other spelling must never make a real change.
-    if (args) {
-        for (const QString &flag : {QStringLiteral("dryRun"), QStringLiteral("summary")}) {
-            if (args->contains(flag) && !read.boolean(*args, QStringLiteral("argument record"), flag))
-                return malformedReply(why, id);
-        }
-        if (args->contains(QStringLiteral("level"))
-            && !read.text(*args, QStringLiteral("argument record"), QStringLiteral("level"), 16))
-            return malformedReply(why, id);
-    }
-    if (args && *method == MGAclRemoteMethod::StopPropagation) {
+    if (*method == MGAclRemoteMethod::StopPropagation) {
         // Only the caller's own walk, by its request number.
-        const auto number = read.integer(*args, QStringLiteral("argument record"), QStringLiteral("request"), 0,
-                                         std::numeric_limits<qint64>::max());
-        if (!number)
-            return malformedReply(why, id);
-        if (!caller.registry || !caller.registry->stop(caller.name, *number))
+        const qint64 number = args.value(QString(Key::Request)).toInteger();
+        if (!caller.registry || !caller.registry->stop(caller.name, number))
             return errorReply(id, MGError::posixError(ESRCH, QStringLiteral("%1: this program has no propagation %2 "
                                                                             "running.")
                                                                  .arg(MGAclProtocol::description(*method))
-                                                                 .arg(*number)));
+                                                                 .arg(number)));
         return QCborMap{{QStringLiteral("id"), id}};
     }
-    const auto path = args ? pathArgument(*args, read) : std::nullopt;
-    if (!path)
-        return malformedReply(why, id);
-
-    if (path->size() >= MaximumPathLength)
+    const QByteArray path = args.value(QString(Key::Path)).toByteArray();
+    if (path.size() >= MaximumPathLength)
         return errorReply(id, MGError::posixError(ENAMETOOLONG, QStringLiteral("%1 \u201c%2\u2026\u201d: the path is "
                                                                                "longer than %3 bytes")
                                                                     .arg(failureFor(*method),
-                                                                         QFile::decodeName(path->left(64)))
+                                                                         QFile::decodeName(path.left(64)))
                                                                     .arg(MaximumPathLength - 1)));
     // The item is resolved once, here; everything after goes through its descriptor.
-    const MGResult<MGFileItem> item = MGFileItem::open(*path, failureFor(*method));
+    const MGResult<MGFileItem> item = MGFileItem::open(path, failureFor(*method));
     if (!item)
         return errorReply(id, item.error());
 
@@ -193,11 +142,11 @@ QCborMap MGAclServiceDispatcher::handle(const QCborMap &request, const Caller &c
     }
     case MGAclRemoteMethod::SetEntries:
     case MGAclRemoteMethod::PropagateEntries: {
-        const auto list = MGAclLists::fromCbor(args->value(QStringLiteral("entries")), &why);
+        const auto list = MGAclLists::fromCbor(args.value(QString(Key::Entries)), &why);
         if (!list)
             return malformedReply(why, id);
         std::optional<MGAclList> expected;
-        if (args->contains(QStringLiteral("expected")) && !(expected = MGAclLists::fromCbor(args->value(QStringLiteral("expected")), &why)))
+        if (args.contains(QString(Key::Expected)) && !(expected = MGAclLists::fromCbor(args.value(QString(Key::Expected)), &why)))
             return malformedReply(why, id);
         MGResultError error;
         if (*method == MGAclRemoteMethod::SetEntries) {
@@ -206,7 +155,7 @@ QCborMap MGAclServiceDispatcher::handle(const QCborMap &request, const Caller &c
             const MGPropagationRegistry::Registration running(caller.registry, caller.name, id.toInteger());
             MGAclPropagator propagator(*item, *list);
             propagator.setExpected(expected);
-            propagator.setDryRun(args->value(QStringLiteral("dryRun")).toBool());
+            propagator.setDryRun(args.value(QString(Key::DryRun)).toBool());
             propagator.setStopFlag(running.flag());
             if (progress)
                 propagator.setProgressHandler(
@@ -233,20 +182,16 @@ QCborMap MGAclServiceDispatcher::handle(const QCborMap &request, const Caller &c
         return reply;
     }
     case MGAclRemoteMethod::AuditAccess: {
-        const QUuid uuid = uuidArgument(*args);
-        const QString levelName = args->value(QStringLiteral("level")).toString();
+        const QUuid uuid = uuidArgument(args);
+        const QString levelName = args.value(QString(Key::Level)).toString();
         const QHash<QString, MGAclAudit::Level> levels = {{QStringLiteral("read"), MGAclAudit::Level::Read},
                                                           {QStringLiteral("write"), MGAclAudit::Level::Write},
                                                           {QStringLiteral("any"), MGAclAudit::Level::Any}};
-        if (uuid.isNull())
-            return malformedReply(QStringLiteral("the identity is not a UUID"), id);
-        if (!levels.contains(levelName))
-            return malformedReply(QStringLiteral("the access level is not read, write or any"), id);
         const MGResult<MGAccessSubject> subject = MGAccessSubject::forIdentity(uuid);
         if (!subject)
             return errorReply(id, subject.error());
         const auto identity = CBIdentityAuthority::defaultIdentityAuthority().identityWithUniqueIdentifier(uuid);
-        MGAclAudit audit(*item, *subject, levels.value(levelName), args->value(QStringLiteral("summary")).toBool(),
+        MGAclAudit audit(*item, *subject, levels.value(levelName), args.value(QString(Key::Summary)).toBool(),
                          textReport);
         audit.setIdentityName(identity ? identity->displayName() : uuid.toString(QUuid::WithoutBraces));
         audit.setBlockedAbove(MGAccessEvaluator::blockingFolder(*item, uuid));
@@ -259,14 +204,12 @@ QCborMap MGAclServiceDispatcher::handle(const QCborMap &request, const Caller &c
     case MGAclRemoteMethod::StopPropagation:
         break; // answered above
     case MGAclRemoteMethod::GetAccess: {
-        const QUuid uuid = uuidArgument(*args);
-        if (uuid.isNull())
-            return malformedReply(QStringLiteral("the identity is not a UUID"), id);
+        const QUuid uuid = uuidArgument(args);
         // With an edited list, the access it would give: the item is read, not changed.
         std::optional<MGAclList> edited;
-        if (args->contains(QStringLiteral("entries"))) {
+        if (args.contains(QString(Key::Entries))) {
             QString why;
-            if (!(edited = MGAclLists::fromCbor(args->value(QStringLiteral("entries")), &why)))
+            if (!(edited = MGAclLists::fromCbor(args.value(QString(Key::Entries)), &why)))
                 return malformedReply(why, id);
         }
         const auto tree = MGAccessEvaluator::accessTree(*item, uuid, edited);

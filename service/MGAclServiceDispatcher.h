@@ -7,6 +7,7 @@
 #include <QCborMap>
 #include <QString>
 #include <functional>
+#include <optional>
 
 // Answers one request of the ACL service (see MGAclProtocol for its shape). Every field of
 // a request is checked before use; a malformed request is answered with an error. Requests
@@ -27,6 +28,10 @@ public:
     };
 
     static QCborMap handle(const QCborMap &request, const Caller &caller);
+    // The answer to a request that is malformed (its shape, its method, any argument's
+    // name or type), checked before anyone is asked whether the caller may make it; nothing
+    // for a well-formed one.
+    static std::optional<QCborMap> refusal(const QCborMap &request);
     static QCborMap handle(const QCborMap &request) { return handle(request, Caller()); }
     // Whether a request is a stop, which must not wait behind the caller's propagation.
     static bool isStop(const QCborMap &request);

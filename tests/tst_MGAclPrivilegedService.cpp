@@ -3,6 +3,7 @@
 #include "MGPrivateSystemBus.h"
 #include "MGSystemBusServiceConnection.h"
 #include "PluginHelpers.h"
+#include "ProtocolHelpers.h"
 #include "QueueHelpers.h"
 #include "StagedBuild.h"
 
@@ -203,6 +204,48 @@ private slots:
         QVERIFY(write.error && write.error->isPermissionError());
         QVERIFY(write.error->localizedDescription().contains("com.quillwork.marrowgate.setfileacl"));
         QCOMPARE(sh("stat -c %a " + quoted(rootFile)).trimmed(), QStringLiteral("644"));
+    }
+
+    // Every method of the protocol, every argument wrong in every way the table knows, and a
+    // name no method takes: over the bus, from a caller allowed everything and from one allowed
+    // nothing, each is refused as malformed before polkit is asked, and nothing changes.
+    void hostileCallsAreRefusedBeforeAnyCheck()
+    {
+        const QString folder = tmp.path("hostile"), file = tmp.path("hostile-file");
+        QVERIFY(shOk(QStringLiteral("mkdir -m 755 %1 && touch %1/inside %2 && chmod 644 %1/inside %2").arg(quoted(folder), quoted(file))));
+        auto state = [&] { return facl(folder) + facl(folder + "/inside") + facl(file); };
+        const QString before = state();
+        for (const QStringList &allowed : {AllActions, QStringList()}) {
+            bus.allow(allowed);
+            int refused = 0;
+            for (const MGAclRemoteMethod method : MGAclProtocol::Methods) {
+                const QCborMap valid = ProtocolHelpers::validArguments(method, file, folder);
+                QList<QCborMap> hostile;
+                for (const MGAclProtocol::Argument &argument : MGAclProtocol::arguments(method)) {
+                    for (const QCborValue &value : ProtocolHelpers::wrongValues(argument.type)) {
+                        QCborMap arguments = valid;
+                        arguments.insert(QString(argument.name), value);
+                        hostile << arguments;
+                    }
+                }
+                QCborMap unknown = valid;
+                unknown.insert(QStringLiteral("force"), true);
+                hostile << unknown;
+                for (const QCborMap &arguments : std::as_const(hostile)) {
+                    const QByteArray request = MGAclProtocol::request(1, method, "C", arguments).toCborValue().toCbor();
+                    const QDBusMessage answer = QDBusConnection::systemBus().call(serviceCall(request), QDBus::Block, 30000);
+                    const QCborMap reply = QCborValue::fromCbor(answer.arguments().value(0).toByteArray()).toMap();
+                    const auto error = MGError::fromCbor(reply.value(QStringLiteral("error")), nullptr);
+                    QVERIFY2(error && error->localizedDescription().contains("malformed request"),
+                             qPrintable(QString(MGAclProtocol::selector(method)) + " "
+                                        + arguments.toCborValue().toDiagnosticNotation()));
+                    ++refused;
+                }
+            }
+            QVERIFY2(checks().isEmpty(), "polkit was asked about a malformed request");
+            QCOMPARE(state(), before);
+            qInfo("%d hostile calls refused (%s)", refused, allowed.isEmpty() ? "caller allowed nothing" : "caller allowed all");
+        }
     }
 
     void theCommandLineWorksEndToEnd()

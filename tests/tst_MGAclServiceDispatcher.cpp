@@ -1,8 +1,10 @@
 #include "MGAclServiceDispatcher.h"
 #include "MGAclProtocol.h"
+#include "ProtocolHelpers.h"
 #include "ShellHelpers.h"
 
 #include <QCborArray>
+#include <QTemporaryDir>
 #include <QtEndian>
 
 namespace {
@@ -44,6 +46,7 @@ private slots:
                                      << "unknown field";
         QTest::newRow("args not a map") << QCborMap{{"id", 1}, {"method", get}, {"args", 3}} << "not a map";
         const QByteArray tmp("/tmp");
+        const QString nobody = CBIdentity::user(65534).uniqueIdentifier().toString(QUuid::WithoutBraces);
         QTest::newRow("relative path") << request(get, {{"path", QByteArray("etc/passwd")}}) << "absolute";
         QTest::newRow("path with NUL") << request(get, {{"path", QByteArray("/tmp\0x", 6)}}) << "absolute";
         QTest::newRow("path as text") << request(get, {{"path", "/tmp"}}) << "not a path";
@@ -57,10 +60,10 @@ private slots:
             << request("propagateAclEntries:url:reply:", {{"path", tmp}, {"entries", QCborArray{}}, {"dryRun", "yes"}})
             << "not true or false";
         QTest::newRow("summary as number") << request("auditAclAccessWithUrl:uuid:level:reply:",
-                                                      {{"path", tmp}, {"uuid", "x"}, {"level", "write"}, {"summary", 1}})
+                                                      {{"path", tmp}, {"uuid", nobody}, {"level", "write"}, {"summary", 1}})
                                            << "not true or false";
         QTest::newRow("level not a word") << request("auditAclAccessWithUrl:uuid:level:reply:",
-                                                     {{"path", tmp}, {"uuid", "x"}, {"level", 3}})
+                                                     {{"path", tmp}, {"uuid", nobody}, {"level", 3}})
                                           << "not a text";
         QTest::newRow("bad uuid") << request(GetAccess, {{"path", tmp}, {"uuid", "nope"}}) << "UUID";
     }
@@ -75,6 +78,57 @@ private slots:
         // The dispatcher goes on answering.
         QVERIFY(dispatcher.handle(::request(GetEntries, {{"path", QByteArray("/")}}))
                     .contains(QStringLiteral("entries")));
+    }
+
+    // Every argument of every method, from the protocol's own table: a value of the wrong
+    // type, a missing one and a name the method does not take are refused, and nothing is
+    // touched, though every other argument asks for a real change.
+    void everyArgumentOfEveryMethodIsCheckedBeforeAnythingIsTouched()
+    {
+        REQUIRE_ROOT();
+        QTemporaryDir dir;
+        const QString folder = dir.filePath("folder"), file = dir.filePath("file");
+        QVERIFY(shOk(QStringLiteral("mkdir -m 755 %1 && touch %1/inside %2 && chmod 644 %1/inside %2").arg(quoted(folder), quoted(file))));
+        auto state = [&] { return facl(folder) + facl(folder + "/inside") + facl(file); };
+        const QString before = state();
+        int refused = 0;
+        for (const MGAclRemoteMethod method : MGAclProtocol::Methods) {
+            const QString selector = MGAclProtocol::selector(method);
+            const QCborMap valid = ProtocolHelpers::validArguments(method, file, folder);
+            QList<QCborMap> wrong;
+            for (const MGAclProtocol::Argument &argument : MGAclProtocol::arguments(method)) {
+                for (const QCborValue &value : ProtocolHelpers::wrongValues(argument.type)) {
+                    QCborMap arguments = valid;
+                    arguments.insert(QString(argument.name), value);
+                    wrong << arguments;
+                }
+                if (!argument.optional) {
+                    QCborMap arguments = valid;
+                    arguments.remove(QString(argument.name));
+                    wrong << arguments;
+                }
+            }
+            QCborMap unknown = valid;
+            unknown.insert(QStringLiteral("force"), true);
+            wrong << unknown;
+            for (const QCborMap &arguments : std::as_const(wrong)) {
+                const QCborMap reply = MGAclServiceDispatcher::handle(request(selector, arguments));
+                QVERIFY2(errorOf(reply).contains("malformed request"),
+                         qPrintable(selector + ": " + arguments.toCborValue().toDiagnosticNotation() + " -> " + errorOf(reply)));
+                QVERIFY(MGAclServiceDispatcher::refusal(request(selector, arguments)).has_value());
+                ++refused;
+            }
+        }
+        QCOMPARE(state(), before);
+        qInfo("%d malformed requests refused, nothing changed", refused);
+        // The same requests, right, do change the items: the check above is not blind.
+        for (const MGAclRemoteMethod method : {MGAclRemoteMethod::SetEntries, MGAclRemoteMethod::PropagateEntries}) {
+            const QCborMap reply = MGAclServiceDispatcher::handle(
+                request(MGAclProtocol::selector(method), ProtocolHelpers::validArguments(method, file, folder)));
+            QVERIFY2(errorOf(reply).isEmpty(), qPrintable(errorOf(reply)));
+        }
+        QVERIFY(state() != before);
+        QVERIFY(sh("stat -c %a " + quoted(folder + "/inside")).trimmed() != "644");
     }
 
     void theProcessSurvivesGarbage()
