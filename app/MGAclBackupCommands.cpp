@@ -13,19 +13,37 @@ using namespace MGAclCommandSupport;
 namespace {
 // Sets one item of a backup, then the next, until all are done; `failures` counts items
 // that could not be set (each said on standard error).
+// Why a backup's path is not restored: one that climbs out of the folder the restore runs
+// in, or an absolute one not asked for. A backup may come from someone else; an
+// administrator restoring it must not be made to change items elsewhere.
+QString refusal(const QByteArray &path, bool absolute)
+{
+    const QString shown = QFile::decodeName(MGAclTextFormat::escapePath(path));
+    if (path.split('/').contains(".."))
+        return localized("Not restored: \u201c%1\u201d leads out of the folder the restore runs in (through \u201c..\u201d).")
+            .arg(shown);
+    if (path.startsWith('/') && !absolute)
+        return localized("Not restored: \u201c%1\u201d is an absolute path; give --absolute to restore such paths.").arg(shown);
+    return QString();
+}
+
 void restoreFrom(std::shared_ptr<MGAclServiceClient> client, std::shared_ptr<QList<MGAclTextFormat::Block>> blocks,
-                 qsizetype index, std::shared_ptr<int> failures, Finish finish)
+                 qsizetype index, std::shared_ptr<int> failures, bool absolute, Finish finish)
 {
     if (index >= blocks->size())
         return finish(*failures > 0 ? Failure : Success);
     const MGAclTextFormat::Block &block = blocks->at(index);
-    auto next = [client, blocks, index, failures, finish](int status) {
+    auto next = [client, blocks, index, failures, absolute, finish](int status) {
         if (status == Dismissed)
             return finish(Dismissed);
         if (status != Success)
             ++*failures;
-        restoreFrom(client, blocks, index + 1, failures, finish);
+        restoreFrom(client, blocks, index + 1, failures, absolute, finish);
     };
+    if (const QString refused = refusal(block.path, absolute); !refused.isEmpty()) {
+        std::fprintf(stderr, "%s\n", qPrintable(refused));
+        return next(Failure);
+    }
     const QByteArray path = block.path.startsWith('/') ? block.path
                                                        : QFile::encodeName(QDir::currentPath()) + '/' + block.path;
     const QUrl url = MGItemPaths::urlForNativePath(path);
@@ -148,7 +166,7 @@ int backup(const QByteArray &path)
     });
 }
 
-int restore(const QByteArray &file)
+int restore(const QByteArray &file, bool absolute)
 {
     QFile input;
     const bool opened = file == "-" ? input.open(stdin, QIODevice::ReadOnly)
@@ -164,8 +182,8 @@ int restore(const QByteArray &file)
         return Failure;
     }
     auto shared = std::make_shared<QList<MGAclTextFormat::Block>>(*blocks);
-    return runOnQueue([shared](std::shared_ptr<MGAclServiceClient> client, Finish finish) {
-        restoreFrom(client, shared, 0, std::make_shared<int>(0), finish);
+    return runOnQueue([shared, absolute](std::shared_ptr<MGAclServiceClient> client, Finish finish) {
+        restoreFrom(client, shared, 0, std::make_shared<int>(0), absolute, finish);
     });
 }
 }

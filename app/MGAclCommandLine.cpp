@@ -82,7 +82,7 @@ int MGAclCommandLine::run(const QByteArrayList &arguments)
     if (command == "backup")
         return MGAclBackupCommands::backup(words[0]);
     if (command == "restore")
-        return MGAclBackupCommands::restore(words[0]);
+        return MGAclBackupCommands::restore(words[0], given->has("--absolute"));
     std::fputs(qPrintable(usage()), stdout);
     return Success;
 }

@@ -36,7 +36,8 @@ QByteArray perms(quint16 perm)
     return QByteArray(text, 3);
 }
 
-void writeAcl(QByteArray &out, const MGPosixAcl &acl, const char *prefix, Names &names)
+// Qualifiers by name, or as numbers without `names`.
+void writeAcl(QByteArray &out, const MGPosixAcl &acl, const char *prefix, Names *names)
 {
     // The order getfacl writes: owner, named users, owning group, named groups, mask, other.
     for (quint16 tag : {MGPosixAcl::UserObj, MGPosixAcl::User, MGPosixAcl::GroupObj, MGPosixAcl::Group,
@@ -54,13 +55,13 @@ void writeAcl(QByteArray &out, const MGPosixAcl &acl, const char *prefix, Names 
                 out += "user::";
                 break;
             case MGPosixAcl::User:
-                out += "user:" + names.user(e.id) + ':';
+                out += "user:" + (names ? names->user(e.id) : QByteArray::number(e.id)) + ':';
                 break;
             case MGPosixAcl::GroupObj:
                 out += "group::";
                 break;
             case MGPosixAcl::Group:
-                out += "group:" + names.group(e.id) + ':';
+                out += "group:" + (names ? names->group(e.id) : QByteArray::number(e.id)) + ':';
                 break;
             case MGPosixAcl::Mask:
                 out += "mask::";
@@ -189,11 +190,27 @@ QByteArray block(const QByteArray &path, const MGPosixItemState &state, Names &n
     if (state.mode & (S_ISUID | S_ISGID | S_ISVTX))
         out += QByteArray("# flags: ") + ((state.mode & S_ISUID) ? 's' : '-') + ((state.mode & S_ISGID) ? 's' : '-')
             + ((state.mode & S_ISVTX) ? 't' : '-') + '\n';
-    writeAcl(out, state.access.isEmpty() ? MGPosixAcl::fromMode(state.mode) : state.access, "", names);
+    writeAcl(out, state.access.isEmpty() ? MGPosixAcl::fromMode(state.mode) : state.access, "", &names);
     if (!state.defaultAcl.isEmpty())
-        writeAcl(out, state.defaultAcl, "default:", names);
+        writeAcl(out, state.defaultAcl, "default:", &names);
     out += '\n';
     return out;
+}
+
+QByteArray oneLine(const MGPosixItemState &state)
+{
+    QByteArray acl;
+    writeAcl(acl, state.access.isEmpty() ? MGPosixAcl::fromMode(state.mode) : state.access, "", nullptr);
+    if (!state.defaultAcl.isEmpty())
+        writeAcl(acl, state.defaultAcl, "default:", nullptr);
+    // Comments on what the mask leaves say nothing the entries do not.
+    QByteArrayList entries;
+    for (const QByteArray &line : acl.split('\n')) {
+        if (!line.isEmpty())
+            entries << line.left(line.indexOf('\t') < 0 ? line.size() : line.indexOf('\t'));
+    }
+    return "owner " + QByteArray::number(state.owner) + " group " + QByteArray::number(state.group) + " mode "
+        + QByteArray::number(state.mode & 07777, 8).rightJustified(4, '0') + " acl " + entries.join(',');
 }
 
 std::optional<Entry> parseEntry(const QString &text, bool withPerms, QString *why)

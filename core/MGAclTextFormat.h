@@ -45,6 +45,9 @@ private:
 
 QByteArray block(const QByteArray &path, const MGPosixItemState &state, Names &names);
 QByteArray escapePath(const QByteArray &path);
+// The state on one line, ids as numbers, for records: "owner 0 group 0 mode 0644 acl
+// user::rw-,user:1000:r--,group::r--,mask::r--,other::r--,default:user::rwx,...".
+QByteArray oneLine(const MGPosixItemState &state);
 // The bytes an escaped path or name stands for.
 QByteArray unescapePath(const QByteArray &text);
 

@@ -770,8 +770,20 @@
         <translation>entfernt Einträge: [d:]u:NAME, [d:]g:NAME oder einen Benutzer oder eine Gruppe allein (seine Einträge für das Objekt und für neue Objekte)</translation>
     </message>
     <message>
-        <source>sets what a backup (ours or getfacl&apos;s) says, paths relative to the current folder, as setfacl --restore does; - reads standard input</source>
-        <translation>setzt, was eine Sicherung (unsere oder die von getfacl) angibt, Pfade relativ zum aktuellen Ordner, wie setfacl --restore; - liest die Standardeingabe</translation>
+        <source>sets what a backup (ours or getfacl&apos;s) says, paths relative to the current folder, as setfacl --restore does; - reads standard input. A path with a .. component is never restored, nor an absolute one without --absolute: each is named, the rest restored</source>
+        <translation>setzt, was eine Sicherung (unsere oder die von getfacl) angibt, Pfade relativ zum aktuellen Ordner, wie setfacl --restore; - liest die Standardeingabe. Ein Pfad mit einem ..-Bestandteil wird nie wiederhergestellt, ein absoluter nur mit --absolute: jeder wird genannt, der Rest wiederhergestellt</translation>
+    </message>
+    <message>
+        <source>restore also sets items named by absolute paths</source>
+        <translation>restore setzt auch Objekte, die mit absoluten Pfaden genannt sind</translation>
+    </message>
+    <message>
+        <source>Not restored: “%1” leads out of the folder the restore runs in (through “..”).</source>
+        <translation>Nicht wiederhergestellt: „%1“ führt aus dem Ordner hinaus, in dem die Wiederherstellung läuft (über „..“).</translation>
+    </message>
+    <message>
+        <source>Not restored: “%1” is an absolute path; give --absolute to restore such paths.</source>
+        <translation>Nicht wiederhergestellt: „%1“ ist ein absoluter Pfad; geben Sie --absolute an, um solche Pfade wiederherzustellen.</translation>
     </message>
     <message>
         <source>the ACLs of PATH and everything below it, as getfacl -R writes them: paths as given, an absolute one without its leading slash</source>

@@ -8,6 +8,7 @@
 #include <QCoreApplication>
 #include <QDBusConnection>
 #include <QDBusConnectionInterface>
+#include <QFile>
 #include <cerrno>
 
 MGAclBusService::MGAclBusService(int idleSeconds, QObject *parent) : QObject(parent)
@@ -171,13 +172,25 @@ QByteArray MGAclBusService::answer(const QString &caller, const QByteArray &requ
             signal << report.toCborValue().toCbor();
             QDBusConnection::systemBus().send(signal);
         };
-        if (answer && answer->authorized)
-            reply = MGAclServiceDispatcher::handle(map, {caller, &m_registry, progress});
-        else
+        // Who asked, as the bus knows them, heads each record of what was done for them.
+        const QDBusConnectionInterface *bus = QDBusConnection::systemBus().interface();
+        const QString who = QStringLiteral("caller uid %1 pid %2, action %3")
+                                .arg(bus->serviceUid(caller).value())
+                                .arg(bus->servicePid(caller).value())
+                                .arg(action);
+        const auto record = [this, who](const QString &what) { m_log.record(QStringLiteral("%1: %2").arg(who, what)); };
+        if (answer && answer->authorized) {
+            reply = MGAclServiceDispatcher::handle(map, {caller, &m_registry, progress, record});
+        } else {
+            const QByteArray path = map.value(QStringLiteral("args")).toMap().value(QString(MGAclProtocol::Key::Path)).toByteArray();
+            record(QStringLiteral("refused %1%2").arg(QString::fromLatin1(MGAclProtocol::selector(*method)),
+                                                      path.isEmpty() ? QString()
+                                                                     : QStringLiteral(" for \u201c%1\u201d").arg(QFile::decodeName(path))));
             reply = MGAclServiceDispatcher::errorReply(
                 id, MGError::posixError(EACCES, QStringLiteral("The privileged ACL service refused the request: "
                                                                "the caller is not authorised for %1.")
                                                     .arg(action)));
+        }
     }
     return reply.toCborValue().toCbor();
 }

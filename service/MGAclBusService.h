@@ -1,5 +1,6 @@
 #pragma once
 
+#include "MGAuditLog.h"
 #include "MGError.h"
 #include "MGPropagationRegistry.h"
 
@@ -73,6 +74,7 @@ private:
     qsizetype m_bytes = 0;
     QThreadPool m_pool;
     MGPropagationRegistry m_registry;
+    MGAuditLog m_log;
     QTimer m_idle;
     int m_inFlight = 0; // main thread only
 };

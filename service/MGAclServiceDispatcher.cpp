@@ -6,6 +6,7 @@
 #include "MGAclAudit.h"
 #include "MGAclBackup.h"
 #include "MGAclPropagator.h"
+#include "MGAclTextFormat.h"
 #include "MGCborReader.h"
 #include "MGPosixAclStore.h"
 #include "NTLocalizedString.h"
@@ -30,6 +31,19 @@ namespace Key = MGAclProtocol::Key;
 QUuid uuidArgument(const QCborMap &args)
 {
     return QUuid(args.value(QString(Key::Identity)).toString());
+}
+
+// The item as records name it: its path, and what it was when the request resolved it.
+QString itemText(const MGFileItem &item)
+{
+    struct statx status = {};
+    if (item.status(&status) != 0)
+        return QStringLiteral("\u201c%1\u201d").arg(item.shownPath());
+    return QStringLiteral("\u201c%1\u201d (device %2:%3, inode %4)")
+        .arg(item.shownPath())
+        .arg(status.stx_dev_major)
+        .arg(status.stx_dev_minor)
+        .arg(status.stx_ino);
 }
 
 const QString &failureFor(MGAclRemoteMethod method)
@@ -150,7 +164,16 @@ QCborMap MGAclServiceDispatcher::handle(const QCborMap &request, const Caller &c
             return malformedReply(why, id);
         MGResultError error;
         if (*method == MGAclRemoteMethod::SetEntries) {
+            const MGResult<MGPosixItemState> before = caller.record ? MGPosixAclStore::readState(*item)
+                                                                     : MGResult<MGPosixItemState>(MGPosixItemState());
             error = MGPosixAclStore::write(*item, *list, expected);
+            if (!error && caller.record) {
+                const MGResult<MGPosixItemState> after = MGPosixAclStore::readState(*item);
+                const QByteArray was = before ? MGAclTextFormat::oneLine(*before) : QByteArray("(unread)");
+                const QByteArray now = after ? MGAclTextFormat::oneLine(*after) : QByteArray("(unread)");
+                if (was != now)
+                    caller.record(QStringLiteral("set %1: %2 -> %3").arg(itemText(*item), QString::fromUtf8(was), QString::fromUtf8(now)));
+            }
         } else {
             const MGPropagationRegistry::Registration running(caller.registry, caller.name, id.toInteger());
             MGAclPropagator propagator(*item, *list);
@@ -162,6 +185,17 @@ QCborMap MGAclServiceDispatcher::handle(const QCborMap &request, const Caller &c
                     [&](const MGPropagationProgress &sofar) { progress(progressReport(id, sofar.toCbor())); },
                     ProgressInterval);
             error = propagator.run();
+            if (caller.record && !args.value(QString(Key::DryRun)).toBool()) {
+                const MGPropagationProgress done = propagator.summary();
+                caller.record(QStringLiteral("propagate %1: %2 changed, %3 already right, %4 skipped, %5 failed, %6")
+                                  .arg(itemText(*item))
+                                  .arg(done.changed)
+                                  .arg(done.alreadyRight)
+                                  .arg(done.skipped())
+                                  .arg(done.failed)
+                                  .arg(done.stopped ? QStringLiteral("stopped") : error ? QStringLiteral("ended by an error")
+                                                                                       : QStringLiteral("finished")));
+            }
             // The whole summary, before the reply: what was done, whatever the outcome.
             if (progress) {
                 MGPropagationProgress summary = propagator.summary();

@@ -25,6 +25,9 @@ public:
         QString name; // the bus name, or the one client of a child service
         MGPropagationRegistry *registry = nullptr;
         ProgressSink progress;
+        // Takes a record of each change made (the privileged service keeps them); none for
+        // reads, and none when empty.
+        std::function<void(const QString &what)> record;
     };
 
     static QCborMap handle(const QCborMap &request, const Caller &caller);

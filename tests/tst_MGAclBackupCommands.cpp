@@ -110,6 +110,50 @@ private slots:
         QCOMPARE(facl(root + "/a"), before);
     }
 
+    // A backup someone else wrote cannot make a restore change items outside the folder it
+    // runs in: ".." and absolute paths are named and passed over, the rest restored exactly
+    // as setfacl --restore restores it, escaped names included.
+    void restoreStaysInTheFolderItRunsIn()
+    {
+        REQUIRE_ROOT();
+        const QString jail = tmp.path("jail"), twin = tmp.path("twin"), secret = tmp.path("secret"), absolute = tmp.path("absolute");
+        const QStringList names{"inside", "new\nline", "back\\slash"};
+        for (const QString &folder : {jail, twin}) {
+            QVERIFY(QDir().mkpath(folder + "/sub"));
+            for (const QString &name : names) {
+                QFile item(folder + "/" + name);
+                QVERIFY(item.open(QIODevice::WriteOnly));
+            }
+        }
+        QVERIFY(shOk(QStringLiteral("touch %1 %2 && chmod 600 %1 %2").arg(quoted(secret), quoted(absolute))));
+        const QString entries = "# owner: root\n# group: root\nuser::rwx\nuser:nobody:rwx\ngroup::rwx\nmask::rwx\nother::rwx\n\n";
+        const QString backup = "# file: inside\n" + entries + "# file: new\\012line\n" + entries + "# file: back\\\\slash\n" + entries
+            + "# file: ../secret\n" + entries + "# file: sub/../../secret\n" + entries + "# file: " + absolute + "\n" + entries;
+        QFile file(tmp.path("crafted.acl"));
+        QVERIFY(file.open(QIODevice::WriteOnly) && file.write(backup.toUtf8()) > 0);
+        file.close();
+        const QString secretBefore = facl(secret), absoluteBefore = facl(absolute);
+
+        const QString ours = sh(QStringLiteral("cd %1 && %2 restore %3 2>&1; echo \"status $?\"").arg(quoted(jail), MARROWGATE_ACL_PATH, quoted(file.fileName())));
+        QVERIFY2(ours.contains("Not restored: \u201c../secret\u201d") && ours.contains("Not restored: \u201csub/../../secret\u201d")
+                     && ours.contains("Not restored: \u201c" + absolute + "\u201d is an absolute path")
+                     && ours.endsWith("status 1\n"),
+                 qPrintable(ours));
+        QCOMPARE(facl(secret), secretBefore);
+        QCOMPARE(facl(absolute), absoluteBefore);
+        // What was restored is what setfacl --restore makes of the same lines.
+        QVERIFY(shOk(QStringLiteral("cd %1 && head -n %2 %3 | setfacl --restore=-").arg(quoted(twin)).arg(3 * 9).arg(quoted(file.fileName()))));
+        for (const QString &name : names) {
+            QVERIFY2(facl(jail + "/" + name).contains("user:65534:rwx"), qPrintable(name + "\n" + ours));
+            QCOMPARE(facl(jail + "/" + name), facl(twin + "/" + name));
+        }
+        // Asked for, an absolute path is restored; ".." never is.
+        const QString asked = sh(QStringLiteral("cd %1 && %2 restore --absolute %3 2>&1").arg(quoted(jail), MARROWGATE_ACL_PATH, quoted(file.fileName())));
+        QVERIFY2(!asked.contains(absolute) && asked.contains("../secret"), qPrintable(asked));
+        QVERIFY(facl(absolute).contains("user:65534:rwx"));
+        QCOMPARE(facl(secret), secretBefore);
+    }
+
     void aGetfaclBackupRestores()
     {
         const QString root = makeTree("restored");

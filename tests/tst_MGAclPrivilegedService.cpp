@@ -10,6 +10,9 @@
 #include <QDBusArgument>
 #include <QDir>
 #include <QDBusPendingCall>
+#include <cstring>
+#include <sys/socket.h>
+#include <sys/un.h>
 
 namespace {
 const QStringList AllActions = {"com.quillwork.marrowgate.getfileacl", "com.quillwork.marrowgate.setfileacl",
@@ -28,9 +31,38 @@ public slots:
     void Progress(const QByteArray &) { ++count; }
 };
 
+// A private syslog socket: the records the service sends there, as the journal would get them.
+class LogSocket
+{
+public:
+    bool bind(const QString &path)
+    {
+        m_fd = socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
+        sockaddr_un address = {};
+        address.sun_family = AF_UNIX;
+        const QByteArray name = QFile::encodeName(path);
+        std::memcpy(address.sun_path, name.constData(), size_t(name.size()));
+        return m_fd >= 0 && ::bind(m_fd, reinterpret_cast<sockaddr *>(&address), sizeof address) == 0;
+    }
+    // The records that came since the last call.
+    QStringList take()
+    {
+        QStringList records;
+        char buffer[65536];
+        for (ssize_t n; (n = recv(m_fd, buffer, sizeof buffer, 0)) > 0;)
+            records << QString::fromUtf8(buffer, n);
+        return records;
+    }
+
+private:
+    int m_fd = -1;
+};
+
 class tst_MGAclPrivilegedService : public QObject
 {
     Q_OBJECT
+
+    LogSocket log;
 
     SharedTemporaryDir tmp;
     StagedBuild staged;
@@ -109,6 +141,10 @@ private slots:
     void initTestCase()
     {
         REQUIRE_ROOT();
+        // The service records to a socket of this test's, not to the machine's log.
+        const QString logSocket = tmp.path("log.socket");
+        QVERIFY(log.bind(logSocket));
+        qputenv("MARROWGATE_LOG_SOCKET", QFile::encodeName(logSocket));
         QString why;
         QVERIFY2(bus.start(&why), qPrintable(why));
         REQUIRE_STAGED(staged);
@@ -246,6 +282,49 @@ private slots:
             QCOMPARE(state(), before);
             qInfo("%d hostile calls refused (%s)", refused, allowed.isEmpty() ? "caller allowed nothing" : "caller allowed all");
         }
+    }
+
+    // Every change root makes, and every authorisation refused, is on record with who asked
+    // and what the item was and became; reads are not.
+    void changesAndRefusalsAreRecorded()
+    {
+        auto waitFor = [](const std::shared_ptr<OperationResult> &result) {
+            return QTest::qWaitFor([&] { return result->count() == 1; }, 15000);
+        };
+        bus.allow(AllActions);
+        log.take();
+        QVERIFY(waitFor(run(Op::GetEntries)));
+        QVERIFY(waitFor(run(Op::GetAccess)));
+        const QString inode = sh("stat -c %i " + quoted(rootFile)).trimmed();
+        auto set = run(Op::SetEntries);
+        QVERIFY(waitFor(set) && set->hasValue);
+        QStringList records;
+        QVERIFY(QTest::qWaitFor([&] { return !(records += log.take()).isEmpty(); }, 5000));
+        QCOMPARE(records.size(), 1); // the reads before left none
+        const QString who = QStringLiteral("marrowgate-aclservice[%1]: caller uid 0 pid %2, action ")
+                                .arg(bus.service().processId())
+                                .arg(QCoreApplication::applicationPid());
+        QVERIFY2(records[0].startsWith("<85>") && records[0].contains(who + "com.quillwork.marrowgate.setfileacl: set \u201c" + rootFile
+                                                                      + "\u201d (device ")
+                     && records[0].contains(", inode " + inode + "): owner 0 group 0 mode 0644 acl user::rw-,group::r--,other::r-- -> "
+                                            "owner 0 group 0 mode 0640 acl user::rw-,group::r--,other::---"),
+                 qPrintable(records[0]));
+        auto propagate = run(Op::PropagateEntries);
+        QVERIFY(waitFor(propagate) && propagate->hasValue);
+        QVERIFY(QTest::qWaitFor([&] { return !(records = log.take()).isEmpty(); }, 5000));
+        QVERIFY2(records.value(0).contains(who + "com.quillwork.marrowgate.propagatefileacl: propagate \u201c" + privateFolder)
+                     && records.value(0).contains(" changed, ") && records.value(0).endsWith(" failed, finished"),
+                 qPrintable(records.value(0)));
+        // A caller that skips its own check reaches the service, which refuses it.
+        bus.allow({});
+        const QByteArray request = MGAclProtocol::request(1, Op::SetEntries, "C", ProtocolHelpers::validArguments(Op::SetEntries, rootFile, privateFolder))
+                                       .toCborValue()
+                                       .toCbor();
+        QVERIFY(QDBusConnection::systemBus().call(serviceCall(request), QDBus::Block, 30000).arguments().value(0).toByteArray().contains("not authorised"));
+        QVERIFY(QTest::qWaitFor([&] { return !(records = log.take()).isEmpty(); }, 5000));
+        QVERIFY2(records.value(0).contains(who + "com.quillwork.marrowgate.setfileacl: refused setAclEntries:url:reply: for \u201c"
+                                           + rootFile + "\u201d"),
+                 qPrintable(records.value(0)));
     }
 
     void theCommandLineWorksEndToEnd()
