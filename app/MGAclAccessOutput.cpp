@@ -33,7 +33,13 @@ QString text(const QList<MGTreeNode::Pointer> &tree)
 {
     QString out;
     forEachPermission(tree, [&out](const MGTreeNode &section, const MGTreeNode &permission) {
-        out += QStringLiteral("%1\t%2\t%3\t%4\n").arg(keyOf(section), keyOf(permission), stateOf(permission), permission.detail());
+        // The sentence names accounts, whose names may hold anything: it stays one field.
+        QString detail = permission.detail();
+        for (QChar &c : detail) {
+            if (c == QLatin1Char('\t') || c == QLatin1Char('\n') || c == QLatin1Char('\r'))
+                c = QLatin1Char(' ');
+        }
+        out += QStringLiteral("%1\t%2\t%3\t%4\n").arg(keyOf(section), keyOf(permission), stateOf(permission), detail);
     });
     return out;
 }

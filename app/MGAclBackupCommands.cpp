@@ -44,8 +44,8 @@ void restoreFrom(std::shared_ptr<MGAclServiceClient> client, std::shared_ptr<QLi
         std::fprintf(stderr, "%s\n", qPrintable(refused));
         return next(Failure);
     }
-    const QByteArray path = block.path.startsWith('/') ? block.path
-                                                       : QFile::encodeName(QDir::currentPath()) + '/' + block.path;
+    // The current folder as the bytes it is called by: its name need not be UTF-8.
+    const QByteArray path = MGItemPaths::absolutePath(block.path);
     const QUrl url = MGItemPaths::urlForNativePath(path);
     client->getEntriesWithUrl(url, [client, url, block, next](std::optional<MGAclList> list, MGResultError error) {
         if (!list) {
@@ -120,7 +120,7 @@ private:
         if (path == m_resolved)
             below = {};
         else if (m_resolved.isEmpty())
-            below = path;
+            below = path.startsWith('/') ? path.sliced(1) : path; // below "/"
         else if (path.startsWith(m_resolved) && path.size() > m_resolved.size() && path[m_resolved.size()] == '/')
             below = path.sliced(m_resolved.size() + 1);
         else

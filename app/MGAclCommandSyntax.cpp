@@ -58,7 +58,8 @@ std::optional<MGAclCommandSyntax::Match> MGAclCommandSyntax::match(const QByteAr
             optionsEnded = true;
             continue;
         }
-        if (optionsEnded || !word.startsWith("--")) {
+        // "-" alone names standard input; any other word starting with "-" is an option.
+        if (optionsEnded || !word.startsWith('-') || word == "-") {
             match.arguments << word;
             continue;
         }

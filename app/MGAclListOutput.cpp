@@ -134,7 +134,7 @@ const Row *posixRow(const QList<Row> &rows, const QString &kind)
 
 QString escaped(const QString &name)
 {
-    return QString::fromUtf8(MGAclTextFormat::escapePath(name.toUtf8()));
+    return QString::fromUtf8(MGAclTextFormat::escapeName(name.toUtf8()));
 }
 }
 

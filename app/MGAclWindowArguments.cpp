@@ -41,6 +41,10 @@ std::optional<MGAclWindowArguments> MGAclWindowArguments::read(const QByteArrayL
     for (qsizetype i = 0; i < rest.size(); ++i) {
         const QByteArray &word = rest[i];
         const bool option = read.screenshot && word.startsWith("--");
+        if (!read.screenshot && word.startsWith('-') && word.size() > 1) {
+            *error = localized("Unknown option \u201c%1\u201d.").arg(QString::fromLocal8Bit(word));
+            return std::nullopt;
+        }
         if (!option) {
             positional << word;
             continue;

@@ -1,5 +1,6 @@
 #include "MGAclProtocol.h"
 
+#include "MGAclList.h"
 #include "MGCborReader.h"
 
 #include <QCborStreamReader>
@@ -69,8 +70,13 @@ bool check(const Argument &argument, const QCborMap &map, MGCborReader &read)
         const QByteArray path = value.toByteArray();
         return path.startsWith('/') && !path.contains('\0') ? true : read.fail(QStringLiteral("the item is not an absolute path"));
     }
-    case ArgumentType::Entries:
-        return value.isArray() ? true : read.fail(QStringLiteral("the argument \u201c%1\u201d is not an entry list").arg(name));
+    case ArgumentType::Entries: {
+        // Read entry by entry here, so that no malformed list reaches an authorisation.
+        QString why;
+        return value.isArray() && MGAclLists::fromCbor(value, &why)
+            ? true
+            : read.fail(why.isEmpty() ? QStringLiteral("the argument \u201c%1\u201d is not an entry list").arg(name) : why);
+    }
     case ArgumentType::Identity:
         return value.isString() && !QUuid(value.toString()).isNull() ? true
                                                                       : read.fail(QStringLiteral("the identity is not a UUID"));

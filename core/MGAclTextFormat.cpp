@@ -9,7 +9,7 @@ namespace MGAclTextFormat {
 namespace {
 QByteArray escapeName(const QString &name)
 {
-    return escapePath(name.toUtf8());
+    return MGAclTextFormat::escapeName(name.toUtf8());
 }
 
 // An account's name as the text writes it; its number when it has none.
@@ -168,6 +168,24 @@ QByteArray escapePath(const QByteArray &path)
         if (c == '\\') {
             out += "\\\\";
         } else if (c == '\n' || c == '\r') {
+            out += '\\';
+            out += char('0' + ((byte >> 6) & 7));
+            out += char('0' + ((byte >> 3) & 7));
+            out += char('0' + (byte & 7));
+        } else {
+            out += c;
+        }
+    }
+    return out;
+}
+
+QByteArray escapeName(const QByteArray &name)
+{
+    QByteArray out;
+    out.reserve(name.size());
+    for (const char c : name) {
+        const auto byte = static_cast<unsigned char>(c);
+        if (c == ' ' || c == '\t' || c == '\n' || c == '\r' || c == '\\') {
             out += '\\';
             out += char('0' + ((byte >> 6) & 7));
             out += char('0' + ((byte >> 3) & 7));

@@ -48,6 +48,9 @@ QByteArray escapePath(const QByteArray &path);
 // The state on one line, ids as numbers, for records: "owner 0 group 0 mode 0644 acl
 // user::rw-,user:1000:r--,group::r--,mask::r--,other::r--,default:user::rwx,...".
 QByteArray oneLine(const MGPosixItemState &state);
+// A user's or group's name as entries write it: white space and backslashes as \ooo, so
+// that a name is one word of a line.
+QByteArray escapeName(const QByteArray &name);
 // The bytes an escaped path or name stands for.
 QByteArray unescapePath(const QByteArray &text);
 

@@ -18,12 +18,19 @@ std::optional<QCborMap> MGCborReader::map(const QCborValue &value, const QString
         return std::nullopt;
     }
     const QCborMap map = value.toMap();
+    // A field given twice would be read as one value here and as the other elsewhere.
+    QStringList seen;
     for (auto it = map.constBegin(); it != map.constEnd(); ++it) {
         const QString key = it.key().isString() ? it.key().toString() : QString();
         if (key.isEmpty() || (!required.contains(key) && !optional.contains(key))) {
             fail(QStringLiteral("%1 has an unknown field").arg(what));
             return std::nullopt;
         }
+        if (seen.contains(key)) {
+            fail(QStringLiteral("%1 has the field \u201c%2\u201d twice").arg(what, key));
+            return std::nullopt;
+        }
+        seen << key;
     }
     for (const QString &key : required) {
         if (!map.contains(key)) {

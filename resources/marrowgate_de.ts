@@ -858,6 +858,10 @@
         <translation>„%1“ kann nicht gelesen werden: %2</translation>
     </message>
     <message>
+        <source>Unknown option “%1”.</source>
+        <translation>Unbekannte Option „%1“.</translation>
+    </message>
+    <message>
         <source>Unknown option or missing value: %1</source>
         <translation>Unbekannte Option oder fehlender Wert: %1</translation>
     </message>

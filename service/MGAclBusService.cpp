@@ -185,7 +185,7 @@ QByteArray MGAclBusService::answer(const QString &caller, const QByteArray &requ
             const QByteArray path = map.value(QStringLiteral("args")).toMap().value(QString(MGAclProtocol::Key::Path)).toByteArray();
             record(QStringLiteral("refused %1%2").arg(QString::fromLatin1(MGAclProtocol::selector(*method)),
                                                       path.isEmpty() ? QString()
-                                                                     : QStringLiteral(" for \u201c%1\u201d").arg(QFile::decodeName(path))));
+                                                                     : QStringLiteral(" for %1").arg(MGAuditLog::quoted(path))));
             reply = MGAclServiceDispatcher::errorReply(
                 id, MGError::posixError(EACCES, QStringLiteral("The privileged ACL service refused the request: "
                                                                "the caller is not authorised for %1.")

@@ -7,6 +7,7 @@
 #include "MGAclBackup.h"
 #include "MGAclPropagator.h"
 #include "MGAclTextFormat.h"
+#include "MGAuditLog.h"
 #include "MGCborReader.h"
 #include "MGPosixAclStore.h"
 #include "NTLocalizedString.h"
@@ -38,9 +39,9 @@ QString itemText(const MGFileItem &item)
 {
     struct statx status = {};
     if (item.status(&status) != 0)
-        return QStringLiteral("\u201c%1\u201d").arg(item.shownPath());
-    return QStringLiteral("\u201c%1\u201d (device %2:%3, inode %4)")
-        .arg(item.shownPath())
+        return MGAuditLog::quoted(item.path());
+    return QStringLiteral("%1 (device %2:%3, inode %4)")
+        .arg(MGAuditLog::quoted(item.path()))
         .arg(status.stx_dev_major)
         .arg(status.stx_dev_minor)
         .arg(status.stx_ino);
@@ -167,12 +168,16 @@ QCborMap MGAclServiceDispatcher::handle(const QCborMap &request, const Caller &c
             const MGResult<MGPosixItemState> before = caller.record ? MGPosixAclStore::readState(*item)
                                                                      : MGResult<MGPosixItemState>(MGPosixItemState());
             error = MGPosixAclStore::write(*item, *list, expected);
-            if (!error && caller.record) {
+            // A write that failed part way may have changed something: what is there is said.
+            if (caller.record) {
                 const MGResult<MGPosixItemState> after = MGPosixAclStore::readState(*item);
                 const QByteArray was = before ? MGAclTextFormat::oneLine(*before) : QByteArray("(unread)");
                 const QByteArray now = after ? MGAclTextFormat::oneLine(*after) : QByteArray("(unread)");
                 if (was != now)
-                    caller.record(QStringLiteral("set %1: %2 -> %3").arg(itemText(*item), QString::fromUtf8(was), QString::fromUtf8(now)));
+                    caller.record(QStringLiteral("set %1: %2 -> %3%4")
+                                      .arg(itemText(*item), QString::fromUtf8(was), QString::fromUtf8(now),
+                                           error ? QStringLiteral(" (then failed: %1)").arg(error->localizedDescription())
+                                                 : QString()));
             }
         } else {
             const MGPropagationRegistry::Registration running(caller.registry, caller.name, id.toInteger());

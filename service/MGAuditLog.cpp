@@ -22,6 +22,19 @@ MGAuditLog::~MGAuditLog()
         close(m_socket);
 }
 
+QString MGAuditLog::quoted(const QByteArray &bytes)
+{
+    QString out = QStringLiteral("\"");
+    for (const char c : bytes) {
+        const auto byte = static_cast<unsigned char>(c);
+        if (byte < 0x20 || byte >= 0x7f || c == '"' || c == '\\')
+            out += QLatin1Char('\\') + QString::number(byte, 8).rightJustified(3, QLatin1Char('0'));
+        else
+            out += QLatin1Char(c);
+    }
+    return out + QLatin1Char('"');
+}
+
 void MGAuditLog::record(const QString &text)
 {
     // The syslog form the journal and syslog daemons read: priority, time, name[pid], text.

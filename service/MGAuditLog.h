@@ -26,6 +26,10 @@ public:
     void record(const QString &text);
 
     static constexpr const char *Name = "marrowgate-aclservice";
+    // A path or name as records write it, in double quotes: every byte that is not printable
+    // ASCII, and the quote and backslash themselves, as \ooo. A caller chooses the paths it
+    // asks about; it must not be able to write a line that reads as another record.
+    static QString quoted(const QByteArray &bytes);
 
 private:
     int m_socket = -1;

@@ -154,6 +154,19 @@ private slots:
         QCOMPARE(facl(secret), secretBefore);
     }
 
+    // Restored from a folder whose name is not UTF-8, paths are below that folder, not below
+    // another whose name reads the same once decoded.
+    void restoreRunsInAFolderOfAnyName()
+    {
+        const QString root = tmp.path("bytes");
+        QVERIFY(shOk(QStringLiteral("mkdir -p %1 && cd %1 && mkdir $'\\xff' $'\\xef\\xbf\\xbd' && touch $'\\xff/x' $'\\xef\\xbf\\xbd/x' && "
+                                    "printf '# file: x\\nuser::rw-\\nuser:nobody:rwx\\ngroup::r--\\nmask::rwx\\nother::r--\\n\\n' > backup.acl && "
+                                    "cd $'\\xff' && %2 restore ../backup.acl")
+                         .arg(quoted(root), MARROWGATE_ACL_PATH)));
+        QVERIFY(sh("cd " + quoted(root) + " && getfacl -c $'\\xff/x'").contains("user:nobody:rwx"));
+        QVERIFY(!sh("cd " + quoted(root) + " && getfacl -c $'\\xef\\xbf\\xbd/x'").contains("nobody"));
+    }
+
     void aGetfaclBackupRestores()
     {
         const QString root = makeTree("restored");

@@ -234,6 +234,8 @@ private slots:
             {{"audit", "nobody", file, "--read", "--any"}, "Give at most one of --write, --read, --any."},
             {{"propagate", file}, QStringLiteral("propagate needs a folder: \u201c%1\u201d is not one.").arg(file)},
             {{"restore"}, "restore needs FILE|-."},
+            {{"list", "-x", file}, "list has no option \u201c-x\u201d."},
+            {{"--json"}, "Unknown option \u201c--json\u201d."},
         };
         for (const auto &[arguments, first] : cases) {
             const Run run = acl(arguments);

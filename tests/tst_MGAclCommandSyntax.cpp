@@ -35,9 +35,10 @@ private slots:
         const auto audit = MGAclCommandSyntax::fromUsage("audit WHO [--write|--read]");
         QVERIFY(audit.match({"x", "--read", "--read"}, &error));
         QVERIFY(!audit.match({"x", "--read", "--write"}, &error));
-        // A single dash is no option: one argument too many.
+        // A word with one dash is an option too, and this one is unknown; "-" alone is an argument.
         QVERIFY(!audit.match({"x", "-read"}, &error));
-        QCOMPARE(error, QStringLiteral("audit takes WHO: \u201c-read\u201d is one too many."));
+        QCOMPARE(error, QStringLiteral("audit has no option \u201c-read\u201d."));
+        QCOMPARE(MGAclCommandSyntax::fromUsage("restore FILE|-").match({"-"}, &error)->arguments, QByteArrayList{"-"});
     }
 };
 

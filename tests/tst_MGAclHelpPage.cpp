@@ -3,6 +3,7 @@
 #include "NTLocalizedString.h"
 #include "ShellHelpers.h"
 
+#include <QDir>
 #include <QFile>
 #include <QProcess>
 
@@ -27,9 +28,12 @@ class tst_MGAclHelpPage : public QObject
         for (const QString &word : words)
             quotedWords << quoted(word);
         QProcess bash;
-        bash.start("bash", {"--norc", "-c", QStringLiteral("source %1; COMP_WORDS=(%2); COMP_CWORD=%3; _marrowgate_acl; "
+        // As bash calls it: the line up to the cursor, and the words split at its word breaks.
+        const QString line = words.join(' ');
+        bash.start("bash", {"--norc", "-c", QStringLiteral("source %1; COMP_WORDBREAKS=$' \\t\\n\\\"\\'><=;|&(:'; COMP_LINE=%2; COMP_POINT=${#COMP_LINE}; "
+                                                           "COMP_WORDS=(%3); COMP_CWORD=%4; _marrowgate_acl; "
                                                            "printf '%s\\n' \"${COMPREPLY[@]}\"")
-                                                .arg(quoted(built("marrowgate-acl.bash")), quotedWords.join(' '))
+                                                .arg(quoted(built("marrowgate-acl.bash")), quoted(line), quotedWords.join(' '))
                                                 .arg(words.size() - 1)});
         bash.waitForFinished();
         return QString::fromUtf8(bash.readAllStandardOutput()).split('\n', Qt::SkipEmptyParts);
@@ -110,14 +114,21 @@ private slots:
         QCOMPARE(completions({"marrowgate-acl", "list", "/tmp", "--"}), QStringList{"--json"});
         // Users and groups where the command takes one, as a name, with its kind, or in an entry.
         QVERIFY(completions({"marrowgate-acl", "access", "nob"}).contains("nobody"));
-        QVERIFY(completions({"marrowgate-acl", "access", "group:nog"}).contains("group:nogroup"));
+        // Bash breaks words at ":" and puts back only what follows it.
+        QVERIFY(completions({"marrowgate-acl", "access", "group:nog"}).contains("nogroup"));
         QVERIFY(completions({"marrowgate-acl", "audit", "--read", "daem"}).contains("daemon"));
-        QCOMPARE(completions({"marrowgate-acl", "set", "/tmp", "d:u:nob"}), QStringList{"d:u:nobody"});
+        QCOMPARE(completions({"marrowgate-acl", "set", "/tmp", "d:u:nob"}), QStringList{"nobody"});
+        QCOMPARE(completions({"marrowgate-acl", "set", "/tmp", "u:nobody:rwx", "g:nog"}), QStringList{"nogroup"});
         QCOMPARE(completions({"marrowgate-acl", "screenshot", "/tmp", "x.png", "--who", "nob"}), QStringList{"nobody"});
         // Files and folders where it takes a path.
         QVERIFY(completions({"marrowgate-acl", "list", "/et"}).contains("/etc"));
         QVERIFY(completions({"marrowgate-acl", "propagate", "/etc/pas"}).isEmpty());
         QVERIFY(completions({"marrowgate-acl", "access", "nobody", "/etc/pas"}).contains("/etc/passwd"));
+        // A name with a space is one completion.
+        const QString spaced = QDir::tempPath() + "/marrowgate completion test";
+        QVERIFY(QDir().mkpath(spaced));
+        QCOMPARE(completions({"marrowgate-acl", "list", QDir::tempPath() + "/marrowgate"}).filter("completion").value(0), spaced);
+        QDir(spaced).removeRecursively();
     }
 };
 

@@ -304,15 +304,15 @@ private slots:
         const QString who = QStringLiteral("marrowgate-aclservice[%1]: caller uid 0 pid %2, action ")
                                 .arg(bus.service().processId())
                                 .arg(QCoreApplication::applicationPid());
-        QVERIFY2(records[0].startsWith("<85>") && records[0].contains(who + "com.quillwork.marrowgate.setfileacl: set \u201c" + rootFile
-                                                                      + "\u201d (device ")
+        QVERIFY2(records[0].startsWith("<85>") && records[0].contains(who + "com.quillwork.marrowgate.setfileacl: set \"" + rootFile
+                                                                      + "\" (device ")
                      && records[0].contains(", inode " + inode + "): owner 0 group 0 mode 0644 acl user::rw-,group::r--,other::r-- -> "
                                             "owner 0 group 0 mode 0640 acl user::rw-,group::r--,other::---"),
                  qPrintable(records[0]));
         auto propagate = run(Op::PropagateEntries);
         QVERIFY(waitFor(propagate) && propagate->hasValue);
         QVERIFY(QTest::qWaitFor([&] { return !(records = log.take()).isEmpty(); }, 5000));
-        QVERIFY2(records.value(0).contains(who + "com.quillwork.marrowgate.propagatefileacl: propagate \u201c" + privateFolder)
+        QVERIFY2(records.value(0).contains(who + "com.quillwork.marrowgate.propagatefileacl: propagate \"" + privateFolder + "\"")
                      && records.value(0).contains(" changed, ") && records.value(0).endsWith(" failed, finished"),
                  qPrintable(records.value(0)));
         // A caller that skips its own check reaches the service, which refuses it.
@@ -322,8 +322,17 @@ private slots:
                                        .toCbor();
         QVERIFY(QDBusConnection::systemBus().call(serviceCall(request), QDBus::Block, 30000).arguments().value(0).toByteArray().contains("not authorised"));
         QVERIFY(QTest::qWaitFor([&] { return !(records = log.take()).isEmpty(); }, 5000));
-        QVERIFY2(records.value(0).contains(who + "com.quillwork.marrowgate.setfileacl: refused setAclEntries:url:reply: for \u201c"
-                                           + rootFile + "\u201d"),
+        QVERIFY2(records.value(0).contains(who + "com.quillwork.marrowgate.setfileacl: refused setAclEntries:url:reply: for \""
+                                           + rootFile + "\""),
+                 qPrintable(records.value(0)));
+        // A path chosen to read as another record is written so that it cannot: its quote,
+        // its line break and what is not ASCII are escaped.
+        const QByteArray forged = "/tmp/x\" : caller uid 0 pid 1, action all: set \"/etc/shadow\"\n\xe2\x80\xae";
+        QVERIFY(QDBusConnection::systemBus().call(serviceCall(MGAclProtocol::request(2, Op::SetEntries, "C", {{"path", forged}, {"entries", ProtocolHelpers::closingList(false)}})
+                                                                  .toCborValue()
+                                                                  .toCbor()), QDBus::Block, 30000).type() == QDBusMessage::ReplyMessage);
+        QVERIFY(QTest::qWaitFor([&] { return !(records = log.take()).isEmpty(); }, 5000));
+        QVERIFY2(records.value(0).endsWith("for \"/tmp/x\\042 : caller uid 0 pid 1, action all: set \\042/etc/shadow\\042\\012\\342\\200\\256\""),
                  qPrintable(records.value(0)));
     }
 

@@ -131,6 +131,21 @@ private slots:
         QVERIFY(sh("stat -c %a " + quoted(folder + "/inside")).trimmed() != "644");
     }
 
+    // A field given twice could be read as one value by one reader and as the other by the
+    // next: such a request is refused.
+    void fieldsGivenTwiceAreRefused()
+    {
+        const QByteArray once = request(GetEntries, {{"path", QByteArray("/")}}).toCborValue().toCbor();
+        // The same map with "method" twice: one more pair, the count raised by one.
+        QByteArray twice = once;
+        const QByteArray method = QCborValue(QStringLiteral("method")).toCbor() + QCborValue(GetAccess).toCbor();
+        twice[0] = char(twice[0] + 1);
+        twice += method;
+        const QCborMap map = QCborValue::fromCbor(twice).toMap();
+        QCOMPARE(map.size(), 5);
+        QVERIFY2(errorOf(MGAclServiceDispatcher::handle(map)).contains("twice"), qPrintable(errorOf(MGAclServiceDispatcher::handle(map))));
+    }
+
     void theProcessSurvivesGarbage()
     {
         QProcess service;

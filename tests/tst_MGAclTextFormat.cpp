@@ -23,6 +23,14 @@ class tst_MGAclTextFormat : public QObject
     }
 
 private slots:
+    // Names are one word of a line, as getfacl writes them; paths keep their spaces.
+    void namesAndPathsAreEscapedAsGetfaclDoes()
+    {
+        QCOMPARE(MGAclTextFormat::escapeName("sp ace\tt\\x\n"), QByteArray("sp\\040ace\\011t\\134x\\012"));
+        QCOMPARE(MGAclTextFormat::escapePath("a b\\c\n"), QByteArray("a b\\\\c\\012"));
+        QCOMPARE(MGAclTextFormat::unescapePath(MGAclTextFormat::escapeName("sp ace\tt\\x\n")), QByteArray("sp ace\tt\\x\n"));
+    }
+
     // Items with odd names, named and numeric identities, default ACLs and special bits:
     // each block is what getfacl writes, byte for byte (without its effective comments).
     void blocksAreWhatGetfaclWrites_data()

@@ -230,6 +230,31 @@ private slots:
     // The command line as each user: the allowed one's change lands, the refused one's is
     // refused by polkit and nothing of it reaches the disk. The service was started by the
     // bus for the first request, from its installed place.
+
+    // What Debian checks every package with: lintian finds no error (and no warning but the
+    // ones docs/packaging.md explains), the desktop entry and the AppStream data are valid,
+    // and the file managers' extensions are Python that compiles.
+    void thePackagePassesDebiansChecks()
+    {
+        for (const char *tool : {"lintian", "appstreamcli", "desktop-file-validate", "python3"}) {
+            if (QStandardPaths::findExecutable(tool).isEmpty())
+                QSKIP(qPrintable(QStringLiteral("%1 is not installed here").arg(tool)));
+        }
+        const QString report = sh("lintian --tag-display-limit 0 " + quoted(packageFile) + " 2>/dev/null");
+        const QStringList explained{"maintscript-calls-ldconfig", "no-manual-page"};
+        for (const QString &line : report.split('\n', Qt::SkipEmptyParts)) {
+            QVERIFY2(!line.startsWith("E: "), qPrintable(report));
+            if (line.startsWith("W: "))
+                QVERIFY2(explained.contains(line.section(' ', 2, 2)), qPrintable(line));
+        }
+        const QString unpacked = work.path("unpacked");
+        QVERIFY(shOk("dpkg-deb -x " + quoted(packageFile) + " " + quoted(unpacked)));
+        const QString share = unpacked + "/usr/share";
+        QVERIFY(shOk("desktop-file-validate " + quoted(share + "/applications/marrowgate-acl.desktop")));
+        QVERIFY(shOk("appstreamcli validate --no-net " + quoted(share + "/metainfo/com.quillwork.marrowgate.metainfo.xml")));
+        for (const char *extension : {"nautilus-python", "caja-python"})
+            QVERIFY(shOk(QStringLiteral("python3 -m py_compile %1/%2/extensions/marrowgate-acl-menu.py").arg(quoted(share), extension)));
+    }
     void theCommandLineChangesOnlyWhatTheRulesAllow()
     {
         // A read the rules allow, tried until polkitd has read the rules file.
@@ -272,7 +297,7 @@ private slots:
         QVERIFY(shOk(QStringLiteral("touch %1 && chmod 644 %1").arg(quoted(target))));
 
         const Run allowed = runAs(Allowed, copy, {"--add-and-save", target, "nobody"}, installedLibraries);
-        QVERIFY2(allowed.out.startsWith("plug-in library: /usr/lib/libmarrowgate-plugin.so"), qPrintable(allowed.out));
+        QVERIFY2(allowed.out.startsWith("plug-in library: /usr/lib/marrowgate/libmarrowgate-plugin.so"), qPrintable(allowed.out));
         QVERIFY2(allowed.out.contains("service: " + InstalledService), qPrintable(allowed.out));
         QVERIFY2(allowed.status == 0 && allowed.out.contains("saved\n"), qPrintable(allowed.out + allowed.err));
         QVERIFY2(facl(target).contains("user:65534:r"), qPrintable(facl(target)));
