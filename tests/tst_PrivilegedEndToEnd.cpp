@@ -292,7 +292,7 @@ private slots:
         const QString copy = stage + "/window-test";
         QVERIFY(QFile::copy(QCoreApplication::applicationFilePath(), copy));
         QVERIFY(QFile::setPermissions(stage, QFileDevice::Permissions(0x7755)));
-        const QMap<QString, QString> installedLibraries{{"LD_LIBRARY_PATH", "/usr/lib"}};
+        const QMap<QString, QString> installedLibraries{{"LD_LIBRARY_PATH", "/usr/lib/marrowgate"}};
         const QString target = work.path("saved-in-window");
         QVERIFY(shOk(QStringLiteral("touch %1 && chmod 644 %1").arg(quoted(target))));
 
