@@ -23,6 +23,7 @@ struct Row
     bool posix = false;
     QString kind; // user, group, owner, owning-group, other, mask
     QString name; // the account's name, or its id where it has none; empty for the rest
+    bool hasAccount = false;
     std::optional<quint32> id;
     QString applies;
     bool allow = true;
@@ -84,7 +85,8 @@ Row rowOf(const Masks &masks, qsizetype index, const MGAclEntry &entry, bool pos
     const CBIdentity &identity = entry.identity();
     if (identity.isUserOrGroup()) {
         row.id = identity.posixID();
-        row.name = identity.posixName().isEmpty() ? QString::number(identity.posixID()) : identity.posixName();
+        row.hasAccount = !identity.posixName().isEmpty();
+        row.name = row.hasAccount ? identity.posixName() : QString::number(identity.posixID());
     }
     const std::optional<int> bits = MGAclPermissionSet::toPosixBits(entry.permissions(), entry.isDirectory());
     row.permissions = bits ? rwx(*bits) : MGAclPermissionSet::shortText(entry.permissions(), entry.isDirectory());
@@ -189,8 +191,10 @@ QByteArray json(const MGAclList &list, const QByteArray &path)
                           {QStringLiteral("permissionGroup"), row.group}};
         if (!row.effectiveForNewItems.isEmpty())
             entry.insert(QStringLiteral("effectiveForNewItems"), row.effectiveForNewItems);
+        // An id without an account has no name: "1234" could be an account's.
         if (row.id) {
-            entry.insert(QStringLiteral("name"), row.name);
+            if (row.hasAccount)
+                entry.insert(QStringLiteral("name"), row.name);
             entry.insert(QStringLiteral("id"), qint64(*row.id));
         }
         entries.append(entry);

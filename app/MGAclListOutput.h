@@ -24,7 +24,8 @@
 // {"row", "section" ("acl" or "posix"), "kind" (user, group, owner, owning-group, other,
 // mask), "name", "id", "appliesTo", "allow", "permissions", "effective" (where the entry
 // applies to the folder, there; otherwise for new items), "effectiveForNewItems" (entries
-// that apply to both), "maskLimits", "inherited", "permissionGroup"}]}; "name" and "id" only where the entry names an account.
+// that apply to both), "maskLimits", "inherited", "permissionGroup"}]}; "id" only where the entry names a user or group, "name"
+// only where that id has an account.
 namespace MGAclListOutput {
 QString text(const MGAclList &list);
 QByteArray json(const MGAclList &list, const QByteArray &path);

@@ -61,6 +61,7 @@ private slots:
         if (!shOk("useradd --badname -M -u 7000 5000"))
             QSKIP("cannot add an account named 5000 here");
         const Run list = acl({"list", file});
+        const Run json = acl({"list", "--json", file});
         const Run named = acl({"access", "5000", file});
         const Run byId = acl({"access", "uid:5000", file});
         const Run byAccount = acl({"access", "user:5000", file});
@@ -68,6 +69,12 @@ private slots:
         for (const char *line : {"\tuser:daemon\t1\tfile\tallow\trw-\t", "\tgroup:daemon\t1\tfile\tallow\tr--\t",
                                  "\tuser:5000\t5000\tfile\tallow\tr--\t", "\tuser:5000\t7000\tfile\tallow\trw-\t"})
             QVERIFY2(list.out.contains(line), qPrintable(list.out));
+        // In JSON an id without an account has no name, so "5000" is the account's alone.
+        QHash<qint64, QJsonValue> names;
+        for (const QJsonValue entry : QJsonDocument::fromJson(json.out.toUtf8()).object()["entries"].toArray())
+            names.insert(entry["id"].toInteger(-1), entry["name"]);
+        QVERIFY(names.value(5000).isUndefined());
+        QCOMPARE(names.value(7000).toString(), QStringLiteral("5000"));
         QVERIFY(named.out.contains("write\twrite-data\tyes\t"));
         QVERIFY(byAccount.out.contains("write\twrite-data\tyes\t"));
         QVERIFY2(byId.out.contains("write\twrite-data\tno\t") && byId.out.contains("read\tread-data\tyes\t"), qPrintable(byId.out));
@@ -184,7 +191,8 @@ private slots:
                 const QJsonObject entry = value.toObject();
                 const QString kind = entry["kind"].toString();
                 const QString tag = kind == "owner" ? "user:" : kind == "owning-group" ? "group:"
-                    : kind == "user" || kind == "group" ? kind + ":" + entry["name"].toString() : kind + ":";
+                    : kind == "user" || kind == "group" ? kind + ":" + entry["name"].toString(QString::number(entry["id"].toInt()))
+                                                        : kind + ":";
                 const QString applies = entry["appliesTo"].toString();
                 QStringList prefixes;
                 if (applies != "new-items")
