@@ -1,7 +1,9 @@
 #include "MGWorkQueue.h"
 
 #include <QCoreApplication>
+#include <QMutex>
 #include <QThread>
+#include <deque>
 
 MGWorkQueue::MGWorkQueue(const QString &label) : m_label(label), m_thread(new QThread), m_context(new QObject)
 {
@@ -37,7 +39,59 @@ bool MGWorkQueue::isCurrent() const
     return QThread::currentThread() == m_thread;
 }
 
+namespace {
+// Tasks wait here, not inside Qt's posted events. A task may hold the last reference to an
+// object with widgets; Qt deletes the posted events still waiting when the application ends
+// while it holds the lock that deleting a widget takes, and the program would hang there.
+// What is left is dropped earlier, from a post routine, with no lock held.
+struct MainTasks
+{
+    QMutex lock;
+    std::deque<std::function<void()>> tasks;
+    bool dropsWhenEnding = false;
+};
+
+MainTasks &mainTasks()
+{
+    static MainTasks tasks;
+    return tasks;
+}
+
+void runNextMainTask()
+{
+    std::function<void()> task;
+    {
+        QMutexLocker locker(&mainTasks().lock);
+        if (mainTasks().tasks.empty())
+            return;
+        task = std::move(mainTasks().tasks.front());
+        mainTasks().tasks.pop_front();
+    }
+    task();
+}
+
+void dropMainTasks()
+{
+    std::deque<std::function<void()>> left;
+    {
+        QMutexLocker locker(&mainTasks().lock);
+        left.swap(mainTasks().tasks);
+        mainTasks().dropsWhenEnding = false;
+    }
+    left.clear();
+}
+}
+
 void MGMainQueue::async(std::function<void()> task)
 {
-    QMetaObject::invokeMethod(QCoreApplication::instance(), std::move(task), Qt::QueuedConnection);
+    {
+        QMutexLocker locker(&mainTasks().lock);
+        mainTasks().tasks.push_back(std::move(task));
+        if (!mainTasks().dropsWhenEnding) {
+            qAddPostRoutine(dropMainTasks);
+            mainTasks().dropsWhenEnding = true;
+        }
+    }
+    // One posted call per task, in the order the tasks were queued.
+    QMetaObject::invokeMethod(QCoreApplication::instance(), &runNextMainTask, Qt::QueuedConnection);
 }
