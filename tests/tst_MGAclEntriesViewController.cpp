@@ -493,6 +493,35 @@ private slots:
         plugin->window()->closeWithoutAsking();
     }
 
+    // Rows that arrive after the window is shown are fitted too: every column that fits its
+    // content shows each row's whole text ("Allow", not "A…").
+    void columnsFitTheRowsThatArriveLater()
+    {
+        MGAclPlugin::Pointer plugin = openWindow(tmp.path());
+        MGAclEntriesViewController *view = entriesView(plugin);
+        QTableView *table = view->tableView();
+        // As on a display that lays the window out later: the rows come while the table is
+        // not laid out.
+        table->hide();
+        installSampleEntries(plugin);
+        QCoreApplication::processEvents();
+        table->show();
+        QHeaderView *header = table->horizontalHeader();
+        QAbstractItemModel *model = table->model();
+        auto widest = [&](int column) {
+            int width = 0;
+            for (int row = 0; row < model->rowCount(); ++row) {
+                if (!model->index(row, column).data(MGAclEntriesTableModel::TitleRole).isValid())
+                    width = qMax(width, table->sizeHintForIndex(model->index(row, column)).width());
+            }
+            return width;
+        };
+        for (const int column : {int(MGAclEntriesTableModel::TagColumn), int(MGAclEntriesTableModel::IdentityColumn)})
+            QTRY_VERIFY2(header->sectionSize(column) >= widest(column),
+                         qPrintable(QStringLiteral("column %1: %2 < %3").arg(column).arg(header->sectionSize(column)).arg(widest(column))));
+        plugin->window()->closeWithoutAsking();
+    }
+
     void nobodyIsOfferedTwice()
     {
         MGAclPlugin::Pointer plugin = openWindow(tmp.path());

@@ -131,6 +131,17 @@ void MGAclEntriesViewController::viewDidLoad()
     header->setResizeContentsPrecision(200);
     header->setSectionResizeMode(MGAclEntriesTableModel::PermissionGroupColumn, QHeaderView::Stretch);
     header->setStretchLastSection(false);
+    // Rows that arrive before the table is laid out on a display are measured with none of
+    // them in view, which leaves "A…" for "Allow": the columns are fitted again once the rows
+    // are laid out (the header's own slot applies each column's mode; it is not public API).
+    m_columnFit = new QTimer(m_tableView);
+    m_columnFit->setSingleShot(true);
+    m_columnFit->setInterval(0);
+    connect(m_columnFit, &QTimer::timeout, header, [header] { QMetaObject::invokeMethod(header, "resizeSections"); });
+    for (const auto signal : {&QAbstractItemModel::rowsInserted, &QAbstractItemModel::rowsRemoved})
+        connect(m_model, signal, m_columnFit, qOverload<>(&QTimer::start));
+    connect(m_model, &QAbstractItemModel::modelReset, m_columnFit, qOverload<>(&QTimer::start));
+    connect(m_model, &QAbstractItemModel::layoutChanged, m_columnFit, qOverload<>(&QTimer::start));
     m_tableView->verticalHeader()->setSectionResizeMode(QHeaderView::Fixed);
     m_tableView->verticalHeader()->setDefaultSectionSize(m_tableView->verticalHeader()->defaultSectionSize() + 6);
     connect(m_tableView->selectionModel(), &QItemSelectionModel::selectionChanged, this,
@@ -201,6 +212,9 @@ void MGAclEntriesViewController::viewDidAppear()
 
 bool MGAclEntriesViewController::eventFilter(QObject *watched, QEvent *event)
 {
+    if (watched == m_tableView
+        && (event->type() == QEvent::Show || event->type() == QEvent::FontChange || event->type() == QEvent::StyleChange))
+        m_columnFit->start();
     if (watched == m_tableView && event->type() == QEvent::KeyPress) {
         auto *key = static_cast<QKeyEvent *>(event);
         if ((key->key() == Qt::Key_Return || key->key() == Qt::Key_Enter) && key->modifiers() == Qt::NoModifier

@@ -8,6 +8,7 @@
 
 #include <QLabel>
 #include <QPointer>
+#include <QTimer>
 #include <QTableView>
 #include <QToolButton>
 
@@ -95,6 +96,8 @@ private:
     MGAclEntriesTableModel *m_model = nullptr;
     MGAclEntryDelegate *m_delegate = nullptr;
     QPointer<MGAclEntriesTableView> m_tableView;
+    // Fits the columns to their content again, once, after the rows or the display changed.
+    QTimer *m_columnFit = nullptr;
     QPointer<MGAclNoticeBar> m_noticeBar;
     QPointer<QToolButton> m_addButton;
     QPointer<QToolButton> m_removeButton;
