@@ -102,13 +102,6 @@ std::optional<bool> limitingMaskScope(const MGAclEntry &entry)
     return memberTag(entry, forNewItems) ? std::optional<bool>(forNewItems) : std::nullopt;
 }
 
-std::optional<int> limitingMask(const MGAclList &list, const MGAclEntry &entry)
-{
-    const auto scope = limitingMaskScope(entry);
-    const MGAclEntry *mask = scope ? maskEntry(list, *scope) : nullptr;
-    return mask ? std::optional<int>(rwx(*mask)) : std::nullopt;
-}
-
 bool answersToMask(const MGAclEntry &entry, bool forNewItems)
 {
     return memberTag(entry, forNewItems) != 0;

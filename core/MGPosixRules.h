@@ -32,8 +32,6 @@ MGAclEntry *maskEntry(const MGAclList &list, bool inheritable);
 // Which mask limits an entry: the item's (false) or the one passed on (true); nothing for
 // the owner, other, the mask itself and entries a mask does not limit.
 std::optional<bool> limitingMaskScope(const MGAclEntry &entry);
-// The r/w/x bits of the mask that limits an entry of the list; nothing when none does.
-std::optional<int> limitingMask(const MGAclList &list, const MGAclEntry &entry);
 // Whether a mask limits the entry in one of the two places a folder's entry may apply: the
 // folder itself (the item's mask), or the new items it passes the entry on to (the mask it
 // passes on). An entry for both answers to both masks, which may differ.
