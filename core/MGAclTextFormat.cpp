@@ -161,31 +161,27 @@ QByteArray unescapePath(const QByteArray &text)
 
 QByteArray escapePath(const QByteArray &path)
 {
-    QByteArray out;
-    out.reserve(path.size());
-    for (char c : path) {
-        const auto byte = static_cast<unsigned char>(c);
-        if (c == '\\') {
-            out += "\\\\";
-        } else if (c == '\n' || c == '\r') {
-            out += '\\';
-            out += char('0' + ((byte >> 6) & 7));
-            out += char('0' + ((byte >> 3) & 7));
-            out += char('0' + (byte & 7));
-        } else {
-            out += c;
-        }
-    }
-    return out;
+    // getfacl doubles a backslash in a path (in a name it writes \134) and writes only line
+    // breaks as octal.
+    QByteArray doubled = path;
+    doubled.replace('\\', "\\\\");
+    return octalEscaped(doubled, [](unsigned char byte) { return byte == '\n' || byte == '\r'; });
 }
 
 QByteArray escapeName(const QByteArray &name)
 {
+    return octalEscaped(name, [](unsigned char byte) {
+        return byte == ' ' || byte == '\t' || byte == '\n' || byte == '\r' || byte == '\\';
+    });
+}
+
+QByteArray octalEscaped(const QByteArray &bytes, bool (*escapes)(unsigned char byte))
+{
     QByteArray out;
-    out.reserve(name.size());
-    for (const char c : name) {
+    out.reserve(bytes.size());
+    for (const char c : bytes) {
         const auto byte = static_cast<unsigned char>(c);
-        if (c == ' ' || c == '\t' || c == '\n' || c == '\r' || c == '\\') {
+        if (escapes(byte)) {
             out += '\\';
             out += char('0' + ((byte >> 6) & 7));
             out += char('0' + ((byte >> 3) & 7));

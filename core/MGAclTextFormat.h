@@ -51,6 +51,8 @@ QByteArray oneLine(const MGPosixItemState &state);
 // A user's or group's name as entries write it: white space and backslashes as \ooo, so
 // that a name is one word of a line.
 QByteArray escapeName(const QByteArray &name);
+// `bytes` with every byte `escapes` answers true for written as \ooo, as getfacl writes them.
+QByteArray octalEscaped(const QByteArray &bytes, bool (*escapes)(unsigned char byte));
 // The bytes an escaped path or name stands for.
 QByteArray unescapePath(const QByteArray &text);
 

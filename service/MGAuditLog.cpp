@@ -1,5 +1,7 @@
 #include "MGAuditLog.h"
 
+#include "MGAclTextFormat.h"
+
 #include <QDateTime>
 #include <QLocale>
 #include <cerrno>
@@ -24,28 +26,17 @@ MGAuditLog::~MGAuditLog()
 
 QString MGAuditLog::quoted(const QByteArray &bytes)
 {
-    QString out = QStringLiteral("\"");
-    for (const char c : bytes) {
-        const auto byte = static_cast<unsigned char>(c);
-        if (byte < 0x20 || byte >= 0x7f || c == '"' || c == '\\')
-            out += QLatin1Char('\\') + QString::number(byte, 8).rightJustified(3, QLatin1Char('0'));
-        else
-            out += QLatin1Char(c);
-    }
-    return out + QLatin1Char('"');
+    const QByteArray escaped = MGAclTextFormat::octalEscaped(
+        bytes, [](unsigned char byte) { return byte < 0x20 || byte >= 0x7f || byte == '"' || byte == '\\'; });
+    return QLatin1Char('"') + QString::fromLatin1(escaped) + QLatin1Char('"');
 }
 
 void MGAuditLog::record(const QString &text)
 {
     // The syslog form the journal and syslog daemons read: priority, time, name[pid], text.
     // Control characters in paths would break the line; they are written as \ooo.
-    QByteArray line;
-    for (const char c : text.toUtf8()) {
-        if (static_cast<unsigned char>(c) < 0x20 || c == 0x7f)
-            line += '\\' + QByteArray::number(static_cast<unsigned char>(c), 8).rightJustified(3, '0');
-        else
-            line += c;
-    }
+    const QByteArray line =
+        MGAclTextFormat::octalEscaped(text.toUtf8(), [](unsigned char byte) { return byte < 0x20 || byte == 0x7f; });
     const QByteArray stamp = QLocale::c().toString(QDateTime::currentDateTime(), QStringLiteral("MMM d HH:mm:ss")).toLatin1();
     const QByteArray message = '<' + QByteArray::number(LOG_AUTHPRIV | LOG_NOTICE) + '>' + stamp + ' ' + Name + '['
         + QByteArray::number(getpid()) + "]: " + line;
