@@ -13,14 +13,11 @@ namespace MGAclAuditCommand {
 
 int run(const QByteArray &who, const QByteArray &path, const QString &level, bool summary, bool json)
 {
-    const auto identity = identityFor(who);
-    if (!identity)
+    const std::optional<Subject> given = subjectFor(who, path);
+    if (!given)
         return Failure;
-    const std::optional<QUrl> item = itemFor(path);
-    if (!item)
-        return Failure;
-    const QUrl url = *item;
-    const QUuid uuid = identity->uniqueIdentifier();
+    const QUrl url = given->item;
+    const QUuid uuid = given->who.uniqueIdentifier();
     return runOnQueue([=](std::shared_ptr<MGAclServiceClient> client, Finish finish) {
         client->auditWithUrl(url, uuid, level, summary, [finish, json](MGAclServiceClient::Outcome<QByteArray> outcome) {
             if (outcome.result)

@@ -63,6 +63,17 @@ std::optional<CBIdentity> identityFor(const QByteArray &text)
     return identity;
 }
 
+std::optional<Subject> subjectFor(const QByteArray &who, const QByteArray &path)
+{
+    const std::optional<CBIdentity> identity = identityFor(who);
+    if (!identity)
+        return std::nullopt;
+    const std::optional<QUrl> item = itemFor(path);
+    if (!item)
+        return std::nullopt;
+    return Subject{*identity, *item};
+}
+
 void printError(const MGError &error)
 {
     std::fprintf(stderr, "%s\n", qPrintable(error.fullDescription()));

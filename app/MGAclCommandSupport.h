@@ -33,6 +33,14 @@ inline QString localized(const char *english) { return localized(QString::fromUt
 void writeOut(const QByteArray &bytes);
 // The user or group a command names (see the usage); nothing, with a message, when none.
 std::optional<CBIdentity> identityFor(const QByteArray &text);
+// Who a command is about and the item it looks at; nothing (having said why) when either
+// cannot be found.
+struct Subject
+{
+    CBIdentity who;
+    QUrl item;
+};
+std::optional<Subject> subjectFor(const QByteArray &who, const QByteArray &path);
 // The status an operation's outcome ends a command with (and its error printed).
 template <typename Result>
 int statusOf(const typename MGAclServiceClient::Outcome<Result> &outcome)

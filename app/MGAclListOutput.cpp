@@ -176,9 +176,9 @@ QByteArray json(const MGAclList &list, const QByteArray &path)
     const QList<Row> rows = rowsOf(list);
     QJsonObject item;
     MGAclJson::putBytes(item, QStringLiteral("path"), path);
+    item.insert(QStringLiteral("folder"), !rows.isEmpty() && rows.first().applies != QLatin1String("file"));
     QJsonArray entries;
     for (const Row &row : rows) {
-        item.insert(QStringLiteral("folder"), row.applies != QLatin1String("file"));
         QJsonObject entry{{QStringLiteral("row"), row.row},
                           {QStringLiteral("section"), row.posix ? QStringLiteral("posix") : QStringLiteral("acl")},
                           {QStringLiteral("kind"), row.kind},

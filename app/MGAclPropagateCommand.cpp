@@ -8,7 +8,6 @@
 #include <QElapsedTimer>
 #include <QFile>
 #include <QFileInfo>
-#include <QJsonArray>
 #include <QSocketNotifier>
 #include <csignal>
 #include <cstdio>
@@ -34,21 +33,14 @@ QString localizedAcl(const char *key)
     return NTLocalizedString::localize(QString::fromUtf8(key), QStringLiteral("ACL"));
 }
 
-// The summary for scripts: the counts under names that are the same in every language.
+// The summary for scripts: the counts under the names the service reports them by, which
+// are the same in every language, and how many were skipped in all.
 QByteArray summaryJson(const MGPropagationProgress &summary, const QByteArray &folder)
 {
-    QJsonObject object{{QStringLiteral("dryRun"), summary.dryRun},
-                       {QStringLiteral("stopped"), summary.stopped},
-                       {QStringLiteral("changed"), summary.changed},
-                       {QStringLiteral("alreadyRight"), summary.alreadyRight},
-                       {QStringLiteral("skipped"), summary.skipped()},
-                       {QStringLiteral("links"), summary.links},
-                       {QStringLiteral("otherMounts"), summary.otherMounts},
-                       {QStringLiteral("special"), summary.special},
-                       {QStringLiteral("hardLinks"), summary.hardLinks},
-                       {QStringLiteral("changedWhileWalking"), summary.changedWhileWalking},
-                       {QStringLiteral("failed"), summary.failed},
-                       {QStringLiteral("failedPaths"), QJsonArray::fromStringList(summary.failedPaths)}};
+    QJsonObject object = summary.toCbor().toJsonObject();
+    object.remove(QStringLiteral("finished")); // a summary always is
+    object.insert(QStringLiteral("skipped"), summary.skipped());
+    // The folder propagated, not the last one the walk reported.
     MGAclJson::putBytes(object, QStringLiteral("folder"), folder);
     return MGAclJson::line(object);
 }

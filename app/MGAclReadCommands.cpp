@@ -33,14 +33,11 @@ int list(const QByteArray &path, bool json)
 
 int access(const QByteArray &who, const QByteArray &path, bool json)
 {
-    const auto identity = identityFor(who);
-    if (!identity)
+    const std::optional<Subject> given = subjectFor(who, path);
+    if (!given)
         return Failure;
-    const std::optional<QUrl> item = itemFor(path);
-    if (!item)
-        return Failure;
-    const QUrl url = *item;
-    const CBIdentity subject = *identity;
+    const QUrl url = given->item;
+    const CBIdentity subject = given->who;
     return runOnQueue([url, subject, json](std::shared_ptr<MGAclServiceClient> client, Finish finish) {
         client->getAccessWithUrl(url, subject.uniqueIdentifier(),
                                  [url, subject, json, finish](auto tree, MGResultError error, const QString &blockedBy) {
