@@ -138,10 +138,11 @@ void MGAclEntriesViewController::viewDidLoad()
     m_columnFit->setSingleShot(true);
     m_columnFit->setInterval(0);
     connect(m_columnFit, &QTimer::timeout, header, [header] { QMetaObject::invokeMethod(header, "resizeSections"); });
-    for (const auto signal : {&QAbstractItemModel::rowsInserted, &QAbstractItemModel::rowsRemoved})
-        connect(m_model, signal, m_columnFit, qOverload<>(&QTimer::start));
+    // Only when rows come: an edit that changes cells or their order (every tick of a
+    // permission) is fitted by the header itself, and measuring again there would cost each
+    // tick milliseconds on thousands of entries.
+    connect(m_model, &QAbstractItemModel::rowsInserted, m_columnFit, qOverload<>(&QTimer::start));
     connect(m_model, &QAbstractItemModel::modelReset, m_columnFit, qOverload<>(&QTimer::start));
-    connect(m_model, &QAbstractItemModel::layoutChanged, m_columnFit, qOverload<>(&QTimer::start));
     m_tableView->verticalHeader()->setSectionResizeMode(QHeaderView::Fixed);
     m_tableView->verticalHeader()->setDefaultSectionSize(m_tableView->verticalHeader()->defaultSectionSize() + 6);
     connect(m_tableView->selectionModel(), &QItemSelectionModel::selectionChanged, this,
