@@ -32,11 +32,11 @@ QByteArray MGAclAudit::entryName(const MGAccessEvaluator::Grant &grant)
     return "other::";
 }
 
-int MGAclAudit::judge(int fd, const struct statx &status, const QByteArray &path, bool *searchable)
+int MGAclAudit::judge(MGDescriptor item, const struct statx &status, const QByteArray &path, bool *searchable)
 {
     MGPosixItemState state{status.stx_uid, status.stx_gid, status.stx_mode, {}, {}};
     QByteArray value;
-    if (const int error = MGDescriptors::attribute(fd, MGPosixAcl::AccessAttribute, &value))
+    if (const int error = MGDescriptors::attribute(item, MGPosixAcl::AccessAttribute, &value))
         return error;
     if (!value.isEmpty()) {
         const auto acl = MGPosixAcl::fromXattr(value);
@@ -83,16 +83,16 @@ int MGAclAudit::judge(int fd, const struct statx &status, const QByteArray &path
 bool MGAclAudit::entersFolder(int fd, const struct statx &status, const QByteArray &path)
 {
     bool searchable = false;
-    if (const int error = judge(fd, status, path, &searchable)) {
+    if (const int error = judge(MGDescriptor::opened(fd), status, path, &searchable)) {
         m_walker->fail(path, error);
         return false;
     }
     return searchable;
 }
 
-void MGAclAudit::item(int fd, const struct statx &status, const QByteArray &path)
+void MGAclAudit::item(MGDescriptor file, const struct statx &status, const QByteArray &path)
 {
-    if (const int error = judge(fd, status, path, nullptr))
+    if (const int error = judge(file, status, path, nullptr))
         m_walker->fail(path, error);
 }
 
@@ -135,7 +135,7 @@ MGResult<qint64> MGAclAudit::run()
         return qint64(0);
     }
     bool searchable = false;
-    if (const int error = judge(m_item.descriptor(), st, m_item.path(), S_ISDIR(st.stx_mode) ? &searchable : nullptr))
+    if (const int error = judge(m_item.handle(), st, m_item.path(), S_ISDIR(st.stx_mode) ? &searchable : nullptr))
         return m_item.error(error, failure);
     if (searchable) {
         const int fd = openat(m_item.descriptor(), ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC);

@@ -46,10 +46,10 @@ private:
 
     void folder(int, const struct statx &, const QByteArray &) override {}
     bool entersFolder(int fd, const struct statx &status, const QByteArray &path) override;
-    void item(int fd, const struct statx &status, const QByteArray &path) override;
+    void item(MGDescriptor file, const struct statx &status, const QByteArray &path) override;
     // Judges one item; 0 or the errno that kept it from being read. `searchable` answers
     // whether the identity may search it (folders).
-    int judge(int fd, const struct statx &status, const QByteArray &path, bool *searchable);
+    int judge(MGDescriptor item, const struct statx &status, const QByteArray &path, bool *searchable);
     QByteArray summaryText() const;
     QByteArray entryName(const MGAccessEvaluator::Grant &grant);
 

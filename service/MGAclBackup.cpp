@@ -10,7 +10,7 @@ MGAclBackup::MGAclBackup(const MGFileItem &item, Sink sink) : m_item(item), m_te
 {
 }
 
-int MGAclBackup::write(int fd, const struct statx &status, const QByteArray &path, bool folder)
+int MGAclBackup::write(MGDescriptor item, const struct statx &status, const QByteArray &path, bool folder)
 {
     MGPosixItemState state{status.stx_uid, status.stx_gid, status.stx_mode, {}, {}};
     for (const auto &[name, target] : {std::pair{MGPosixAcl::AccessAttribute, &state.access},
@@ -18,7 +18,7 @@ int MGAclBackup::write(int fd, const struct statx &status, const QByteArray &pat
         if (!folder && target == &state.defaultAcl)
             break;
         QByteArray value;
-        if (const int error = MGDescriptors::attribute(fd, name, &value))
+        if (const int error = MGDescriptors::attribute(item, name, &value))
             return error;
         if (value.isEmpty())
             continue;
@@ -36,13 +36,13 @@ int MGAclBackup::write(int fd, const struct statx &status, const QByteArray &pat
 
 void MGAclBackup::folder(int fd, const struct statx &status, const QByteArray &path)
 {
-    if (const int error = write(fd, status, path, true))
+    if (const int error = write(MGDescriptor::opened(fd), status, path, true))
         m_walker->fail(path, error);
 }
 
-void MGAclBackup::item(int fd, const struct statx &status, const QByteArray &path)
+void MGAclBackup::item(MGDescriptor file, const struct statx &status, const QByteArray &path)
 {
-    if (const int error = write(fd, status, path, false))
+    if (const int error = write(file, status, path, false))
         m_walker->fail(path, error);
 }
 
@@ -53,7 +53,7 @@ MGResult<qint64> MGAclBackup::run()
     if (const int error = m_item.status(&st))
         return m_item.error(error, failure);
     // The item itself first; below a folder, everything the walk reaches.
-    if (const int error = write(m_item.descriptor(), st, m_item.path(), S_ISDIR(st.stx_mode)))
+    if (const int error = write(m_item.handle(), st, m_item.path(), S_ISDIR(st.stx_mode)))
         return m_item.error(error, failure);
     if (S_ISDIR(st.stx_mode)) {
         const int fd = openat(m_item.descriptor(), ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC);

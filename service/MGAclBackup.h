@@ -30,10 +30,10 @@ public:
 
 private:
     void folder(int fd, const struct statx &status, const QByteArray &path) override;
-    void item(int fd, const struct statx &status, const QByteArray &path) override;
+    void item(MGDescriptor file, const struct statx &status, const QByteArray &path) override;
     bool visitsSpecialFiles() const override { return true; }
     // Adds an item's block to the text; 0 or the errno that kept it from being read.
-    int write(int fd, const struct statx &status, const QByteArray &path, bool folder);
+    int write(MGDescriptor item, const struct statx &status, const QByteArray &path, bool folder);
 
     const MGFileItem &m_item;
     std::shared_ptr<const std::atomic<bool>> m_stop;

@@ -143,13 +143,13 @@ MGResultError MGAclPropagator::run()
     return m_walker->failures(QStringLiteral("changed"), m_path);
 }
 
-int MGAclPropagator::isRight(int fd, const struct statx &status, const Template &wanted, bool folder, bool *right) const
+int MGAclPropagator::isRight(MGDescriptor item, const struct statx &status, const Template &wanted, bool folder, bool *right) const
 {
     *right = false;
     if (status.stx_uid != m_owner || status.stx_gid != m_group)
         return 0;
     QByteArray access;
-    if (const int error = MGDescriptors::attribute(fd, MGPosixAcl::AccessAttribute, &access))
+    if (const int error = MGDescriptors::attribute(item, MGPosixAcl::AccessAttribute, &access))
         return error;
     // The kernel keeps an ACL of owner, group and other alone as the mode bits, and gives
     // a stored ACL back in the order it was written, which is the order it must have.
@@ -159,7 +159,7 @@ int MGAclPropagator::isRight(int fd, const struct statx &status, const Template 
         return 0;
     if (folder) {
         QByteArray defaults;
-        if (const int error = MGDescriptors::attribute(fd, MGPosixAcl::DefaultAttribute, &defaults))
+        if (const int error = MGDescriptors::attribute(item, MGPosixAcl::DefaultAttribute, &defaults))
             return error;
         if (defaults != wanted.defaults)
             return 0;
@@ -168,11 +168,11 @@ int MGAclPropagator::isRight(int fd, const struct statx &status, const Template 
     return 0;
 }
 
-bool MGAclPropagator::countsOnly(int fd, const struct statx &status, const Template &wanted, bool folder,
+bool MGAclPropagator::countsOnly(MGDescriptor item, const struct statx &status, const Template &wanted, bool folder,
                                  const QByteArray &shownPath)
 {
     bool right = false;
-    if (const int error = isRight(fd, status, wanted, folder, &right)) {
+    if (const int error = isRight(item, status, wanted, folder, &right)) {
         m_walker->fail(shownPath, error);
         return true;
     }
@@ -189,7 +189,7 @@ bool MGAclPropagator::countsOnly(int fd, const struct statx &status, const Templ
 
 void MGAclPropagator::folder(int fd, const struct statx &status, const QByteArray &shownPath)
 {
-    if (countsOnly(fd, status, m_folder, true, shownPath))
+    if (countsOnly(MGDescriptor::opened(fd), status, m_folder, true, shownPath))
         return;
     if ((status.stx_uid != m_owner || status.stx_gid != m_group) && fchown(fd, m_owner, m_group) != 0)
         return m_walker->fail(shownPath, errno);
@@ -206,7 +206,7 @@ void MGAclPropagator::folder(int fd, const struct statx &status, const QByteArra
     ++m_changed;
 }
 
-void MGAclPropagator::item(int fd, const struct statx &status, const QByteArray &shownPath)
+void MGAclPropagator::item(MGDescriptor file, const struct statx &status, const QByteArray &shownPath)
 {
     // Another name of this file may lie outside the tree; changing it would change that too.
     if (status.stx_nlink > 1) {
@@ -215,13 +215,13 @@ void MGAclPropagator::item(int fd, const struct statx &status, const QByteArray 
     }
     // Like chmod's X: files keep execute permission only where they had some.
     const Template &acl = (status.stx_mode & 0111) ? m_executable : m_plain;
-    if (countsOnly(fd, status, acl, false, shownPath))
+    if (countsOnly(file, status, acl, false, shownPath))
         return;
     if (status.stx_uid != m_owner || status.stx_gid != m_group) {
-        if (const int error = MGDescriptors::changeOwner(fd, m_owner, m_group))
+        if (const int error = MGDescriptors::changeOwner(file, m_owner, m_group))
             return m_walker->fail(shownPath, error);
     }
-    if (const int error = MGDescriptors::setAttribute(fd, MGPosixAcl::AccessAttribute, acl.access))
+    if (const int error = MGDescriptors::setAttribute(file, MGPosixAcl::AccessAttribute, acl.access))
         return m_walker->fail(shownPath, error);
     ++m_changed;
 }

@@ -57,12 +57,12 @@ private:
 
     MGResultError prepare(mode_t folderMode);
     void folder(int fd, const struct statx &status, const QByteArray &path) override;
-    void item(int fd, const struct statx &status, const QByteArray &path) override;
+    void item(MGDescriptor file, const struct statx &status, const QByteArray &path) override;
     // Whether the item already has the template's owner, group and ACLs; an errno when
     // its ACL cannot be read.
-    int isRight(int fd, const struct statx &status, const Template &wanted, bool folder, bool *right) const;
+    int isRight(MGDescriptor item, const struct statx &status, const Template &wanted, bool folder, bool *right) const;
     // Counts an item that is right already, or that a dry run would change: nothing to write.
-    bool countsOnly(int fd, const struct statx &status, const Template &wanted, bool folder, const QByteArray &path);
+    bool countsOnly(MGDescriptor item, const struct statx &status, const Template &wanted, bool folder, const QByteArray &path);
 
     const MGFileItem &m_item;
     QString m_path;

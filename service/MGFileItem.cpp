@@ -24,6 +24,23 @@ QByteArray procPath(int fd)
 {
     return "/proc/self/fd/" + QByteArray::number(fd);
 }
+
+// One of the attribute calls, on an open descriptor or else on the O_PATH one's /proc name.
+template <typename OnDescriptor, typename OnPath>
+auto attributeCall(MGDescriptor item, OnDescriptor onDescriptor, OnPath onPath)
+{
+    if (item.open)
+        return onDescriptor(item.fd);
+    const QByteArray proc = procPath(item.fd);
+    return onPath(proc.constData());
+}
+
+ssize_t readAttribute(MGDescriptor item, const char *name, void *buffer, size_t size)
+{
+    return attributeCall(
+        item, [&](int fd) { return fgetxattr(fd, name, buffer, size); },
+        [&](const char *path) { return getxattr(path, name, buffer, size); });
+}
 }
 
 MGResult<MGFileItem> MGFileItem::open(const QByteArray &path, const QString &failure)
@@ -84,12 +101,11 @@ MGError MGFileItem::error(int errnoValue, const QString &what) const
 
 namespace MGDescriptors {
 
-int attribute(int fd, const char *name, QByteArray *value)
+int attribute(MGDescriptor item, const char *name, QByteArray *value)
 {
-    const QByteArray proc = procPath(fd);
     // Most values (an ACL of up to 60 entries) fit here: one call instead of two.
     char small[512];
-    const ssize_t quick = getxattr(proc.constData(), name, small, sizeof small);
+    const ssize_t quick = readAttribute(item, name, small, sizeof small);
     if (quick >= 0) {
         *value = QByteArray(small, quick);
         return 0;
@@ -101,7 +117,7 @@ int attribute(int fd, const char *name, QByteArray *value)
     if (errno != ERANGE)
         return errno;
     for (;;) {
-        const ssize_t size = getxattr(proc.constData(), name, nullptr, 0);
+        const ssize_t size = readAttribute(item, name, nullptr, 0);
         if (size < 0) {
             if (errno == ENODATA || errno == EOPNOTSUPP) {
                 value->clear();
@@ -110,7 +126,7 @@ int attribute(int fd, const char *name, QByteArray *value)
             return errno;
         }
         value->resize(size);
-        const ssize_t got = getxattr(proc.constData(), name, value->data(), size_t(value->size()));
+        const ssize_t got = readAttribute(item, name, value->data(), size_t(value->size()));
         if (got < 0 && errno == ERANGE)
             continue; // it grew between the two calls
         if (got < 0)
@@ -120,35 +136,39 @@ int attribute(int fd, const char *name, QByteArray *value)
     }
 }
 
-int setAttribute(int fd, const char *name, const QByteArray &value)
+int setAttribute(MGDescriptor item, const char *name, const QByteArray &value)
 {
-    const QByteArray proc = procPath(fd);
-    return setxattr(proc.constData(), name, value.constData(), size_t(value.size()), 0) == 0 ? 0 : errno;
+    const int result = attributeCall(
+        item, [&](int fd) { return fsetxattr(fd, name, value.constData(), size_t(value.size()), 0); },
+        [&](const char *path) { return setxattr(path, name, value.constData(), size_t(value.size()), 0); });
+    return result == 0 ? 0 : errno;
 }
 
-int removeAttribute(int fd, const char *name)
+int removeAttribute(MGDescriptor item, const char *name)
 {
-    const QByteArray proc = procPath(fd);
-    if (removexattr(proc.constData(), name) == 0 || errno == ENODATA)
-        return 0;
-    return errno;
+    const int result = attributeCall(
+        item, [&](int fd) { return fremovexattr(fd, name); }, [&](const char *path) { return removexattr(path, name); });
+    return result == 0 || errno == ENODATA ? 0 : errno;
 }
 
-int changeOwner(int fd, uid_t owner, gid_t group)
+int changeOwner(MGDescriptor item, uid_t owner, gid_t group)
 {
-    return fchownat(fd, "", owner, group, AT_EMPTY_PATH) == 0 ? 0 : errno;
+    const int result = item.open ? fchown(item.fd, owner, group) : fchownat(item.fd, "", owner, group, AT_EMPTY_PATH);
+    return result == 0 ? 0 : errno;
 }
 
-int changeMode(int fd, mode_t mode)
+int changeMode(MGDescriptor item, mode_t mode)
 {
+    if (item.open)
+        return fchmod(item.fd, mode) == 0 ? 0 : errno;
     if (useNewerCalls && haveFchmodat2) {
-        if (syscall(SYS_fchmodat2, fd, "", mode, AT_EMPTY_PATH) == 0)
+        if (syscall(SYS_fchmodat2, item.fd, "", mode, AT_EMPTY_PATH) == 0)
             return 0;
         if (errno != ENOSYS)
             return errno;
         haveFchmodat2 = false; // kernels before 6.6
     }
-    const QByteArray proc = procPath(fd);
+    const QByteArray proc = procPath(item.fd);
     return chmod(proc.constData(), mode) == 0 ? 0 : errno;
 }
 

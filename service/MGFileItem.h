@@ -13,6 +13,19 @@
 // path, and from then on reached only through its descriptor. The descriptor is an O_PATH
 // one: holding it opens no device, FIFO or file, and every status, owner, mode and
 // attribute call goes to the very inode that was resolved, whatever is renamed meanwhile.
+// A descriptor the service reaches an item through: an O_PATH one, which opens nothing, or
+// one open for reading, which the tree walk hands out where opening cannot start a device
+// (see MGTreeWalker). Attribute calls go to an open descriptor itself and through the
+// /proc/self/fd name of an O_PATH one, since the kernel refuses them on O_PATH.
+struct MGDescriptor
+{
+    int fd = -1;
+    bool open = false;
+
+    static MGDescriptor pathOnly(int fd) { return {fd, false}; }
+    static MGDescriptor opened(int fd) { return {fd, true}; }
+};
+
 class MGFileItem
 {
 public:
@@ -27,6 +40,7 @@ public:
     ~MGFileItem();
 
     int descriptor() const { return m_fd; }
+    MGDescriptor handle() const { return MGDescriptor::pathOnly(m_fd); }
     const QByteArray &path() const { return m_path; }
     // The path as shown in messages.
     QString shownPath() const { return QFile::decodeName(m_path); }
@@ -46,18 +60,18 @@ private:
     QByteArray m_path;
 };
 
-// Calls on a descriptor, O_PATH ones included. Attribute calls go through the descriptor's
-// /proc/self/fd name, which leads to the descriptor's inode and nothing else. Each answers
+// Calls on a descriptor, O_PATH ones included. The /proc/self/fd name an O_PATH
+// descriptor's attributes are reached by leads to its inode and nothing else. Each answers
 // 0 or an errno.
 namespace MGDescriptors {
 // The value of an extended attribute; an empty value when the item has none or its file
 // system keeps none.
-int attribute(int fd, const char *name, QByteArray *value);
-int setAttribute(int fd, const char *name, const QByteArray &value);
+int attribute(MGDescriptor item, const char *name, QByteArray *value);
+int setAttribute(MGDescriptor item, const char *name, const QByteArray &value);
 // Removing an attribute that is not there counts as done.
-int removeAttribute(int fd, const char *name);
-int changeOwner(int fd, uid_t owner, gid_t group);
-int changeMode(int fd, mode_t mode);
+int removeAttribute(MGDescriptor item, const char *name);
+int changeOwner(MGDescriptor item, uid_t owner, gid_t group);
+int changeMode(MGDescriptor item, mode_t mode);
 // Whether calls may use the kernel's descriptor-based calls where it has them (fchmodat2);
 // off, they take the /proc/self/fd way that older kernels need (for tests of that way).
 void setUseNewerCalls(bool use);

@@ -19,7 +19,7 @@ const QString &WriteFailure = MGPosixAclStore::WriteFailure;
 MGResult<MGPosixAcl> readAcl(const MGFileItem &item, const char *name, const MGPosixAcl &fallback)
 {
     QByteArray value;
-    if (const int error = MGDescriptors::attribute(item.descriptor(), name, &value))
+    if (const int error = MGDescriptors::attribute(item.handle(), name, &value))
         return item.error(error, ReadFailure);
     if (value.isEmpty())
         return fallback;
@@ -80,7 +80,7 @@ bool sameState(const MGPosixItemState &a, const MGPosixItemState &b)
 // Applies `target` over `current` on the item, changing only what differs.
 MGResultError apply(const MGFileItem &item, const MGPosixItemState &current, const MGPosixItemState &target)
 {
-    const int fd = item.descriptor();
+    const MGDescriptor fd = item.handle();
     auto failed = [&](int error) {
         if (error == ENOSPC || error == E2BIG) {
             const auto named = [](const MGPosixAcl &acl) {

@@ -11,6 +11,7 @@
 #include <liburing.h>
 #include <mutex>
 #include <optional>
+#include <sys/mount.h>
 #include <sys/syscall.h>
 #include <thread>
 #include <unistd.h>
@@ -55,8 +56,8 @@ struct MGTreeWalker::Item
     unsigned char type;
 };
 
-// Opens many files of one folder O_PATH, asks their status through the descriptors and
-// closes them, each step in one io_uring batch; without io_uring, one call per file.
+// Opens and closes many files of one folder, each step in one io_uring batch; without
+// io_uring, one call per file.
 class MGTreeWalker::FileBatch
 {
 public:
@@ -69,36 +70,45 @@ public:
             io_uring_queue_exit(&m_ring);
     }
 
-    // fds[i]: a descriptor for items[first + i], or -errno.
-    void open(int dirFd, const QList<Item> &items, qsizetype first, qsizetype count, std::vector<int> &fds)
+    // fds[i]: a descriptor for items[first + i], or -errno; opened[i]: whether it is open for
+    // reading. With `readRegular`, items the listing calls regular files are opened for
+    // reading, and any that cannot be (something else took the name, or this process may
+    // not read it) O_PATH after all; every other item is opened O_PATH.
+    void open(int dirFd, const QList<Item> &items, qsizetype first, qsizetype count, bool readRegular,
+              std::vector<int> &fds, std::vector<char> &opened)
     {
-        const int flags = O_PATH | O_NOFOLLOW | O_CLOEXEC;
+        const int pathOnly = O_PATH | O_NOFOLLOW | O_CLOEXEC;
+        const int reading = O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC;
+        opened.assign(size_t(count), 0);
+        for (qsizetype i = 0; i < count; ++i)
+            opened[i] = readRegular && items[first + i].type == DT_REG;
         run(
             count, fds,
-            [&](io_uring_sqe *sqe, qsizetype i) { io_uring_prep_openat(sqe, dirFd, items[first + i].name.constData(), flags, 0); },
+            [&](io_uring_sqe *sqe, qsizetype i) {
+                io_uring_prep_openat(sqe, dirFd, items[first + i].name.constData(), opened[i] ? reading : pathOnly, 0);
+            },
             [&](qsizetype i) {
-                const int fd = openat(dirFd, items[first + i].name.constData(), flags);
+                const int fd = openat(dirFd, items[first + i].name.constData(), opened[i] ? reading : pathOnly);
                 return fd >= 0 ? fd : -errno;
             });
+        for (qsizetype i = 0; i < count; ++i) {
+            if (opened[i] && fds[i] < 0 && fds[i] != -ENOENT) {
+                opened[i] = false;
+                const int fd = openat(dirFd, items[first + i].name.constData(), pathOnly);
+                fds[i] = fd >= 0 ? fd : -errno;
+            }
+        }
     }
 
     // status[i] and errors[i] (0 or -errno) for each open descriptor of `fds`.
-    void status(const std::vector<int> &fds, std::vector<struct statx> &status, std::vector<int> &errors)
+    static void status(const std::vector<int> &fds, std::vector<struct statx> &status, std::vector<int> &errors)
     {
         status.assign(fds.size(), {});
-        run(
-            qsizetype(fds.size()), errors,
-            [&](io_uring_sqe *sqe, qsizetype i) {
-                if (fds[i] >= 0)
-                    io_uring_prep_statx(sqe, fds[i], "", AT_EMPTY_PATH | AT_SYMLINK_NOFOLLOW, StatusMask, &status[i]);
-                else
-                    io_uring_prep_nop(sqe);
-            },
-            [&](qsizetype i) {
-                if (fds[i] < 0)
-                    return 0;
-                return statx(fds[i], "", AT_EMPTY_PATH | AT_SYMLINK_NOFOLLOW, StatusMask, &status[i]) == 0 ? 0 : -errno;
-            });
+        errors.assign(fds.size(), 0);
+        for (size_t i = 0; i < fds.size(); ++i) {
+            if (fds[i] >= 0 && statx(fds[i], "", AT_EMPTY_PATH | AT_SYMLINK_NOFOLLOW, StatusMask, &status[i]) != 0)
+                errors[i] = -errno;
+        }
     }
 
     void close(const std::vector<int> &fds)
@@ -279,11 +289,12 @@ void MGTreeWalker::visitFolder(int fd, const QByteArray &path, FileBatch &batch,
     if (!readFolder(fd, path, subfolders, files))
         return;
     std::vector<int> fds, errors;
+    std::vector<char> opened;
     std::vector<struct statx> status;
     for (qsizetype first = 0; first < files.size(); first += FileBatch::Depth) {
         const qsizetype count = std::min<qsizetype>(FileBatch::Depth, files.size() - first);
-        batch.open(fd, files, first, count, fds);
-        batch.status(fds, status, errors);
+        batch.open(fd, files, first, count, m_opensFiles, fds, opened);
+        FileBatch::status(fds, status, errors);
         for (qsizetype i = 0; i < count; ++i) {
             const Item &item = files[first + i];
             const QByteArray shown = path + '/' + item.name;
@@ -310,7 +321,7 @@ void MGTreeWalker::visitFolder(int fd, const QByteArray &path, FileBatch &batch,
             } else if (!S_ISREG(status[i].stx_mode) && !m_visitor->visitsSpecialFiles()) {
                 ++m_special;
             } else {
-                m_visitor->item(fds[i], status[i], shown);
+                m_visitor->item(MGDescriptor{fds[i], bool(opened[i])}, status[i], shown);
             }
         }
         batch.close(fds);
@@ -322,8 +333,33 @@ void MGTreeWalker::visitFolder(int fd, const QByteArray &path, FileBatch &batch,
     reportProgress(path);
 }
 
+int MGTreeWalker::intoPrivateCopy(int rootFd)
+{
+    const int copy = open_tree(rootFd, "", OPEN_TREE_CLONE | OPEN_TREE_CLOEXEC | AT_RECURSIVE | AT_EMPTY_PATH);
+    if (copy < 0)
+        return rootFd; // the service of a user, who may not mount: O_PATH it is
+    mount_attr noDevices{};
+    noDevices.attr_set = MOUNT_ATTR_NODEV;
+    struct statx st;
+    const int fd = mount_setattr(copy, "", AT_EMPTY_PATH | AT_RECURSIVE, &noDevices, sizeof noDevices) == 0
+        ? openat(copy, ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC)
+        : -1;
+    // The copy stays mounted, unseen by anyone else, while a descriptor below it is open.
+    ::close(copy);
+    if (fd < 0 || statx(fd, "", AT_EMPTY_PATH, STATX_MNT_ID, &st) != 0) {
+        if (fd >= 0)
+            ::close(fd);
+        return rootFd;
+    }
+    ::close(rootFd);
+    m_mount = st.stx_mnt_id;
+    m_opensFiles = true;
+    return fd;
+}
+
 void MGTreeWalker::walk(int rootFd, const QByteArray &rootPath)
 {
+    rootFd = intoPrivateCopy(rootFd);
     Walk walk;
     auto work = [&](FileBatch &batch) {
         while (std::optional<Task> task = walk.take()) {

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "MGError.h"
+#include "MGFileItem.h"
 
 #include <QByteArray>
 #include <QMutex>
@@ -14,19 +15,29 @@
 // Walks everything below a folder, safely, for whoever visits the items.
 //
 // The walk starts from the folder's descriptor and works on descriptors only: each folder
-// is opened relative to its parent with O_NOFOLLOW | O_DIRECTORY, each other item is opened
-// O_PATH | O_NOFOLLOW (which opens no device, FIFO or file) and handed to the visitor with
-// the status asked through that descriptor. So no path is ever looked up from the root,
-// paths may be of any length, and what the visitor sees is what it may change.
+// is opened relative to its parent with O_NOFOLLOW | O_DIRECTORY, each other item by its
+// name in its folder, and handed to the visitor with the status asked through that
+// descriptor. So no path is ever looked up from the root, paths may be of any length, and
+// what the visitor sees is what it may change.
+//
+// Where the process may mount, the walk goes through a private copy of the folder's mounts
+// (a detached bind mount of it and every mount below, all made nodev). There a file the
+// listing called regular is opened for reading, O_NOFOLLOW | O_NONBLOCK | O_NOCTTY, and its
+// status asked through that descriptor decides what is done with it: whatever may have
+// taken its name since the listing, the opening starts no device (nodev refuses it), waits
+// for nothing and follows no link. Everything else, and every item where the process may
+// not mount, is opened O_PATH | O_NOFOLLOW, which opens nothing.
 //
 // Never followed nor visited, and counted: symbolic links, anything on another file system
 // or behind a mount point (bind mounts of the same file system included), and items
 // swapped or removed between the listing and their visit. Items that cannot be reached are
 // counted as failures and the first few kept with their error.
 //
-// The items of a folder are opened, asked for their status and closed in io_uring batches
-// (a system call per batch instead of one per item). Folders are handed out to two threads
-// per processor, deepest first, so few descriptors stay open.
+// The items of a folder are opened and closed in io_uring batches (a system call per batch
+// instead of one per item); their status is asked one by one, which costs a system call
+// each but less CPU than io_uring's worker threads, which run every status request.
+// Folders are handed out to two threads per processor, deepest first, so few descriptors
+// stay open.
 class MGTreeWalker
 {
 public:
@@ -37,8 +48,8 @@ public:
         // A folder below the root, open for reading; called before its items are visited.
         virtual void folder(int fd, const struct statx &status, const QByteArray &path) = 0;
         // Any other item of the same file system (a regular file, or a special file when
-        // wanted), through an O_PATH descriptor.
-        virtual void item(int fd, const struct statx &status, const QByteArray &path) = 0;
+        // wanted), through a descriptor open for reading or an O_PATH one.
+        virtual void item(MGDescriptor file, const struct statx &status, const QByteArray &path) = 0;
         // Special files (devices, FIFOs, sockets) are visited only when this answers true;
         // otherwise they are counted without being opened.
         virtual bool visitsSpecialFiles() const { return false; }
@@ -94,12 +105,14 @@ private:
     class FileBatch;
     class Walk;
 
+    int intoPrivateCopy(int rootFd);
     bool readFolder(int fd, const QByteArray &path, QList<QByteArray> &subfolders, QList<Item> &items);
     void visitFolder(int fd, const QByteArray &path, FileBatch &batch, Walk &walk, const std::shared_ptr<Descriptor> &self);
     void reportProgress(const QByteArray &folder);
 
     Visitor *m_visitor;
     quint64 m_mount;
+    bool m_opensFiles = false;
     std::shared_ptr<const std::atomic<bool>> m_stop;
     std::atomic<qint64> m_links = 0, m_otherMounts = 0, m_special = 0, m_changedWhileWalking = 0;
     std::function<void(const QByteArray &)> m_progress;

@@ -2,6 +2,9 @@
 #include "PropagationHelpers.h"
 #include "ShellHelpers.h"
 
+#include <QProcess>
+#include <QScopeGuard>
+
 #include <sys/stat.h>
 
 class tst_MGAclPropagator : public QObject
@@ -226,6 +229,41 @@ private slots:
         QCOMPARE(summary.hardLinks, qint64(1));
         QCOMPARE(summary.otherMounts, qint64(1));
         QCOMPARE(summary.changed, qint64(3)); // plain, sub, sub/plain
+    }
+
+    void aFileUnderALeaseIsChangedWithoutWaitingForIt()
+    {
+        REQUIRE_ROOT();
+        SharedTemporaryDir tmp;
+        const QString root = tmp.path("root");
+        QVERIFY(shOk(QStringLiteral("mkdir %1 && touch %1/leased %1/plain && chown -R 5:5 %1 && chown 0:1 %1 && "
+                                    "setfacl -m u:bin:rx,d:u:bin:rx %1")
+                         .arg(quoted(root))));
+        // The file's owner holds a write lease: any other opening of it is held up to the
+        // break time (45 s) unless it asks not to wait. The holder never lets go.
+        QProcess holder;
+        holder.start("python3", {"-c", "import fcntl, os, signal, sys, time\n"
+                                       "signal.signal(signal.SIGIO, lambda *a: None)\n"
+                                       "fd = os.open(sys.argv[1], os.O_RDWR)\n"
+                                       "fcntl.fcntl(fd, 1024, fcntl.F_WRLCK)\n" // F_SETLEASE
+                                       "print('held', flush=True)\n"
+                                       "time.sleep(600)\n",
+                                 root + "/leased"});
+        const auto stopHolder = qScopeGuard([&holder] {
+            holder.kill();
+            holder.waitForFinished();
+        });
+        QVERIFY(holder.waitForReadyRead(10000));
+        if (!holder.readAll().contains("held"))
+            QSKIP("this file system grants no leases");
+        const auto lease = [] { return sh("grep -o 'LEASE *[A-Z]* *[A-Z]*' /proc/locks").simplified(); };
+        QCOMPARE(lease(), QStringLiteral("LEASE ACTIVE WRITE"));
+        QCOMPARE(propagateOwnSettings(root), MGResultError());
+        // Changed, while the lease is still being broken: the walk did not wait for the
+        // break time, after which it would have become a read lease.
+        QCOMPARE(statLine(root + "/leased").section(' ', 0, 0), QStringLiteral("0:1"));
+        QVERIFY(sh("getfacl -c " + quoted(root + "/leased")).contains("user:bin:r-x"));
+        QCOMPARE(lease(), QStringLiteral("LEASE BREAKING READ"));
     }
 
     void aListPosixCannotHoldIsRefusedBeforeTheWalk()

@@ -5,11 +5,14 @@
 #include "ShellHelpers.h"
 
 #include <QCryptographicHash>
+#include <QScopeGuard>
 #include <atomic>
 #include <fcntl.h>
 #include <linux/fs.h>
+#include <sys/inotify.h>
 #include <sys/syscall.h>
 #include <thread>
+#include <unistd.h>
 
 namespace {
 // Swaps two names in a folder as fast as it can until stopped, as someone who owns the
@@ -206,6 +209,50 @@ private slots:
         qInfo("%d propagations went through", propagated);
         QVERIFY(propagated > 0);
         QCOMPARE(fingerprint(sentinel), before);
+    }
+
+    void aPropagationStartsNoDeviceNorWaitsOnAFifoSwappedInForAFile()
+    {
+        // nobody's tree, whose folder passes bin an entry: two files, one swapped all along
+        // with a device node (as if one could be linked in), the other with a FIFO. Opening
+        // a device can start it (a tape rewinds, a watchdog arms); opening a FIFO can wait
+        // for a writer forever.
+        QVERIFY(shOk(QStringLiteral("cd %1 && mkdir D && touch D/a D/f D/g && mknod D/device c 1 3 && mkfifo D/fifo && "
+                                    "chown -R 65534:65534 D && chmod 644 D/device D/fifo && setfacl -m u:bin:rx,d:u:bin:rx D")
+                         .arg(quoted(attacker))));
+        const QString tree = attacker + "/D";
+        // The kernel tells of every opening of the device node's inode, under whatever name.
+        const int watch = inotify_init1(IN_NONBLOCK | IN_CLOEXEC);
+        QVERIFY(watch >= 0);
+        const auto closeWatch = qScopeGuard([watch] { close(watch); });
+        QVERIFY(inotify_add_watch(watch, QFile::encodeName(tree + "/device").constData(), IN_OPEN) >= 0);
+        const MGResult<MGAclList> read = MGPosixAclStore::read(tree);
+        QVERIFY(read);
+        int propagated = 0;
+        {
+            Swapper device(tree + "/f", tree + "/device");
+            Swapper fifo(tree + "/g", tree + "/fifo");
+            for (int i = 0; i < 150; ++i) {
+                const auto result = send(MGAclRemoteMethod::PropagateEntries, tree, *read);
+                QVERIFY2(result->done, "a propagation waited on the FIFO");
+                if (!result->error)
+                    ++propagated;
+            }
+            QVERIFY(device.swaps() > 0 && fifo.swaps() > 0);
+        }
+        qInfo("%d propagations went through", propagated);
+        QVERIFY(propagated > 0);
+        char events[4096];
+        QCOMPARE(::read(watch, events, sizeof events), ssize_t(-1));
+        QCOMPARE(errno, EAGAIN);
+        // Whatever names they ended under, the device and the FIFO are as they were; the
+        // regular files have the folder's entry.
+        QCOMPARE(sh(QStringLiteral("cd %1 && find . -type c -o -type p | xargs stat -c '%F %u:%g %a' | sort && "
+                                   "find . -type c -o -type p | xargs getfacl -c -s")
+                        .arg(quoted(tree))),
+                 QStringLiteral("character special file 65534:65534 644\nfifo 65534:65534 644\n"));
+        QCOMPARE(sh(QStringLiteral("cd %1 && find . -type f | xargs getfacl -c | grep -c '^user:bin:'").arg(quoted(tree))).trimmed(),
+                 QStringLiteral("3"));
     }
 };
 

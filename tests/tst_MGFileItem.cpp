@@ -2,7 +2,10 @@
 #include "MGPosixAcl.h"
 #include "ShellHelpers.h"
 
+#include <QScopeGuard>
 #include <cstdio>
+#include <fcntl.h>
+#include <unistd.h>
 
 // An item resolved once, without links, and reached through its descriptor only.
 class tst_MGFileItem : public QObject
@@ -46,35 +49,53 @@ private slots:
         QCOMPARE(MGFileItem::open(QFile::encodeName(tmp.path()) + "/caf\xc3\xa9", "Cannot read").error().code(), ENOENT);
     }
 
+    void everyCallReachesTheItemThatWasResolved_data()
+    {
+        QTest::addColumn<bool>("opened");
+        QTest::newRow("O_PATH descriptor") << false;
+        QTest::newRow("descriptor open for reading") << true;
+    }
+
     void everyCallReachesTheItemThatWasResolved()
     {
-        // Once resolved, the item is changed wherever it goes and whatever takes its name.
-        const QString file = tmp.path("moving");
-        const QString other = tmp.path("other");
+        // Once resolved, the item is changed wherever it goes and whatever takes its name,
+        // through either kind of descriptor.
+        QFETCH(bool, opened);
+        const QString file = tmp.path(opened ? "moving-open" : "moving");
+        const QString other = file + ".other";
         QVERIFY(shOk(QStringLiteral("touch %1 %2 && chmod 600 %1 %2").arg(quoted(file), quoted(other))));
         MGResult<MGFileItem> item = MGFileItem::open(QFile::encodeName(file), "Cannot change");
         QVERIFY(item);
+        const int readable = open(QFile::encodeName(file).constData(), O_RDONLY | O_CLOEXEC);
+        QVERIFY(readable >= 0);
+        const auto closeReadable = qScopeGuard([readable] { close(readable); });
+        const MGDescriptor descriptor = opened ? MGDescriptor::opened(readable) : item->handle();
         QVERIFY(shOk(QStringLiteral("mv %1 %1.moved && mv %2 %1").arg(quoted(file), quoted(other))));
         for (bool newer : {true, false}) {
             MGDescriptors::setUseNewerCalls(newer);
             const int mode = newer ? 0640 : 0604;
-            QCOMPARE(MGDescriptors::changeMode(item->descriptor(), mode), 0);
+            QCOMPARE(MGDescriptors::changeMode(descriptor, mode), 0);
             QCOMPARE(sh("stat -c %a " + quoted(file + ".moved")).trimmed(), QString::number(mode, 8));
         }
         MGPosixAcl named = MGPosixAcl::fromMode(0640);
         named.set(MGPosixAcl::User, 4, 1);
         named.set(MGPosixAcl::Mask, 4);
         const QByteArray acl = named.toXattr();
-        QCOMPARE(MGDescriptors::setAttribute(item->descriptor(), MGPosixAcl::AccessAttribute, acl), 0);
+        QCOMPARE(MGDescriptors::setAttribute(descriptor, MGPosixAcl::AccessAttribute, acl), 0);
         QByteArray read;
-        QCOMPARE(MGDescriptors::attribute(item->descriptor(), MGPosixAcl::AccessAttribute, &read), 0);
+        QCOMPARE(MGDescriptors::attribute(descriptor, MGPosixAcl::AccessAttribute, &read), 0);
+        QCOMPARE(read, acl);
+        // What one kind wrote, the other reads.
+        QCOMPARE(MGDescriptors::attribute(opened ? item->handle() : MGDescriptor::opened(readable),
+                                          MGPosixAcl::AccessAttribute, &read),
+                 0);
         QCOMPARE(read, acl);
         if (geteuid() == 0) {
-            QCOMPARE(MGDescriptors::changeOwner(item->descriptor(), 65534, 65534), 0);
+            QCOMPARE(MGDescriptors::changeOwner(descriptor, 65534, 65534), 0);
             QCOMPARE(sh("stat -c %u " + quoted(file + ".moved")).trimmed(), QStringLiteral("65534"));
         }
-        QCOMPARE(MGDescriptors::removeAttribute(item->descriptor(), MGPosixAcl::AccessAttribute), 0);
-        QCOMPARE(MGDescriptors::removeAttribute(item->descriptor(), MGPosixAcl::AccessAttribute), 0); // gone: done
+        QCOMPARE(MGDescriptors::removeAttribute(descriptor, MGPosixAcl::AccessAttribute), 0);
+        QCOMPARE(MGDescriptors::removeAttribute(descriptor, MGPosixAcl::AccessAttribute), 0); // gone: done
         struct statx status;
         QCOMPARE(item->status(&status), 0);
         QVERIFY(S_ISREG(status.stx_mode) && status.stx_nlink == 1);
@@ -87,7 +108,7 @@ private slots:
         const MGResult<MGFileItem> item = MGFileItem::open("/proc/version", "Cannot read");
         QVERIFY(item);
         QByteArray value = "x";
-        QCOMPARE(MGDescriptors::attribute(item->descriptor(), MGPosixAcl::AccessAttribute, &value), 0);
+        QCOMPARE(MGDescriptors::attribute(item->handle(), MGPosixAcl::AccessAttribute, &value), 0);
         QVERIFY(value.isEmpty());
     }
 };
