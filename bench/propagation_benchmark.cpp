@@ -1,16 +1,19 @@
 // Times propagation of a folder's owner, group, permission bits and ACL to N files below
 // it, against chown -R + chmod -R + setfacl -R making the same change on an identical tree,
-// in the same run: wall-clock and CPU time, and the propagation's peak memory. Then the same
-// propagation with progress reports (as the service sends them) against one without, the
-// share of the walk spent reporting, and our system calls per file, counted with strace.
+// in the same run, twice: on trees just built with the caches dropped (cold), then with
+// other settings on the same trees (warm): wall-clock and CPU time, and the propagation's
+// peak memory. The propagation with progress reports (as the service sends them) is priced
+// against one without, the per-file CPU time set beside the floor program's (the least a
+// propagation must do per file), and our system calls per file counted with strace.
 //
-//   marrowgate-propagation-benchmark [N] [--keep]
-// Needs root (the trees change owner) and strace.
+//   marrowgate-propagation-benchmark [N] [--keep] [--no-trace]
+// Needs root (the trees change owner) and strace, unless --no-trace leaves the count out.
 #include "MGAclPropagator.h"
 #include "MGPosixAclStore.h"
 
 #include <QCoreApplication>
 #include <QDir>
+#include <QFileInfo>
 #include <QHash>
 #include <QProcess>
 #include <QTemporaryDir>
@@ -59,17 +62,13 @@ bool shell(const QString &command)
     return QProcess::execute(QStringLiteral("/bin/bash"), {QStringLiteral("-c"), command}) == 0;
 }
 
-double seconds(const std::function<bool()> &work, bool *ok)
-{
-    const auto start = std::chrono::steady_clock::now();
-    *ok = work();
-    return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
-}
-
-// The folder's own settings: owner root, group 1, rwxr-x---, nobody may read and pass on.
+// The folder's own settings: owner root, group 1, rwxr-x---, nobody may read and pass on;
+// and what the tools run to give everything below the same.
 const char *FolderSettings = "chown 0:1 %1 && chmod 750 %1 && setfacl -m u:nobody:r-x %1 && setfacl -d -m u:nobody:r-x %1";
+const char *ToolsSettings = "chown -R 0:1 %1 && chmod -R u=rwX,g=rX,o= %1 && setfacl -R -m u:nobody:rX,d:u:nobody:rX %1";
 // Other settings for a tree propagated once, so that every item is to change again.
 const char *OtherSettings = "chown 0:2 %1 && chmod 770 %1 && setfacl -m u:nobody:rwx %1 && setfacl -d -m u:nobody:rwx %1";
+const char *OtherToolsSettings = "chown -R 0:2 %1 && chmod -R u=rwX,g=rwX,o= %1 && setfacl -R -m u:nobody:rwX,d:u:nobody:rwX %1";
 
 // What one program run cost: wall-clock and CPU seconds, and its peak resident memory.
 struct Cost
@@ -143,6 +142,16 @@ bool propagate(const QString &root, bool withProgress)
 }
 }
 
+// What the comparison of two runs prints: wall-clock and CPU time and their ratios.
+void compare(const char *round, const Cost &ours, const Cost &tools)
+{
+    std::printf("%s\n", round);
+    std::printf("    marrowgate propagation:  %.3f s, CPU %.3f s, peak memory %ld KiB\n", ours.seconds, ours.cpu, ours.peakKiB);
+    std::printf("    chown + chmod + setfacl: %.3f s, CPU %.3f s\n", tools.seconds, tools.cpu);
+    std::printf("    speed-up:                %.2fx wall, %.2fx CPU (ours %.0f%% of theirs)\n", tools.seconds / ours.seconds,
+                tools.cpu / ours.cpu, 100.0 * ours.cpu / tools.cpu);
+}
+
 int main(int argc, char **argv)
 {
     QCoreApplication app(argc, argv);
@@ -150,66 +159,89 @@ int main(int argc, char **argv)
     if (args.value(0) == QLatin1String("--propagate-only"))
         return propagate(args.value(1), args.contains(QStringLiteral("--progress"))) ? 0 : 1;
     const bool keep = args.removeAll(QStringLiteral("--keep")) > 0;
+    const bool trace = args.removeAll(QStringLiteral("--no-trace")) == 0;
     const long files = args.isEmpty() ? 100000 : args.first().toLong();
     if (geteuid() != 0 || files <= 0) {
-        std::fprintf(stderr, "usage (as root): marrowgate-propagation-benchmark [N] [--keep]\n");
+        std::fprintf(stderr, "usage (as root): marrowgate-propagation-benchmark [N] [--keep] [--no-trace]\n");
         return 2;
     }
     QTemporaryDir dir(QDir::currentPath() + QStringLiteral("/propagation-benchmark-XXXXXX"));
     dir.setAutoRemove(!keep);
     const QString ours = dir.filePath(QStringLiteral("ours")), quiet = dir.filePath(QStringLiteral("quiet")),
                   tools = dir.filePath(QStringLiteral("tools")), traced = dir.filePath(QStringLiteral("traced"));
-    std::printf("building four trees of %ld files in %s\n", files, qPrintable(dir.path()));
+    QStringList trees{ours, quiet, tools};
+    if (trace)
+        trees << traced;
+    std::printf("building %lld trees of %ld files in %s\n", qint64(trees.size()), files, qPrintable(dir.path()));
     std::fflush(stdout);
-    for (const QString &root : {ours, quiet, tools, traced}) {
+    for (const QString &root : std::as_const(trees)) {
         if (!buildTree(root.toUtf8(), files) || !shell(QString::fromLatin1(FolderSettings).arg(root))) {
             std::fprintf(stderr, "cannot build %s\n", qPrintable(root));
             return 1;
         }
     }
-    shell(QStringLiteral("sync; echo 3 > /proc/sys/vm/drop_caches 2>/dev/null; true"));
+    const bool dropped = shell(QStringLiteral("sync && echo 3 > /proc/sys/vm/drop_caches"));
 
     // Each in a process of its own, so that its time, CPU and memory are its own.
     const QString self = app.applicationFilePath();
-    std::fflush(stdout);
-    const Cost oursCost = measure({self, QStringLiteral("--propagate-only"), ours, QStringLiteral("--progress")});
-    const Cost toolsCost = measure({QStringLiteral("/bin/bash"), QStringLiteral("-c"),
-                                    QStringLiteral("chown -R 0:1 %1 && chmod -R u=rwX,g=rX,o= %1 && "
-                                                   "setfacl -R -m u:nobody:rX,d:u:nobody:rX %1")
-                                        .arg(tools)});
-    const Cost quietCost = measure({self, QStringLiteral("--propagate-only"), quiet});
-    if (!oursCost.ok || !toolsCost.ok || !quietCost.ok)
-        return 1;
-
+    auto propagation = [&](const QString &root, bool reports) {
+        QStringList command{self, QStringLiteral("--propagate-only"), root};
+        if (reports)
+            command << QStringLiteral("--progress");
+        std::fflush(stdout);
+        return measure(command);
+    };
+    auto toolsRun = [&](const char *settings, const QString &root) {
+        return measure({QStringLiteral("/bin/bash"), QStringLiteral("-c"), QString::fromLatin1(settings).arg(root)});
+    };
     // Both ways must have made the same change to owners, groups and permission bits.
-    const bool agree = shell(QStringLiteral("diff -q <(cd %1 && find . -printf '%P %U:%G %m\\n' | sort) "
-                                            "<(cd %2 && find . -printf '%P %U:%G %m\\n' | sort) >/dev/null")
-                                 .arg(ours, tools));
+    auto agree = [&](const QString &a, const QString &b) {
+        return shell(QStringLiteral("diff -q <(cd %1 && find . -printf '%P %U:%G %m\\n' | sort) "
+                                    "<(cd %2 && find . -printf '%P %U:%G %m\\n' | sort) >/dev/null")
+                         .arg(a, b));
+    };
 
-    // Reports priced on the same two trees: a second round after both are given other
-    // settings, the tree that reported first now quiet and the other way round, so that
-    // neither the tree nor its place in the run favours one side.
-    for (const QString &root : {ours, quiet}) {
+    // Round 1, cold: every tree as built, nothing of it cached (where caches can be dropped).
+    const Cost oursCold = propagation(ours, true);
+    const Cost toolsCold = toolsRun(ToolsSettings, tools);
+    const Cost quietCold = propagation(quiet, false);
+    if (!oursCold.ok || !toolsCold.ok || !quietCold.ok)
+        return 1;
+    const bool agreeCold = agree(ours, tools);
+
+    // Round 2, warm: the same trees given other settings, each read into memory by round 1.
+    // The tree that reported first is now quiet and the other way round, so that neither
+    // the tree nor its place in the run favours reports or their absence.
+    for (const QString &root : {ours, quiet, tools}) {
         if (!shell(QString::fromLatin1(OtherSettings).arg(root)))
             return 1;
     }
-    const Cost oursQuiet = measure({self, QStringLiteral("--propagate-only"), ours});
-    const Cost quietReporting = measure({self, QStringLiteral("--propagate-only"), quiet, QStringLiteral("--progress")});
-    if (!oursQuiet.ok || !quietReporting.ok)
+    const Cost oursWarmQuiet = propagation(ours, false);
+    const Cost toolsWarm = toolsRun(OtherToolsSettings, tools);
+    const Cost quietWarmReporting = propagation(quiet, true);
+    if (!oursWarmQuiet.ok || !toolsWarm.ok || !quietWarmReporting.ok)
         return 1;
-    const double reportingSeconds = (oursCost.seconds + quietReporting.seconds) / 2;
-    const double quietSeconds = (quietCost.seconds + oursQuiet.seconds) / 2;
-    const double reportingCpu = (oursCost.cpu + quietReporting.cpu) / 2, quietCpu = (quietCost.cpu + oursQuiet.cpu) / 2;
+    const bool agreeWarm = agree(quiet, tools);
+    const double reportingSeconds = (oursCold.seconds + quietWarmReporting.seconds) / 2;
+    const double quietSeconds = (quietCold.seconds + oursWarmQuiet.seconds) / 2;
+    const double reportingCpu = (oursCold.cpu + quietWarmReporting.cpu) / 2, quietCpu = (quietCold.cpu + oursWarmQuiet.cpu) / 2;
+
+    // The floor program on a warm tree, each file to change: owner group 3.
+    QProcess floor;
+    floor.start(QFileInfo(self).dir().filePath(QStringLiteral("marrowgate-propagation-floor")), {ours, QStringLiteral("3")});
+    floor.waitForFinished(-1);
+    const QByteArray floorLine = floor.readAllStandardOutput().trimmed();
 
     // A full trace, counted line by line: strace's -c table leaves out system calls it has
     // no name for, such as setxattrat on older strace versions.
     const QString traceOut = dir.filePath(QStringLiteral("trace.txt"));
-    shell(QStringLiteral("strace -f -qq -o %1 %2 --propagate-only %3 --progress >/dev/null")
-              .arg(traceOut, app.applicationFilePath(), traced));
+    if (trace)
+        shell(QStringLiteral("strace -f -qq -o %1 %2 --propagate-only %3 --progress >/dev/null")
+                  .arg(traceOut, app.applicationFilePath(), traced));
     long calls = -1;
     QHash<QByteArray, long> byName;
     QFile file(traceOut);
-    if (file.open(QIODevice::ReadOnly)) {
+    if (trace && file.open(QIODevice::ReadOnly)) {
         calls = 0;
         while (!file.atEnd()) {
             const QByteArray line = file.readLine();
@@ -224,17 +256,17 @@ int main(int argc, char **argv)
     const long items = files + 1 + (files + FilesPerFolder - 1) / FilesPerFolder
         + (files + FilesPerFolder * FoldersPerFolder - 1) / (FilesPerFolder * FoldersPerFolder);
     std::printf("files:                     %ld (%ld items below the folder)\n", files, items - 1);
-    std::printf("marrowgate propagation:    %.3f s, CPU %.3f s, peak memory %ld KiB\n", oursCost.seconds, oursCost.cpu,
-                oursCost.peakKiB);
-    std::printf("chown + chmod + setfacl:   %.3f s, CPU %.3f s\n", toolsCost.seconds, toolsCost.cpu);
-    std::printf("speed-up:                  %.2fx (CPU time %.2fx)\n", toolsCost.seconds / oursCost.seconds,
-                toolsCost.cpu / oursCost.cpu);
+    compare(dropped ? "round 1, caches dropped (cold):" : "round 1, trees just built (caches could not be dropped):",
+            oursCold, toolsCold);
+    compare("round 2, other settings on the same trees (warm):", quietWarmReporting, toolsWarm);
+    std::printf("same owners, groups, bits: %s\n", agreeCold && agreeWarm ? "yes" : "NO");
+    std::printf("per file, warm:            ours %.2f us CPU; floor program: %s\n", quietWarmReporting.cpu / files * 1e6,
+                floorLine.isEmpty() ? "did not run" : floorLine.constData());
     std::printf("progress reports, 2 rounds: with %.3f s (CPU %.3f s), without %.3f s (CPU %.3f s): %+.1f%% wall, %+.1f%% CPU\n",
                 reportingSeconds, reportingCpu, quietSeconds, quietCpu, 100.0 * (reportingSeconds - quietSeconds) / quietSeconds,
                 100.0 * (reportingCpu - quietCpu) / quietCpu);
-    std::printf("    round 1: with %.3f s, without %.3f s; round 2 (trees swapped): with %.3f s, without %.3f s\n",
-                oursCost.seconds, quietCost.seconds, quietReporting.seconds, oursQuiet.seconds);
-    std::printf("same owners, groups, bits: %s\n", agree ? "yes" : "NO");
+    std::printf("    cold: with %.3f s, without %.3f s; warm (trees swapped): with %.3f s, without %.3f s\n", oursCold.seconds,
+                quietCold.seconds, quietWarmReporting.seconds, oursWarmQuiet.seconds);
     if (calls >= 0) {
         std::printf("system calls per file:     %.2f (%ld in all, start-up included)\n", double(calls) / files, calls);
         QList<std::pair<long, QByteArray>> top;
@@ -244,7 +276,7 @@ int main(int argc, char **argv)
         for (const auto &[count, name] : top.mid(0, 6))
             std::printf("    %-22s %ld\n", name.constData(), count);
     }
-    else
+    else if (trace)
         std::printf("system calls per file:     unknown (is strace installed?)\n");
     return 0;
 }
