@@ -2,9 +2,10 @@
 // it, against chown -R + chmod -R + setfacl -R making the same change on an identical tree,
 // in the same run, twice: on trees just built with the caches dropped (cold), then with
 // other settings on the same trees (warm): wall-clock and CPU time, and the propagation's
-// peak memory. The propagation with progress reports (as the service sends them) is priced
-// against one without, the per-file CPU time set beside the floor program's (the least a
-// propagation must do per file), and our system calls per file counted with strace.
+// peak memory. Progress reports (as the service sends them) are priced against none in two
+// warm rounds with the trees swapped, the per-file CPU time is set beside the floor
+// program's (the least a propagation must do per file), and our system calls per file are
+// counted with strace.
 //
 //   marrowgate-propagation-benchmark [N] [--keep] [--no-trace]
 // Needs root (the trees change owner) and strace, unless --no-trace leaves the count out.
@@ -202,29 +203,42 @@ int main(int argc, char **argv)
     };
 
     // Round 1, cold: every tree as built, nothing of it cached (where caches can be dropped).
+    // The propagation reports its progress, as the service's does.
     const Cost oursCold = propagation(ours, true);
     const Cost toolsCold = toolsRun(ToolsSettings, tools);
-    const Cost quietCold = propagation(quiet, false);
-    if (!oursCold.ok || !toolsCold.ok || !quietCold.ok)
+    if (!oursCold.ok || !toolsCold.ok)
         return 1;
     const bool agreeCold = agree(ours, tools);
 
-    // Round 2, warm: the same trees given other settings, each read into memory by round 1.
-    // The tree that reported first is now quiet and the other way round, so that neither
-    // the tree nor its place in the run favours reports or their absence.
+    // Round 2, warm: the trees given other settings, each read into memory by round 1 (the
+    // quiet tree by a first propagation of its own, untimed).
+    if (!propagation(quiet, false).ok)
+        return 1;
     for (const QString &root : {ours, quiet, tools}) {
         if (!shell(QString::fromLatin1(OtherSettings).arg(root)))
             return 1;
     }
-    const Cost oursWarmQuiet = propagation(ours, false);
+    const Cost oursWarm = propagation(ours, true);
     const Cost toolsWarm = toolsRun(OtherToolsSettings, tools);
-    const Cost quietWarmReporting = propagation(quiet, true);
-    if (!oursWarmQuiet.ok || !toolsWarm.ok || !quietWarmReporting.ok)
+    const Cost quietWarm = propagation(quiet, false);
+    if (!oursWarm.ok || !toolsWarm.ok || !quietWarm.ok)
         return 1;
-    const bool agreeWarm = agree(quiet, tools);
-    const double reportingSeconds = (oursCold.seconds + quietWarmReporting.seconds) / 2;
-    const double quietSeconds = (quietCold.seconds + oursWarmQuiet.seconds) / 2;
-    const double reportingCpu = (oursCold.cpu + quietWarmReporting.cpu) / 2, quietCpu = (quietCold.cpu + oursWarmQuiet.cpu) / 2;
+    const bool agreeWarm = agree(ours, tools);
+
+    // Reports priced warm, in two rounds: round 3 gives both trees their first settings
+    // again and swaps the roles, so that neither the tree nor its place in the run favours
+    // reports or their absence.
+    for (const QString &root : {ours, quiet}) {
+        if (!shell(QString::fromLatin1(FolderSettings).arg(root)))
+            return 1;
+    }
+    const Cost oursQuiet = propagation(ours, false);
+    const Cost quietReporting = propagation(quiet, true);
+    if (!oursQuiet.ok || !quietReporting.ok)
+        return 1;
+    const double reportingSeconds = (oursWarm.seconds + quietReporting.seconds) / 2;
+    const double quietSeconds = (quietWarm.seconds + oursQuiet.seconds) / 2;
+    const double reportingCpu = (oursWarm.cpu + quietReporting.cpu) / 2, quietCpu = (quietWarm.cpu + oursQuiet.cpu) / 2;
 
     // The floor program on a warm tree, each file to change: owner group 3.
     QProcess floor;
@@ -258,15 +272,15 @@ int main(int argc, char **argv)
     std::printf("files:                     %ld (%ld items below the folder)\n", files, items - 1);
     compare(dropped ? "round 1, caches dropped (cold):" : "round 1, trees just built (caches could not be dropped):",
             oursCold, toolsCold);
-    compare("round 2, other settings on the same trees (warm):", quietWarmReporting, toolsWarm);
+    compare("round 2, other settings on the same trees (warm):", oursWarm, toolsWarm);
     std::printf("same owners, groups, bits: %s\n", agreeCold && agreeWarm ? "yes" : "NO");
-    std::printf("per file, warm:            ours %.2f us CPU; floor program: %s\n", quietWarmReporting.cpu / files * 1e6,
+    std::printf("per file, warm:            ours %.2f us CPU; floor program: %s\n", oursWarm.cpu / files * 1e6,
                 floorLine.isEmpty() ? "did not run" : floorLine.constData());
-    std::printf("progress reports, 2 rounds: with %.3f s (CPU %.3f s), without %.3f s (CPU %.3f s): %+.1f%% wall, %+.1f%% CPU\n",
+    std::printf("progress reports, warm:    with %.3f s (CPU %.3f s), without %.3f s (CPU %.3f s): %+.1f%% wall, %+.1f%% CPU\n",
                 reportingSeconds, reportingCpu, quietSeconds, quietCpu, 100.0 * (reportingSeconds - quietSeconds) / quietSeconds,
                 100.0 * (reportingCpu - quietCpu) / quietCpu);
-    std::printf("    cold: with %.3f s, without %.3f s; warm (trees swapped): with %.3f s, without %.3f s\n", oursCold.seconds,
-                quietCold.seconds, quietWarmReporting.seconds, oursWarmQuiet.seconds);
+    std::printf("    round 2: with %.3f s, without %.3f s; round 3 (trees swapped): with %.3f s, without %.3f s\n",
+                oursWarm.seconds, quietWarm.seconds, quietReporting.seconds, oursQuiet.seconds);
     if (calls >= 0) {
         std::printf("system calls per file:     %.2f (%ld in all, start-up included)\n", double(calls) / files, calls);
         QList<std::pair<long, QByteArray>> top;
