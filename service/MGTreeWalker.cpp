@@ -33,6 +33,21 @@ bool isSpecialType(unsigned char type)
 {
     return type == DT_FIFO || type == DT_SOCK || type == DT_CHR || type == DT_BLK;
 }
+
+// Whether any mount of this process's namespace is unbindable ("unbindable" among the
+// optional fields of its line, before the " - ").
+bool anyUnbindableMount()
+{
+    QFile mounts(QStringLiteral("/proc/self/mountinfo"));
+    if (!mounts.open(QIODevice::ReadOnly))
+        return true;
+    for (const QByteArray &line : mounts.readAll().split('\n')) {
+        const QByteArray fields = line.left(line.indexOf(" - "));
+        if (fields.contains(" unbindable"))
+            return true;
+    }
+    return false;
+}
 }
 
 // A folder's descriptor, open while any of its subfolders still waits to be visited.
@@ -335,6 +350,10 @@ void MGTreeWalker::visitFolder(int fd, const QByteArray &path, FileBatch &batch,
 
 int MGTreeWalker::intoPrivateCopy(int rootFd)
 {
+    // A recursive copy leaves unbindable mounts out and would show what they cover, which
+    // the walk must leave alone as it leaves whatever is mounted.
+    if (anyUnbindableMount())
+        return rootFd;
     const int copy = open_tree(rootFd, "", OPEN_TREE_CLONE | OPEN_TREE_CLOEXEC | AT_RECURSIVE | AT_EMPTY_PATH);
     if (copy < 0)
         return rootFd; // the service of a user, who may not mount: O_PATH it is

@@ -194,6 +194,25 @@ private slots:
         QCOMPARE(inside, QStringLiteral("7:7"));
     }
 
+    void whatAMountPointCoversIsLeftAloneEvenWhenTheMountIsUnbindable()
+    {
+        REQUIRE_ROOT();
+        SharedTemporaryDir tmp;
+        const QString root = tmp.path("root");
+        QVERIFY(shOk(QStringLiteral("mkdir -p %1/mnt && touch %1/plain %1/mnt/covered && chown -R 7:7 %1 && chown 0:0 %1").arg(quoted(root))));
+        if (!shOk(QStringLiteral("mount -t tmpfs none %1/mnt && touch %1/mnt/inside && chown 7:7 %1/mnt/inside && "
+                                 "mount --make-unbindable %1/mnt")
+                      .arg(quoted(root))))
+            QSKIP("cannot mount here");
+        const MGResultError error = propagateOwnSettings(root);
+        const QString inside = lstatLine(root + "/mnt/inside");
+        shOk("umount " + quoted(root + "/mnt"));
+        QCOMPARE(error, MGResultError());
+        QCOMPARE(lstatLine(root + "/plain"), QStringLiteral("0:0"));
+        QCOMPARE(inside, QStringLiteral("7:7"));
+        QCOMPARE(lstatLine(root + "/mnt/covered"), QStringLiteral("7:7"));
+    }
+
     void onlyFoldersAndSingleNamedFilesAreChanged()
     {
         REQUIRE_ROOT();
