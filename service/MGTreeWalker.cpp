@@ -48,6 +48,18 @@ bool anyUnbindableMount()
     }
     return false;
 }
+
+// status[i] and errors[i] (0 or -errno) for each open descriptor of `fds`, one call each:
+// io_uring would run every request on a worker thread, which costs more than the call.
+void askStatus(const std::vector<int> &fds, std::vector<struct statx> &status, std::vector<int> &errors)
+{
+    status.assign(fds.size(), {});
+    errors.assign(fds.size(), 0);
+    for (size_t i = 0; i < fds.size(); ++i) {
+        if (fds[i] >= 0 && statx(fds[i], "", AT_EMPTY_PATH | AT_SYMLINK_NOFOLLOW, StatusMask, &status[i]) != 0)
+            errors[i] = -errno;
+    }
+}
 }
 
 // A folder's descriptor, open while any of its subfolders still waits to be visited.
@@ -112,17 +124,6 @@ public:
                 const int fd = openat(dirFd, items[first + i].name.constData(), pathOnly);
                 fds[i] = fd >= 0 ? fd : -errno;
             }
-        }
-    }
-
-    // status[i] and errors[i] (0 or -errno) for each open descriptor of `fds`.
-    static void status(const std::vector<int> &fds, std::vector<struct statx> &status, std::vector<int> &errors)
-    {
-        status.assign(fds.size(), {});
-        errors.assign(fds.size(), 0);
-        for (size_t i = 0; i < fds.size(); ++i) {
-            if (fds[i] >= 0 && statx(fds[i], "", AT_EMPTY_PATH | AT_SYMLINK_NOFOLLOW, StatusMask, &status[i]) != 0)
-                errors[i] = -errno;
         }
     }
 
@@ -309,7 +310,7 @@ void MGTreeWalker::visitFolder(int fd, const QByteArray &path, FileBatch &batch,
     for (qsizetype first = 0; first < files.size(); first += FileBatch::Depth) {
         const qsizetype count = std::min<qsizetype>(FileBatch::Depth, files.size() - first);
         batch.open(fd, files, first, count, m_opensFiles, fds, opened);
-        FileBatch::status(fds, status, errors);
+        askStatus(fds, status, errors);
         for (qsizetype i = 0; i < count; ++i) {
             const Item &item = files[first + i];
             const QByteArray shown = path + '/' + item.name;
