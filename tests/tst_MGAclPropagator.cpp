@@ -278,11 +278,13 @@ private slots:
         const auto lease = [] { return sh("grep -o 'LEASE *[A-Z]* *[A-Z]*' /proc/locks").simplified(); };
         QCOMPARE(lease(), QStringLiteral("LEASE ACTIVE WRITE"));
         QCOMPARE(propagateOwnSettings(root), MGResultError());
-        // Changed, while the lease is still being broken: the walk did not wait for the
-        // break time, after which it would have become a read lease.
+        // Changed, and the lease not yet given way: being broken by the walk's opening for
+        // reading, or untouched where the walk opens O_PATH only. Had the walk waited out
+        // the break time, the lease would have become an active read lease.
         QCOMPARE(statLine(root + "/leased").section(' ', 0, 0), QStringLiteral("0:1"));
         QVERIFY(sh("getfacl -c " + quoted(root + "/leased")).contains("user:bin:r-x"));
-        QCOMPARE(lease(), QStringLiteral("LEASE BREAKING READ"));
+        const QString after = lease();
+        QVERIFY2(after == "LEASE BREAKING READ" || after == "LEASE ACTIVE WRITE", qPrintable(after));
     }
 
     void aListPosixCannotHoldIsRefusedBeforeTheWalk()
