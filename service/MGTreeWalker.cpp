@@ -34,16 +34,43 @@ bool isSpecialType(unsigned char type)
     return type == DT_FIFO || type == DT_SOCK || type == DT_CHR || type == DT_BLK;
 }
 
-// Whether any mount of this process's namespace is unbindable ("unbindable" among the
-// optional fields of its line, before the " - ").
-bool anyUnbindableMount()
+// A mount point as /proc/self/mountinfo writes it, with its octal escapes (\040 for a
+// space, \012 for a newline, \134 for a backslash) undone.
+QByteArray unescapedMountPoint(const QByteArray &field)
 {
+    QByteArray path;
+    path.reserve(field.size());
+    for (qsizetype i = 0; i < field.size(); ++i) {
+        if (field[i] == '\\' && i + 3 < field.size()) {
+            bool ok = false;
+            const int byte = field.mid(i + 1, 3).toInt(&ok, 8);
+            if (ok) {
+                path += char(byte);
+                i += 3;
+                continue;
+            }
+        }
+        path += field[i];
+    }
+    return path;
+}
+
+// Whether anything is mounted below the folder open at `fd`, in this process's namespace:
+// mount points under the path the kernel gives the descriptor. Unknown counts as yes.
+bool anythingMountedBelow(int fd)
+{
+    char link[PATH_MAX + 1];
+    const ssize_t length = readlink(("/proc/self/fd/" + QByteArray::number(fd)).constData(), link, sizeof link - 1);
     QFile mounts(QStringLiteral("/proc/self/mountinfo"));
-    if (!mounts.open(QIODevice::ReadOnly))
+    if (length <= 0 || link[0] != '/' || !mounts.open(QIODevice::ReadOnly))
         return true;
+    QByteArray below(link, length);
+    if (!below.endsWith('/'))
+        below += '/';
     for (const QByteArray &line : mounts.readAll().split('\n')) {
-        const QByteArray fields = line.left(line.indexOf(" - "));
-        if (fields.contains(" unbindable"))
+        // "ID PARENT MAJOR:MINOR ROOT MOUNT-POINT ..."
+        const QList<QByteArray> fields = line.split(' ');
+        if (fields.size() > 4 && unescapedMountPoint(fields[4]).startsWith(below))
             return true;
     }
     return false;
@@ -158,7 +185,10 @@ private:
                 m_ready = false; // what was not submitted is done one by one below
             for (int done = 0; done < std::max(submitted, 0); ++done) {
                 io_uring_cqe *cqe = nullptr;
-                if (io_uring_wait_cqe(&m_ring, &cqe) != 0)
+                int waited;
+                while ((waited = io_uring_wait_cqe(&m_ring, &cqe)) == -EINTR) {
+                }
+                if (waited != 0)
                     break;
                 results[io_uring_cqe_get_data64(cqe)] = cqe->res;
                 io_uring_cqe_seen(&m_ring, cqe);
@@ -351,17 +381,20 @@ void MGTreeWalker::visitFolder(int fd, const QByteArray &path, FileBatch &batch,
 
 int MGTreeWalker::intoPrivateCopy(int rootFd)
 {
-    // A recursive copy leaves unbindable mounts out and would show what they cover, which
-    // the walk must leave alone as it leaves whatever is mounted.
-    if (anyUnbindableMount())
+    // The copy is of the folder's own mount alone: a copy of the mounts below would keep
+    // their file systems alive after they are unmounted (removable media would look safe to
+    // pull while still in use), and without them it would show what they cover, which the
+    // walk must leave alone as it leaves whatever is mounted. So with anything mounted
+    // below the folder, no copy.
+    if (anythingMountedBelow(rootFd))
         return rootFd;
-    const int copy = open_tree(rootFd, "", OPEN_TREE_CLONE | OPEN_TREE_CLOEXEC | AT_RECURSIVE | AT_EMPTY_PATH);
+    const int copy = open_tree(rootFd, "", OPEN_TREE_CLONE | OPEN_TREE_CLOEXEC | AT_EMPTY_PATH);
     if (copy < 0)
         return rootFd; // the service of a user, who may not mount: O_PATH it is
     mount_attr noDevices{};
     noDevices.attr_set = MOUNT_ATTR_NODEV;
     struct statx st;
-    const int fd = mount_setattr(copy, "", AT_EMPTY_PATH | AT_RECURSIVE, &noDevices, sizeof noDevices) == 0
+    const int fd = mount_setattr(copy, "", AT_EMPTY_PATH, &noDevices, sizeof noDevices) == 0
         ? openat(copy, ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC)
         : -1;
     // The copy stays mounted, unseen by anyone else, while a descriptor below it is open.

@@ -20,13 +20,13 @@
 // descriptor. So no path is ever looked up from the root, paths may be of any length, and
 // what the visitor sees is what it may change.
 //
-// Where the process may mount, the walk goes through a private copy of the folder's mounts
-// (a detached bind mount of it and every mount below, all made nodev). There a file the
-// listing called regular is opened for reading, O_NOFOLLOW | O_NONBLOCK | O_NOCTTY, and its
-// status asked through that descriptor decides what is done with it: whatever may have
-// taken its name since the listing, the opening starts no device (nodev refuses it), waits
-// for nothing and follows no link. Everything else, and every item where the process may
-// not mount, is opened O_PATH | O_NOFOLLOW, which opens nothing.
+// Where the process may mount and nothing is mounted below the folder, the walk goes
+// through a private copy of the folder's mount (a detached bind mount made nodev). There a
+// file the listing called regular is opened for reading, O_NOFOLLOW | O_NONBLOCK |
+// O_NOCTTY, and its status asked through that descriptor decides what is done with it:
+// whatever may have taken its name since the listing, the opening starts no device (nodev
+// refuses it), waits for nothing and follows no link. Everything else, and every item of
+// any other walk, is opened O_PATH | O_NOFOLLOW, which opens nothing.
 //
 // Never followed nor visited, and counted: symbolic links, anything on another file system
 // or behind a mount point (bind mounts of the same file system included), and items

@@ -4,6 +4,8 @@
 
 #include <QProcess>
 #include <QScopeGuard>
+#include <sys/mount.h>
+#include <unistd.h>
 
 #include <sys/stat.h>
 
@@ -283,8 +285,12 @@ private slots:
         // the break time, the lease would have become an active read lease.
         QCOMPARE(statLine(root + "/leased").section(' ', 0, 0), QStringLiteral("0:1"));
         QVERIFY(sh("getfacl -c " + quoted(root + "/leased")).contains("user:bin:r-x"));
-        const QString after = lease();
-        QVERIFY2(after == "LEASE BREAKING READ" || after == "LEASE ACTIVE WRITE", qPrintable(after));
+        // Where this process may copy a mount (nothing is mounted below the folder), the
+        // walk must have taken the way through descriptors open for reading.
+        const int copy = open_tree(AT_FDCWD, QFile::encodeName(root).constData(), OPEN_TREE_CLONE | OPEN_TREE_CLOEXEC);
+        if (copy >= 0)
+            close(copy);
+        QCOMPARE(lease(), copy >= 0 ? QStringLiteral("LEASE BREAKING READ") : QStringLiteral("LEASE ACTIVE WRITE"));
     }
 
     void aListPosixCannotHoldIsRefusedBeforeTheWalk()
