@@ -1,5 +1,7 @@
 #include "MGChangeBlockers.h"
 
+#include "MGItemPaths.h"
+
 #include "MGPosixLists.h"
 
 #include <QFile>
@@ -64,27 +66,9 @@ MGResultError checkPath(const QByteArray &path, const QString &failure, const QS
 
 QString mountPoint(quint64 mountId)
 {
-    QFile mounts(QStringLiteral("/proc/self/mountinfo"));
-    if (!mounts.open(QIODevice::ReadOnly))
-        return QString();
-    // "ID PARENT MAJOR:MINOR ROOT MOUNT-POINT ...", with spaces and the like as \ooo.
-    // Read whole: /proc files have no size, so QFile's end-of-file test cannot be used.
-    const QList<QByteArray> lines = mounts.readAll().split('\n');
-    for (const QByteArray &line : lines) {
-        const QList<QByteArray> fields = line.split(' ');
-        if (fields.size() < 5 || fields[0].toULongLong() != mountId)
-            continue;
-        QByteArray place;
-        const QByteArray &escaped = fields[4];
-        for (qsizetype i = 0; i < escaped.size(); ++i) {
-            if (escaped[i] == '\\' && i + 3 < escaped.size()) {
-                place += char(escaped.mid(i + 1, 3).toInt(nullptr, 8));
-                i += 3;
-            } else {
-                place += escaped[i];
-            }
-        }
-        return QFile::decodeName(place);
+    for (const MGItemPaths::MountPoint &point : MGItemPaths::mountPoints().value_or(QList<MGItemPaths::MountPoint>())) {
+        if (point.id == mountId)
+            return QFile::decodeName(point.path);
     }
     return QString();
 }

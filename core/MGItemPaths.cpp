@@ -1,5 +1,7 @@
 #include "MGItemPaths.h"
 
+#include "MGAclTextFormat.h"
+
 #include <QFile>
 #include <cerrno>
 #include <climits>
@@ -75,5 +77,21 @@ Resolution resolve(const QByteArray &path)
     }
     // A path written plainly names the item without a link.
     return {QByteArray(buffer), clean != QByteArray(buffer), true, 0};
+}
+
+std::optional<QList<MountPoint>> mountPoints()
+{
+    QFile mounts(QStringLiteral("/proc/self/mountinfo"));
+    if (!mounts.open(QIODevice::ReadOnly))
+        return std::nullopt;
+    // "ID PARENT MAJOR:MINOR ROOT MOUNT-POINT ...", with spaces and the like as \ooo. Read
+    // whole: /proc files have no size, so QFile's end-of-file test cannot be used.
+    QList<MountPoint> points;
+    for (const QByteArray &line : mounts.readAll().split('\n')) {
+        const QList<QByteArray> fields = line.split(' ');
+        if (fields.size() >= 5)
+            points << MountPoint{fields[0].toULongLong(), MGAclTextFormat::unescapePath(fields[4])};
+    }
+    return points;
 }
 }

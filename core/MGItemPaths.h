@@ -3,6 +3,7 @@
 #include <QByteArray>
 #include <QString>
 #include <QUrl>
+#include <optional>
 
 // An item's path as the file system knows it: bytes. Names need not be valid UTF-8, so a
 // path travels as bytes (percent-encoded inside a file URL) and becomes text only to be
@@ -35,4 +36,13 @@ struct Resolution
     int error = 0;
 };
 Resolution resolve(const QByteArray &path);
+
+// The mounts of this process's namespace, each with its id and its mount point (the escapes
+// of /proc/self/mountinfo undone); nothing when that cannot be read.
+struct MountPoint
+{
+    quint64 id = 0;
+    QByteArray path;
+};
+std::optional<QList<MountPoint>> mountPoints();
 }

@@ -190,20 +190,18 @@ QCborMap MGAclServiceDispatcher::handle(const QCborMap &request, const Caller &c
                     [&](const MGPropagationProgress &sofar) { progress(progressReport(id, sofar.toCbor())); },
                     ProgressInterval);
             error = propagator.run();
-            if (caller.record && !args.value(QString(Key::DryRun)).toBool()) {
-                const MGPropagationProgress done = propagator.summary();
+            MGPropagationProgress summary = propagator.summary();
+            if (caller.record && !args.value(QString(Key::DryRun)).toBool())
                 caller.record(QStringLiteral("propagate %1: %2 changed, %3 already right, %4 skipped, %5 failed, %6")
                                   .arg(itemText(*item))
-                                  .arg(done.changed)
-                                  .arg(done.alreadyRight)
-                                  .arg(done.skipped())
-                                  .arg(done.failed)
-                                  .arg(done.stopped ? QStringLiteral("stopped") : error ? QStringLiteral("ended by an error")
-                                                                                       : QStringLiteral("finished")));
-            }
+                                  .arg(summary.changed)
+                                  .arg(summary.alreadyRight)
+                                  .arg(summary.skipped())
+                                  .arg(summary.failed)
+                                  .arg(summary.stopped ? QStringLiteral("stopped") : error ? QStringLiteral("ended by an error")
+                                                                                          : QStringLiteral("finished")));
             // The whole summary, before the reply: what was done, whatever the outcome.
             if (progress) {
-                MGPropagationProgress summary = propagator.summary();
                 summary.finished = true;
                 progress(progressReport(id, summary.toCbor()));
             }

@@ -20,18 +20,13 @@ namespace {
 std::atomic<bool> useNewerCalls = true;
 std::atomic<bool> haveFchmodat2 = true;
 
-QByteArray procPath(int fd)
-{
-    return "/proc/self/fd/" + QByteArray::number(fd);
-}
-
 // One of the attribute calls, on an open descriptor or else on the O_PATH one's /proc name.
 template <typename OnDescriptor, typename OnPath>
 auto attributeCall(MGDescriptor item, OnDescriptor onDescriptor, OnPath onPath)
 {
     if (item.open)
         return onDescriptor(item.fd);
-    const QByteArray proc = procPath(item.fd);
+    const QByteArray proc = MGDescriptors::procPath(item.fd);
     return onPath(proc.constData());
 }
 
@@ -100,6 +95,11 @@ MGError MGFileItem::error(int errnoValue, const QString &what) const
 }
 
 namespace MGDescriptors {
+
+QByteArray procPath(int fd)
+{
+    return "/proc/self/fd/" + QByteArray::number(fd);
+}
 
 int attribute(MGDescriptor item, const char *name, QByteArray *value)
 {

@@ -64,6 +64,9 @@ private:
 // descriptor's attributes are reached by leads to its inode and nothing else. Each answers
 // 0 or an errno.
 namespace MGDescriptors {
+// The /proc/self/fd name of a descriptor, which leads to its inode (or, read as a link,
+// gives the path the kernel knows it by).
+QByteArray procPath(int fd);
 // The value of an extended attribute; an empty value when the item has none or its file
 // system keeps none.
 int attribute(MGDescriptor item, const char *name, QByteArray *value);

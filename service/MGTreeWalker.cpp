@@ -1,5 +1,7 @@
 #include "MGTreeWalker.h"
 
+#include "MGItemPaths.h"
+
 #include <QFile>
 #include <algorithm>
 #include <cerrno>
@@ -34,43 +36,20 @@ bool isSpecialType(unsigned char type)
     return type == DT_FIFO || type == DT_SOCK || type == DT_CHR || type == DT_BLK;
 }
 
-// A mount point as /proc/self/mountinfo writes it, with its octal escapes (\040 for a
-// space, \012 for a newline, \134 for a backslash) undone.
-QByteArray unescapedMountPoint(const QByteArray &field)
-{
-    QByteArray path;
-    path.reserve(field.size());
-    for (qsizetype i = 0; i < field.size(); ++i) {
-        if (field[i] == '\\' && i + 3 < field.size()) {
-            bool ok = false;
-            const int byte = field.mid(i + 1, 3).toInt(&ok, 8);
-            if (ok) {
-                path += char(byte);
-                i += 3;
-                continue;
-            }
-        }
-        path += field[i];
-    }
-    return path;
-}
-
 // Whether anything is mounted below the folder open at `fd`, in this process's namespace:
 // mount points under the path the kernel gives the descriptor. Unknown counts as yes.
 bool anythingMountedBelow(int fd)
 {
     char link[PATH_MAX + 1];
-    const ssize_t length = readlink(("/proc/self/fd/" + QByteArray::number(fd)).constData(), link, sizeof link - 1);
-    QFile mounts(QStringLiteral("/proc/self/mountinfo"));
-    if (length <= 0 || link[0] != '/' || !mounts.open(QIODevice::ReadOnly))
+    const ssize_t length = readlink(MGDescriptors::procPath(fd).constData(), link, sizeof link - 1);
+    const std::optional<QList<MGItemPaths::MountPoint>> points = MGItemPaths::mountPoints();
+    if (length <= 0 || link[0] != '/' || !points)
         return true;
     QByteArray below(link, length);
     if (!below.endsWith('/'))
         below += '/';
-    for (const QByteArray &line : mounts.readAll().split('\n')) {
-        // "ID PARENT MAJOR:MINOR ROOT MOUNT-POINT ..."
-        const QList<QByteArray> fields = line.split(' ');
-        if (fields.size() > 4 && unescapedMountPoint(fields[4]).startsWith(below))
+    for (const MGItemPaths::MountPoint &point : *points) {
+        if (point.path.startsWith(below))
             return true;
     }
     return false;
