@@ -30,10 +30,11 @@
 extern char **environ;
 
 namespace {
-constexpr int FilesPerFolder = 100;
+int FilesPerFolder = 100; // --files-per-folder
 constexpr int FoldersPerFolder = 30;
 
-// N files in folders of 100, the folders 30 to a parent; every seventh file executable.
+// N files in folders of 100 (or as many as asked), the folders 30 to a parent; every
+// seventh file executable.
 bool buildTree(const QByteArray &root, long files)
 {
     if (mkdir(root.constData(), 0755) != 0)
@@ -161,9 +162,14 @@ int main(int argc, char **argv)
         return propagate(args.value(1), args.contains(QStringLiteral("--progress"))) ? 0 : 1;
     const bool keep = args.removeAll(QStringLiteral("--keep")) > 0;
     const bool trace = args.removeAll(QStringLiteral("--no-trace")) == 0;
+    if (const qsizetype option = args.indexOf(QStringLiteral("--files-per-folder")); option >= 0) {
+        FilesPerFolder = args.value(option + 1).toInt();
+        args.remove(option, std::min<qsizetype>(2, args.size() - option));
+    }
     const long files = args.isEmpty() ? 100000 : args.first().toLong();
-    if (geteuid() != 0 || files <= 0) {
-        std::fprintf(stderr, "usage (as root): marrowgate-propagation-benchmark [N] [--keep] [--no-trace]\n");
+    if (geteuid() != 0 || files <= 0 || FilesPerFolder <= 0) {
+        std::fprintf(stderr, "usage (as root): marrowgate-propagation-benchmark [N] [--keep] [--no-trace] "
+                             "[--files-per-folder K]\n");
         return 2;
     }
     QTemporaryDir dir(QDir::currentPath() + QStringLiteral("/propagation-benchmark-XXXXXX"));

@@ -53,13 +53,15 @@ MGSystemBusServiceConnection::~MGSystemBusServiceConnection()
 void MGSystemBusServiceConnection::progressArrived(const QByteArray &report)
 {
     const QCborMap map = QCborValue::fromCbor(report).toMap();
-    const QCborValue id = map.value(QStringLiteral("id"));
+    const std::optional<qint64> id = MGAclProtocol::requestNumber(map.value(QStringLiteral("id")));
+    if (!id)
+        return;
     ProgressHandler handler;
     {
         QMutexLocker locker(&m_lock);
-        handler = m_progress.value(quint64(id.toInteger()));
+        handler = m_progress.value(quint64(*id));
     }
-    if (id.isInteger() && handler)
+    if (handler)
         handler(map);
 }
 

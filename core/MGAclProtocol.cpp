@@ -200,6 +200,13 @@ QCborMap request(quint64 id, MGAclRemoteMethod method, const QString &locale, co
 }
 
 namespace MGAclProtocol {
+std::optional<qint64> requestNumber(const QCborValue &id)
+{
+    if (!id.isInteger() || id.toInteger() < 0)
+        return std::nullopt;
+    return id.toInteger();
+}
+
 Header peek(const QByteArray &request)
 {
     Header header;
@@ -215,7 +222,8 @@ Header peek(const QByteArray &request)
             break;
         }
         if (key == QLatin1String("id") && reader.isUnsignedInteger()) {
-            header.id = qint64(reader.toUnsignedInteger());
+            const quint64 id = reader.toUnsignedInteger();
+            header.id = id <= quint64(std::numeric_limits<qint64>::max()) ? qint64(id) : -1;
             reader.next();
         } else if (key == QLatin1String("method") && reader.isString()) {
             QString selector;

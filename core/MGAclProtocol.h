@@ -101,4 +101,7 @@ struct Header
     std::optional<MGAclRemoteMethod> method;
 };
 Header peek(const QByteArray &request);
+// A request or reply number: a whole number of at least 0, never another kind of number
+// converted (a double such as 1e30 or NaN has no integer value).
+std::optional<qint64> requestNumber(const QCborValue &id);
 }

@@ -5,6 +5,7 @@
 #include <QLocale>
 #include <QMutex>
 #include <QTranslator>
+#include <memory>
 
 namespace {
 QMutex translatorLock;
@@ -20,21 +21,22 @@ struct ThreadTranslation
 thread_local ThreadTranslation threadTranslation;
 
 // One translator per language, loaded on first use and kept for the process's life, so a
-// thread may use one without a lock.
+// thread may use one without a lock. Kept by the locale a name stands for, not by the name a
+// caller sent: a caller making up names cannot make the cache grow.
 const QTranslator *translatorFor(const QString &localeName)
 {
     static QMutex lock;
-    static QHash<QString, QTranslator *> loaded;
+    static QHash<QString, std::shared_ptr<QTranslator>> loaded;
+    const QLocale locale(localeName);
     QMutexLocker locker(&lock);
-    const auto it = loaded.constFind(localeName);
+    const auto it = loaded.constFind(locale.name());
     if (it != loaded.constEnd())
-        return *it;
-    auto translator = std::make_unique<QTranslator>();
-    QTranslator *kept = nullptr;
-    if (translator->load(QLocale(localeName), QStringLiteral("marrowgate"), QStringLiteral("_"), QStringLiteral(":/i18n")))
-        kept = translator.release();
-    loaded.insert(localeName, kept);
-    return kept;
+        return it->get();
+    auto translator = std::make_shared<QTranslator>();
+    if (!translator->load(locale, QStringLiteral("marrowgate"), QStringLiteral("_"), QStringLiteral(":/i18n")))
+        translator.reset();
+    loaded.insert(locale.name(), translator);
+    return translator.get();
 }
 
 QString translated(const QString &table, const QString &key)

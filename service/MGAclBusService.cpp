@@ -3,6 +3,7 @@
 #include "MGAclProtocol.h"
 #include "MGAclServiceDispatcher.h"
 #include "MGPolkit.h"
+#include "MGRequestOutline.h"
 
 #include <QCborValue>
 #include <QCoreApplication>
@@ -10,6 +11,7 @@
 #include <QDBusConnectionInterface>
 #include <QFile>
 #include <cerrno>
+#include <malloc.h>
 
 MGAclBusService::MGAclBusService(int idleSeconds, QObject *parent) : QObject(parent)
 {
@@ -74,7 +76,7 @@ QByteArray MGAclBusService::Call(const QByteArray &request)
     if (refused) {
         // Answered at once and not kept: a caller cannot make the service hold more.
         const QCborMap reply = MGAclServiceDispatcher::errorReply(
-            QCborValue::fromCbor(request).toMap().value(QStringLiteral("id")),
+            header.id >= 0 ? QCborValue(header.id) : QCborValue(),
             MGError::posixError(EBUSY, QStringLiteral("The privileged ACL service is busy with earlier requests of this "
                                                       "program; try again when they are done.")));
         QDBusConnection::systemBus().send(message.createReply(QVariant(reply.toCborValue().toCbor())));
@@ -111,6 +113,10 @@ void MGAclBusService::serve(const QString &caller)
             m_bytes -= next.payload.size();
         }
         QDBusConnection::systemBus().send(next.reply);
+        next = Request();
+        // What the request was decoded into goes back to the system, not to this thread's
+        // heap, where it would stay after a flood of large requests.
+        malloc_trim(0);
         QMetaObject::invokeMethod(this, &MGAclBusService::finished, Qt::QueuedConnection);
     }
 }
@@ -148,49 +154,57 @@ bool MGAclBusService::serveStop(const QString &caller, const QDBusMessage &messa
 
 QByteArray MGAclBusService::answer(const QString &caller, const QByteArray &request)
 {
-    QCborParserError parseError;
-    const QCborValue value = QCborValue::fromCbor(request, &parseError);
-    const QCborMap map = value.toMap();
-    const QCborValue id = map.value(QStringLiteral("id"));
-    QCborMap reply;
-    const auto method = MGAclProtocol::methodForSelector(map.value(QStringLiteral("method")).toString());
-    if (parseError.error != QCborError::NoError || !value.isMap()) {
-        reply = MGAclServiceDispatcher::malformedReply(QStringLiteral("the request is not a CBOR map"));
-    } else if (const std::optional<QCborMap> refused = MGAclServiceDispatcher::refusal(map)) {
-        // Malformed: refused before polkit is asked, and not recorded as an authorisation.
-        reply = *refused;
-    } else {
-        // The caller is who sent the message on the bus; a polkit failure of any kind denies.
-        const QString action = MGPolkit::actionForRight(QString::fromLatin1(MGAclProtocol::right(*method)));
-        const MGResult<MGPolkit::Answer> answer =
-            MGPolkit::checkAuthorization(QDBusConnection::systemBus(), caller, action, false);
-        // Progress goes to the caller alone.
-        const auto progress = [caller](const QCborMap &report) {
-            QDBusMessage signal = QDBusMessage::createTargetedSignal(
-                caller, QString::fromLatin1(MGAclProtocol::ObjectPath), QString::fromLatin1(MGAclProtocol::Interface),
-                QStringLiteral("Progress"));
-            signal << report.toCborValue().toCbor();
-            QDBusConnection::systemBus().send(signal);
-        };
-        // Who asked, as the bus knows them, heads each record of what was done for them.
-        const QDBusConnectionInterface *bus = QDBusConnection::systemBus().interface();
-        const QString who = QStringLiteral("caller uid %1 pid %2, action %3")
-                                .arg(bus->serviceUid(caller).value())
-                                .arg(bus->servicePid(caller).value())
-                                .arg(action);
-        const auto record = [this, who](const QString &what) { m_log.record(QStringLiteral("%1: %2").arg(who, what)); };
-        if (answer && answer->authorized) {
-            reply = MGAclServiceDispatcher::handle(map, {caller, &m_registry, progress, record});
-        } else {
-            const QByteArray path = map.value(QStringLiteral("args")).toMap().value(QString(MGAclProtocol::Key::Path)).toByteArray();
-            record(QStringLiteral("refused %1%2").arg(QString::fromLatin1(MGAclProtocol::selector(*method)),
-                                                      path.isEmpty() ? QString()
-                                                                     : QStringLiteral(" for %1").arg(MGAuditLog::quoted(path))));
-            reply = MGAclServiceDispatcher::errorReply(
-                id, MGError::posixError(EACCES, QStringLiteral("The privileged ACL service refused the request: "
-                                                               "the caller is not authorised for %1.")
-                                                    .arg(action)));
-        }
+    // Who asked, as the bus knows them, heads each record of what was done for them.
+    const QDBusConnectionInterface *bus = QDBusConnection::systemBus().interface();
+    const MGAclProtocol::Header header = MGAclProtocol::peek(request);
+    const QString action =
+        header.method ? MGPolkit::actionForRight(QString::fromLatin1(MGAclProtocol::right(*header.method))) : QStringLiteral("none");
+    const QString who = QStringLiteral("caller uid %1 pid %2, action %3")
+                            .arg(bus->serviceUid(caller).value())
+                            .arg(bus->servicePid(caller).value())
+                            .arg(action);
+    const auto record = [this, who](const MGAuditRecord &what) { m_log.record(who, what); };
+    // The request is checked in full before polkit is asked, reading one entry at a time:
+    // what a caller sends who is then refused is never held decoded.
+    QString why;
+    const std::optional<QCborMap> outline = MGRequestOutline::of(request, &why);
+    std::optional<QCborMap> refused;
+    if (!outline)
+        refused = MGAclServiceDispatcher::malformedReply(why, header.id >= 0 ? QCborValue(header.id) : QCborValue());
+    else
+        refused = MGAclServiceDispatcher::refusal(*outline);
+    const QByteArray path =
+        outline ? outline->value(QStringLiteral("args")).toMap().value(QString(MGAclProtocol::Key::Path)).toByteArray() : QByteArray();
+    if (refused) {
+        QString problem;
+        const std::optional<MGError> error = MGError::fromCbor(refused->value(QStringLiteral("error")), &problem);
+        record({QStringLiteral("malformed request"), path, QString(), QByteArray(), QByteArray(),
+                error ? error->localizedDescription() : problem});
+        return refused->toCborValue().toCbor();
     }
-    return reply.toCborValue().toCbor();
+    // The caller is who sent the message on the bus; a polkit failure of any kind denies.
+    const MGResult<MGPolkit::Answer> answer = MGPolkit::checkAuthorization(QDBusConnection::systemBus(), caller, action, false);
+    if (!answer || !answer->authorized) {
+        record({QStringLiteral("refused %1%2").arg(QString::fromLatin1(MGAclProtocol::selector(*header.method)),
+                                                   path.isNull() ? QString() : QStringLiteral(" for")),
+                path, QString(), QByteArray(), QByteArray(), QString()});
+        return MGAclServiceDispatcher::errorReply(
+                   outline->value(QStringLiteral("id")),
+                   MGError::posixError(EACCES, QStringLiteral("The privileged ACL service refused the request: "
+                                                              "the caller is not authorised for %1.")
+                                                   .arg(action)))
+            .toCborValue()
+            .toCbor();
+    }
+    // Progress goes to the caller alone.
+    const auto progress = [caller](const QCborMap &report) {
+        QDBusMessage signal = QDBusMessage::createTargetedSignal(caller, QString::fromLatin1(MGAclProtocol::ObjectPath),
+                                                                 QString::fromLatin1(MGAclProtocol::Interface),
+                                                                 QStringLiteral("Progress"));
+        signal << report.toCborValue().toCbor();
+        QDBusConnection::systemBus().send(signal);
+    };
+    return MGAclServiceDispatcher::handle(QCborValue::fromCbor(request).toMap(), {caller, &m_registry, progress, record})
+        .toCborValue()
+        .toCbor();
 }

@@ -58,6 +58,7 @@ private:
     MGResultError prepare(mode_t folderMode);
     void folder(int fd, const struct statx &status, const QByteArray &path) override;
     void item(MGDescriptor file, const struct statx &status, const QByteArray &path) override;
+    bool changesItems() const override { return !m_dryRun; }
     // Whether the item already has the template's owner, group and ACLs; an errno when
     // its ACL cannot be read.
     int isRight(MGDescriptor item, const struct statx &status, const Template &wanted, bool folder, bool *right) const;

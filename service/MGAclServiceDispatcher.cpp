@@ -34,17 +34,13 @@ QUuid uuidArgument(const QCborMap &args)
     return QUuid(args.value(QString(Key::Identity)).toString());
 }
 
-// The item as records name it: its path, and what it was when the request resolved it.
+// What the item was when the request resolved it, as records name it beside its path.
 QString itemText(const MGFileItem &item)
 {
     struct statx status = {};
     if (item.status(&status) != 0)
-        return MGAuditLog::quoted(item.path());
-    return QStringLiteral("%1 (device %2:%3, inode %4)")
-        .arg(MGAuditLog::quoted(item.path()))
-        .arg(status.stx_dev_major)
-        .arg(status.stx_dev_minor)
-        .arg(status.stx_ino);
+        return QString();
+    return QStringLiteral("device %1:%2, inode %3").arg(status.stx_dev_major).arg(status.stx_dev_minor).arg(status.stx_ino);
 }
 
 const QString &failureFor(MGAclRemoteMethod method)
@@ -88,7 +84,7 @@ bool MGAclServiceDispatcher::isStop(const QCborMap &request)
 std::optional<QCborMap> MGAclServiceDispatcher::refusal(const QCborMap &request)
 {
     const QCborValue id = request.value(QStringLiteral("id"));
-    if (!id.isInteger() || id.toInteger() < 0)
+    if (!MGAclProtocol::requestNumber(id))
         return malformedReply(QStringLiteral("no request number"));
     QString why;
     MGCborReader read(&why);
@@ -109,6 +105,32 @@ QCborMap MGAclServiceDispatcher::handle(const QCborMap &request, const Caller &c
 {
     if (const std::optional<QCborMap> refused = refusal(request))
         return *refused;
+    // A request that may change something is on record whatever came of it: what it asked
+    // for here, what came of it as far as it got.
+    std::optional<MGAuditRecord> record;
+    const auto method = MGAclProtocol::methodForSelector(request.value(QStringLiteral("method")).toString());
+    const QCborMap args = request.value(QStringLiteral("args")).toMap();
+    if (caller.record && (*method == MGAclRemoteMethod::SetEntries || *method == MGAclRemoteMethod::PropagateEntries)) {
+        record = MGAuditRecord();
+        record->what = *method == MGAclRemoteMethod::SetEntries ? QStringLiteral("set")
+            : args.value(QString(Key::DryRun)).toBool()          ? QStringLiteral("propagate (dry run)")
+                                                                 : QStringLiteral("propagate");
+        record->path = args.value(QString(Key::Path)).toByteArray();
+    }
+    const QCborMap reply = answer(request, caller, caller.record ? &record : nullptr);
+    if (record) {
+        if (record->outcome.isEmpty() && reply.contains(QStringLiteral("error"))) {
+            QString why;
+            const std::optional<MGError> error = MGError::fromCbor(reply.value(QStringLiteral("error")), &why);
+            record->outcome = QStringLiteral("nothing changed: %1").arg(error ? error->localizedDescription() : why);
+        }
+        caller.record(*record);
+    }
+    return reply;
+}
+
+QCborMap MGAclServiceDispatcher::answer(const QCborMap &request, const Caller &caller, std::optional<MGAuditRecord> *record)
+{
     const ProgressSink &progress = caller.progress;
     const QCborValue id = request.value(QStringLiteral("id"));
     const auto method = MGAclProtocol::methodForSelector(request.value(QStringLiteral("method")).toString());
@@ -121,7 +143,13 @@ QCborMap MGAclServiceDispatcher::handle(const QCborMap &request, const Caller &c
     if (*method == MGAclRemoteMethod::StopPropagation) {
         // Only the caller's own walk, by its request number.
         const qint64 number = args.value(QString(Key::Request)).toInteger();
-        if (!caller.registry || !caller.registry->stop(caller.name, number))
+        const bool stopped = caller.registry && caller.registry->stop(caller.name, number);
+        if (record) {
+            *record = MGAuditRecord();
+            (*record)->what = QStringLiteral("stop propagation %1").arg(number);
+            (*record)->outcome = stopped ? QStringLiteral("stopping") : QStringLiteral("no such propagation is running");
+        }
+        if (!stopped)
             return errorReply(id, MGError::posixError(ESRCH, QStringLiteral("%1: this program has no propagation %2 "
                                                                             "running.")
                                                                  .arg(MGAclProtocol::description(*method))
@@ -165,19 +193,23 @@ QCborMap MGAclServiceDispatcher::handle(const QCborMap &request, const Caller &c
             return malformedReply(why, id);
         MGResultError error;
         if (*method == MGAclRemoteMethod::SetEntries) {
-            const MGResult<MGPosixItemState> before = caller.record ? MGPosixAclStore::readState(*item)
-                                                                     : MGResult<MGPosixItemState>(MGPosixItemState());
+            const MGResult<MGPosixItemState> before = record ? MGPosixAclStore::readState(*item)
+                                                             : MGResult<MGPosixItemState>(MGPosixItemState());
             error = MGPosixAclStore::write(*item, *list, expected);
             // A write that failed part way may have changed something: what is there is said.
-            if (caller.record) {
+            if (record) {
                 const MGResult<MGPosixItemState> after = MGPosixAclStore::readState(*item);
                 const QByteArray was = before ? MGAclTextFormat::oneLine(*before) : QByteArray("(unread)");
                 const QByteArray now = after ? MGAclTextFormat::oneLine(*after) : QByteArray("(unread)");
-                if (was != now)
-                    caller.record(QStringLiteral("set %1: %2 -> %3%4")
-                                      .arg(itemText(*item), QString::fromUtf8(was), QString::fromUtf8(now),
-                                           error ? QStringLiteral(" (then failed: %1)").arg(error->localizedDescription())
-                                                 : QString()));
+                (*record)->item = itemText(*item);
+                if (was != now) {
+                    (*record)->before = was;
+                    (*record)->after = now;
+                    if (error)
+                        (*record)->outcome = QStringLiteral("then failed: %1").arg(error->localizedDescription());
+                } else if (!error) {
+                    (*record)->outcome = QStringLiteral("nothing to change");
+                } // a failure that changed nothing is said as any other
             }
         } else {
             const MGPropagationRegistry::Registration running(caller.registry, caller.name, id.toInteger());
@@ -191,15 +223,18 @@ QCborMap MGAclServiceDispatcher::handle(const QCborMap &request, const Caller &c
                     ProgressInterval);
             error = propagator.run();
             MGPropagationProgress summary = propagator.summary();
-            if (caller.record && !args.value(QString(Key::DryRun)).toBool())
-                caller.record(QStringLiteral("propagate %1: %2 changed, %3 already right, %4 skipped, %5 failed, %6")
-                                  .arg(itemText(*item))
-                                  .arg(summary.changed)
-                                  .arg(summary.alreadyRight)
-                                  .arg(summary.skipped())
-                                  .arg(summary.failed)
-                                  .arg(summary.stopped ? QStringLiteral("stopped") : error ? QStringLiteral("ended by an error")
-                                                                                          : QStringLiteral("finished")));
+            if (record) {
+                (*record)->item = itemText(*item);
+                (*record)->outcome = QStringLiteral("%1 %2, %3 already right, %4 skipped, %5 failed, %6")
+                                         .arg(summary.changed)
+                                         .arg(summary.dryRun ? QStringLiteral("would change") : QStringLiteral("changed"))
+                                         .arg(summary.alreadyRight)
+                                         .arg(summary.skipped())
+                                         .arg(summary.failed)
+                                         .arg(summary.stopped ? QStringLiteral("stopped")
+                                                  : error     ? QStringLiteral("ended by an error: %1").arg(error->localizedDescription())
+                                                              : QStringLiteral("finished"));
+            }
             // The whole summary, before the reply: what was done, whatever the outcome.
             if (progress) {
                 summary.finished = true;

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "MGAclProtocol.h"
+#include "MGAuditLog.h"
 #include "MGError.h"
 #include "MGPropagationRegistry.h"
 
@@ -25,9 +26,10 @@ public:
         QString name; // the bus name, or the one client of a child service
         MGPropagationRegistry *registry = nullptr;
         ProgressSink progress;
-        // Takes a record of each change made (the privileged service keeps them); none for
-        // reads, and none when empty.
-        std::function<void(const QString &what)> record;
+        // Takes a record of every request that may change something (the privileged
+        // service keeps them): saves, propagations and dry runs, stops, whether they
+        // changed anything or not; none for reads, and none when empty.
+        std::function<void(const MGAuditRecord &record)> record;
     };
 
     static QCborMap handle(const QCborMap &request, const Caller &caller);
@@ -41,4 +43,10 @@ public:
     // The reply to a frame that could not be read as a request at all.
     static QCborMap malformedReply(const QString &why, const QCborValue &id = QCborValue());
     static QCborMap errorReply(const QCborValue &id, const MGError &error);
+
+private:
+    // The answer to a well-formed request; for a caller that keeps records, what was done is
+    // put in `record` (already naming what was asked, for a save or a propagation) where the
+    // request got that far.
+    static QCborMap answer(const QCborMap &request, const Caller &caller, std::optional<MGAuditRecord> *record);
 };

@@ -1,6 +1,9 @@
 #include "MGFileItem.h"
 
+#include "MGNameWatch.h"
+
 #include <QFile>
+#include <QScopeGuard>
 #include <atomic>
 #include <cerrno>
 #include <linux/openat2.h>
@@ -43,12 +46,7 @@ MGResult<MGFileItem> MGFileItem::open(const QByteArray &path, const QString &fai
     const QString shown = QFile::decodeName(path);
     if (!path.startsWith('/') || path.contains('\0'))
         return MGError::posixError(EINVAL, QStringLiteral("%1 \u201c%2\u201d: the path is not absolute").arg(failure, shown));
-    open_how how{};
-    how.flags = O_PATH | O_CLOEXEC;
-    // No link is followed, in any part of the path: a link swapped in for the item or
-    // for a folder on its way is refused, not taken to wherever it points.
-    how.resolve = RESOLVE_NO_SYMLINKS | RESOLVE_NO_MAGICLINKS;
-    const int fd = int(syscall(SYS_openat2, AT_FDCWD, path.constData(), &how, sizeof how));
+    const int fd = openPath(path, O_PATH | O_CLOEXEC);
     if (fd < 0) {
         if (errno == ELOOP)
             return MGError::posixError(
@@ -58,6 +56,66 @@ MGResult<MGFileItem> MGFileItem::open(const QByteArray &path, const QString &fai
         return MGError::posixError(errno, failure, shown);
     }
     return MGFileItem(fd, path);
+}
+
+int MGFileItem::openPath(const QByteArray &path, int flags)
+{
+    open_how how{};
+    how.flags = quint64(flags);
+    // No link is followed, in any part of the path: a link swapped in for the item or
+    // for a folder on its way is refused, not taken to wherever it points.
+    how.resolve = RESOLVE_NO_SYMLINKS | RESOLVE_NO_MAGICLINKS;
+    return int(syscall(SYS_openat2, AT_FDCWD, path.constData(), &how, sizeof how));
+}
+
+bool MGFileItem::changesOthersFiles()
+{
+    return geteuid() == 0;
+}
+
+MGError MGFileItem::severalNames(quint32 names, const QString &failure) const
+{
+    return MGError::posixError(EMLINK, QStringLiteral("%1 “%2”: the file has %3 names (hard links), and a change "
+                                                      "made as an administrator through one of them would change it "
+                                                      "under the others too, wherever they are. Its owner can change it.")
+                                           .arg(failure, shownPath())
+                                           .arg(names));
+}
+
+MGResultError MGFileItem::loneName(const QString &failure) const
+{
+    struct statx before;
+    if (const int problem = status(&before))
+        return error(problem, failure);
+    if (!S_ISREG(before.stx_mode))
+        return std::nullopt;
+    if (before.stx_nlink != 1)
+        return severalNames(before.stx_nlink, failure);
+    // The name is looked up again in its folder while the folder's names are watched.
+    const qsizetype slash = m_path.lastIndexOf('/');
+    const QByteArray name = m_path.mid(slash + 1);
+    const int folder = openPath(slash == 0 ? QByteArray("/") : m_path.left(slash), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    if (folder < 0)
+        return error(errno, failure);
+    const auto closeFolder = qScopeGuard([folder] { close(folder); });
+    MGNameWatch names;
+    const int watch = names.watch(folder);
+    if (watch < 0)
+        return error(-watch, failure);
+    struct statx named, now;
+    const bool found = !name.isEmpty() && statx(folder, name.constData(), AT_SYMLINK_NOFOLLOW, STATX_INO, &named) == 0;
+    const int problem = status(&now);
+    const MGNameWatch::Changes changes = names.changes(folder, watch);
+    if (problem)
+        return error(problem, failure);
+    if (!found || named.stx_ino != now.stx_ino || named.stx_dev_major != now.stx_dev_major
+        || named.stx_dev_minor != now.stx_dev_minor || changes.contains(name))
+        return MGError::posixError(ESTALE, QStringLiteral("%1 “%2”: its name was given to another file or taken "
+                                                          "away while it was being changed, and nothing was changed.")
+                                               .arg(failure, shownPath()));
+    if (now.stx_nlink != 1)
+        return severalNames(now.stx_nlink, failure);
+    return std::nullopt;
 }
 
 MGFileItem::MGFileItem(MGFileItem &&other) noexcept : m_fd(other.m_fd), m_path(std::move(other.m_path))

@@ -47,6 +47,14 @@ public:
 
     // Type, mode, owner, group, link count and mount of the item; 0 or an errno.
     int status(struct statx *status) const;
+    // For a regular file: an error unless the name it was resolved by is, at one instant
+    // that a racer cannot split (see MGNameWatch), its only name. Another name may lie
+    // anywhere, and a change through one name is a change under all of them. Nothing for
+    // other items: folders have one name, and nothing else is changed.
+    MGResultError loneName(const QString &failure) const;
+    // Whether this process changes files of others (root), and so changes a regular file
+    // only through its only name.
+    static bool changesOthersFiles();
     // What keeps anyone from changing the item (see MGChangeBlockers), found through its
     // descriptor.
     MGResultError changeBlocker(const QString &failure, MGChangeBlockers::Scope scope = MGChangeBlockers::Scope::Item) const;
@@ -55,6 +63,8 @@ public:
 
 private:
     MGFileItem(int fd, QByteArray path) : m_fd(fd), m_path(std::move(path)) {}
+    static int openPath(const QByteArray &path, int flags);
+    MGError severalNames(quint32 names, const QString &failure) const;
 
     int m_fd = -1;
     QByteArray m_path;

@@ -151,6 +151,10 @@ MGResultError MGPosixAclStore::write(const MGFileItem &item, const MGAclList &li
         return std::nullopt;
     if (MGResultError blocked = item.changeBlocker(WriteFailure))
         return blocked;
+    if (MGFileItem::changesOthersFiles()) {
+        if (MGResultError linked = item.loneName(WriteFailure))
+            return linked;
+    }
     MGResultError error = apply(item, *current, *target);
     if (error) {
         // Put back what was changed before the failure; the first error is the one to report.

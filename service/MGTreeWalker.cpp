@@ -1,8 +1,10 @@
 #include "MGTreeWalker.h"
 
 #include "MGItemPaths.h"
+#include "MGNameWatch.h"
 
 #include <QFile>
+#include <QScopeGuard>
 #include <algorithm>
 #include <cerrno>
 #include <climits>
@@ -131,6 +133,17 @@ public:
                 fds[i] = fd >= 0 ? fd : -errno;
             }
         }
+    }
+
+    // The walking thread's watch of folder names, for visitors that change items: its own
+    // (threads sharing one wait on each other's watches), or another thread's where this one
+    // could not have one (an inotify instance is a limited resource).
+    MGNameWatch *names = nullptr;
+    std::unique_ptr<MGNameWatch> ownNames;
+    void watchNames(MGNameWatch *fallback)
+    {
+        ownNames = std::make_unique<MGNameWatch>();
+        names = ownNames->usable() || !fallback ? ownNames.get() : fallback;
     }
 
     void close(const std::vector<int> &fds)
@@ -313,6 +326,14 @@ void MGTreeWalker::visitFolder(int fd, const QByteArray &path, FileBatch &batch,
     QList<Item> files;
     if (!readFolder(fd, path, subfolders, files))
         return;
+    // Watched before any of its files is looked up (opened), until the last file's status
+    // has been asked; a folder of folders alone is not watched.
+    MGNameWatch *const names = batch.names;
+    const int watch = names && !files.isEmpty() ? names->watch(fd) : 0;
+    const auto unwatch = qScopeGuard([&] {
+        if (names && !files.isEmpty())
+            names->unwatch(watch);
+    });
     std::vector<int> fds, errors;
     std::vector<char> opened;
     std::vector<struct statx> status;
@@ -320,6 +341,13 @@ void MGTreeWalker::visitFolder(int fd, const QByteArray &path, FileBatch &batch,
         const qsizetype count = std::min<qsizetype>(FileBatch::Depth, files.size() - first);
         batch.open(fd, files, first, count, m_opensFiles, fds, opened);
         askStatus(fds, status, errors);
+        MGNameWatch::Changes renamed;
+        if (names) {
+            if (watch >= 0)
+                renamed = names->changes(fd, watch);
+            else
+                renamed.error = -watch;
+        }
         for (qsizetype i = 0; i < count; ++i) {
             const Item &item = files[first + i];
             const QByteArray shown = path + '/' + item.name;
@@ -345,6 +373,13 @@ void MGTreeWalker::visitFolder(int fd, const QByteArray &path, FileBatch &batch,
                 ++m_otherMounts; // a file mounted over this one
             } else if (!S_ISREG(status[i].stx_mode) && !m_visitor->visitsSpecialFiles()) {
                 ++m_special;
+            } else if (names && renamed.contains(item.name)) {
+                // Its name was made, removed or renamed while it was looked at: what the
+                // status says of its names cannot be tied to this one.
+                if (renamed.error)
+                    fail(shown, renamed.error);
+                else
+                    ++m_changedWhileWalking;
             } else {
                 m_visitor->item(MGDescriptor{fds[i], bool(opened[i])}, status[i], shown);
             }
@@ -429,6 +464,8 @@ void MGTreeWalker::walk(int rootFd, const QByteArray &rootPath)
         }
     };
     FileBatch mine;
+    if (m_visitor->changesItems())
+        mine.watchNames(nullptr);
     visitFolder(rootFd, rootPath, mine, walk, std::make_shared<Descriptor>(rootFd));
     // Changing an inode often waits for it to be read or for the journal, so twice as
     // many threads as processors keep the processors busy (measured: 4 threads on 2 cores
@@ -436,8 +473,10 @@ void MGTreeWalker::walk(int rootFd, const QByteArray &rootPath)
     const unsigned threads = std::clamp(2 * std::thread::hardware_concurrency(), 2u, 8u);
     std::vector<std::thread> helpers;
     for (unsigned i = 1; i < threads; ++i)
-        helpers.emplace_back([&work] {
+        helpers.emplace_back([this, &work, &mine] {
             FileBatch batch;
+            if (m_visitor->changesItems())
+                batch.watchNames(mine.names);
             work(batch);
         });
     work(mine);

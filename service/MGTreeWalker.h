@@ -30,7 +30,11 @@
 //
 // Never followed nor visited, and counted: symbolic links, anything on another file system
 // or behind a mount point (bind mounts of the same file system included), and items
-// swapped or removed between the listing and their visit. Items that cannot be reached are
+// swapped or removed between the listing and their visit. For a visitor that changes
+// items, a file is visited only when its name is known to have meant it from before it was
+// looked up until after its status was read (MGNameWatch): a link count of 1 in that status
+// then says the name in the tree was its only one, even while someone links it from
+// elsewhere into the tree and unlinks it again. Items that cannot be reached are
 // counted as failures and the first few kept with their error.
 //
 // The items of a folder are opened and closed in io_uring batches (a system call per batch
@@ -53,6 +57,9 @@ public:
         // Special files (devices, FIFOs, sockets) are visited only when this answers true;
         // otherwise they are counted without being opened.
         virtual bool visitsSpecialFiles() const { return false; }
+        // Whether item() changes what it is given, so that a file must be known to be the
+        // one its name meant all along (see above).
+        virtual bool changesItems() const { return false; }
         // Whether the walk goes into a folder below the root (its items and everything below
         // it), asked right after folder(). Nothing below a folder left out is opened, counted
         // or held in memory.

@@ -37,7 +37,7 @@ int serveStdio()
         QMutexLocker locker(&writeLock);
         return MGFrames::writeFrame(STDOUT_FILENO, frame.toCborValue().toCbor());
     };
-    const MGAclServiceDispatcher::Caller caller{StdioCaller, &registry, [&send](const QCborMap &report) { send(report); }};
+    const MGAclServiceDispatcher::Caller caller{StdioCaller, &registry, [&send](const QCborMap &report) { send(report); }, {}};
 
     // Requests run one at a time, in order, on a worker; a stop is answered at once here,
     // so that it reaches the walk it stops.
@@ -58,7 +58,8 @@ int serveStdio()
                 room.notify_one();
             }
             send(MGAclServiceDispatcher::handle(request, caller));
-            registry.forget(StdioCaller, request.value(QStringLiteral("id")).toInteger());
+            if (const std::optional<qint64> id = MGAclProtocol::requestNumber(request.value(QStringLiteral("id"))))
+                registry.forget(StdioCaller, *id);
         }
     });
     int status = 0;
@@ -88,9 +89,10 @@ int serveStdio()
             } else {
                 // A propagation can be stopped from the moment it is taken in.
                 const QCborMap map = request.toMap();
-                if (MGAclProtocol::methodForSelector(map.value(QStringLiteral("method")).toString())
-                    == MGAclRemoteMethod::PropagateEntries)
-                    registry.expect(StdioCaller, map.value(QStringLiteral("id")).toInteger());
+                const std::optional<qint64> id = MGAclProtocol::requestNumber(map.value(QStringLiteral("id")));
+                if (id && MGAclProtocol::methodForSelector(map.value(QStringLiteral("method")).toString())
+                              == MGAclRemoteMethod::PropagateEntries)
+                    registry.expect(StdioCaller, *id);
                 std::unique_lock<std::mutex> locker(lock);
                 room.wait(locker, [&] { return waiting.size() < MaximumWaiting; });
                 waiting.push_back(request.toMap());

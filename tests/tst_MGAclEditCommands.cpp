@@ -134,6 +134,24 @@ private slots:
         QVERIFY(!acls(file).contains("nobody"));
     }
 
+    // A file with a second name: root changes nothing through either name (the other may lie
+    // anywhere), its owner may change it as ever.
+    void aFileWithTwoNamesIsChangedOnlyByItsOwner()
+    {
+        StagedBuild staged;
+        REQUIRE_STAGED(staged);
+        const QString file = tmp.path("twice"), second = tmp.path("twice-elsewhere");
+        QVERIFY(shOk(QStringLiteral("touch %1 && chown nobody %1 && ln %1 %2").arg(quoted(file), quoted(second))));
+        const QString before = acls(second);
+        const Run asRoot = acl({"set", file, "u:bin:rw"});
+        QCOMPARE(asRoot.status, 1);
+        QVERIFY2(asRoot.err.contains("has 2 names"), qPrintable(asRoot.err));
+        QCOMPARE(acls(second), before);
+        const Run asOwner = acl({"set", file, "u:bin:rw"}, AsNobody, &staged);
+        QCOMPARE(asOwner.status, 0);
+        QVERIFY(acls(second).contains("user:bin:rw-"));
+    }
+
     // A file system without ACLs: permission bits change, entries are refused before
     // anything is sent, naming the file system.
     void inheritGivesWhatTheKernelGivesANewItem_data()

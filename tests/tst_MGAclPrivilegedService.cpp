@@ -1,4 +1,5 @@
 #include "MGAclPlugin.h"
+#include "MGAuditLog.h"
 #include "MGChildServiceConnection.h"
 #include "MGPrivateSystemBus.h"
 #include "MGSystemBusServiceConnection.h"
@@ -10,7 +11,11 @@
 #include <QDBusArgument>
 #include <QDir>
 #include <QDBusPendingCall>
+#include <atomic>
 #include <cstring>
+#include <mutex>
+#include <poll.h>
+#include <thread>
 #include <sys/socket.h>
 #include <sys/un.h>
 
@@ -32,31 +37,68 @@ public slots:
 };
 
 // A private syslog socket: the records the service sends there, as the journal would get them.
+// Read as they come, as the journal reads them, whatever the test waits on: a sender finds
+// the socket's queue full after a few records and waits.
 class LogSocket
 {
 public:
+    ~LogSocket()
+    {
+        m_stop = true;
+        if (m_reader.joinable())
+            m_reader.join();
+        if (m_fd >= 0)
+            close(m_fd);
+    }
     bool bind(const QString &path)
     {
-        m_fd = socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0);
+        m_fd = socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0);
         sockaddr_un address = {};
         address.sun_family = AF_UNIX;
         const QByteArray name = QFile::encodeName(path);
         std::memcpy(address.sun_path, name.constData(), size_t(name.size()));
-        return m_fd >= 0 && ::bind(m_fd, reinterpret_cast<sockaddr *>(&address), sizeof address) == 0;
+        if (m_fd < 0 || ::bind(m_fd, reinterpret_cast<sockaddr *>(&address), sizeof address) != 0)
+            return false;
+        m_reader = std::thread([this] {
+            char buffer[65536];
+            while (!m_stop) {
+                pollfd ready = {m_fd, POLLIN, 0};
+                if (poll(&ready, 1, 100) <= 0)
+                    continue;
+                const ssize_t n = recv(m_fd, buffer, sizeof buffer, MSG_DONTWAIT);
+                if (n > 0) {
+                    std::lock_guard<std::mutex> locker(m_lock);
+                    m_records << QString::fromUtf8(buffer, n);
+                }
+            }
+        });
+        return true;
     }
     // The records that came since the last call.
     QStringList take()
     {
-        QStringList records;
-        char buffer[65536];
-        for (ssize_t n; (n = recv(m_fd, buffer, sizeof buffer, 0)) > 0;)
-            records << QString::fromUtf8(buffer, n);
-        return records;
+        std::lock_guard<std::mutex> locker(m_lock);
+        return std::exchange(m_records, {});
     }
 
 private:
     int m_fd = -1;
+    std::atomic<bool> m_stop = false;
+    std::thread m_reader;
+    std::mutex m_lock;
+    QStringList m_records;
 };
+
+// How much memory a process holds now (VmRSS) or held at most (VmHWM), in KiB.
+qint64 memoryOf(qint64 pid, const char *field)
+{
+    QFile status(QStringLiteral("/proc/%1/status").arg(pid));
+    if (!status.open(QIODevice::ReadOnly))
+        return -1;
+    const QByteArray text = status.readAll();
+    const qsizetype at = text.indexOf(field);
+    return at < 0 ? -1 : text.mid(at + qsizetype(strlen(field)) + 1).trimmed().split(' ').first().toLongLong();
+}
 
 class tst_MGAclPrivilegedService : public QObject
 {
@@ -118,6 +160,31 @@ class tst_MGAclPrivilegedService : public QObject
                                                            MGAclProtocol::Interface, "Call");
         call << request;
         return call;
+    }
+
+    // `each` calls of `request` from each of `callers` programs of their own on the bus, named
+    // NAME0, NAME1, ...
+    QList<QDBusPendingCall> flood(const QString &name, int callers, int each, const QByteArray &request)
+    {
+        QList<QDBusPendingCall> calls;
+        for (int caller = 0; caller < callers; ++caller) {
+            QDBusConnection connection = QDBusConnection::connectToBus(bus.address, name + QString::number(caller));
+            for (int i = 0; i < each; ++i)
+                calls << connection.asyncCall(serviceCall(request), 120000);
+        }
+        return calls;
+    }
+
+    static void unflood(const QString &name, int callers)
+    {
+        for (int caller = 0; caller < callers; ++caller)
+            QDBusConnection::disconnectFromBus(name + QString::number(caller));
+    }
+
+    static std::optional<MGError> errorOf(const QDBusMessage &reply)
+    {
+        return MGError::fromCbor(
+            QCborValue::fromCbor(reply.arguments().value(0).toByteArray()).toMap().value(QStringLiteral("error")), nullptr);
     }
 
     QList<QStringList> checks()
@@ -300,7 +367,7 @@ private slots:
         QVERIFY(waitFor(set) && set->hasValue);
         QStringList records;
         QVERIFY(QTest::qWaitFor([&] { return !(records += log.take()).isEmpty(); }, 5000));
-        QCOMPARE(records.size(), 1); // the reads before left none
+        QVERIFY2(records.size() == 1, qPrintable(records.join('\n'))); // the reads before left none
         const QString who = QStringLiteral("marrowgate-aclservice[%1]: caller uid 0 pid %2, action ")
                                 .arg(bus.service().processId())
                                 .arg(QCoreApplication::applicationPid());
@@ -334,6 +401,141 @@ private slots:
         QVERIFY(QTest::qWaitFor([&] { return !(records = log.take()).isEmpty(); }, 5000));
         QVERIFY2(records.value(0).endsWith("for \"/tmp/x\\042 : caller uid 0 pid 1, action all: set \\042/etc/shadow\\042\\012\\342\\200\\256\""),
                  qPrintable(records.value(0)));
+    }
+
+    // Whatever a request made of its own, and whatever came of it, is on record: malformed
+    // requests, dry runs, saves that failed and changed nothing, stops of nothing running.
+    void everyRequestThatMayChangeSomethingIsRecorded()
+    {
+        bus.allow(AllActions);
+        log.take();
+        const auto call = [&](const QCborMap &request) {
+            return QDBusConnection::systemBus().call(serviceCall(request.toCborValue().toCbor()), QDBus::Block, 30000);
+        };
+        const auto recorded = [&](const QString &text) {
+            QStringList records;
+            return QTest::qWaitFor([&] {
+                records += log.take();
+                return records.size() == 1 && records[0].contains(text);
+            }, 5000) ? QString() : records.join('\n');
+        };
+        QCborMap malformed = MGAclProtocol::request(3, Op::SetEntries, "C", {{"path", QFile::encodeName(rootFile)}, {"entries", "all"}});
+        call(malformed);
+        QCOMPARE(recorded(QStringLiteral("action com.quillwork.marrowgate.setfileacl: malformed request \"%1\": The ACL service "
+                                         "received a malformed request: ").arg(rootFile)), QString());
+        QCborMap dryRun = MGAclProtocol::request(4, Op::PropagateEntries, "C",
+                                                 ProtocolHelpers::validArguments(Op::PropagateEntries, rootFile, privateFolder));
+        QCborMap arguments = dryRun.value(QStringLiteral("args")).toMap();
+        arguments.insert(QStringLiteral("dryRun"), true);
+        dryRun.insert(QStringLiteral("args"), arguments);
+        call(dryRun);
+        QCOMPARE(recorded(QStringLiteral("propagate (dry run) \"%1\" (device ").arg(privateFolder)), QString());
+        const QString missing = tmp.path("missing");
+        call(MGAclProtocol::request(5, Op::SetEntries, "C", ProtocolHelpers::validArguments(Op::SetEntries, missing, privateFolder)));
+        QCOMPARE(recorded(QStringLiteral("set \"%1\": nothing changed: ").arg(missing)), QString());
+        call(MGAclProtocol::request(6, Op::StopPropagation, "C", {{"request", 77}}));
+        QCOMPARE(recorded(QStringLiteral("stop propagation 77: no such propagation is running")), QString());
+    }
+
+    // A record longer than the log takes in one line is sent as a head that says who, what,
+    // which item and the digests of before and after, then the whole text in parts.
+    void aRecordTooLongForOneLineIsSplitNotLost()
+    {
+        const QString roomy = tmp.path("roomy");
+        QVERIFY(shOk(QStringLiteral("mkdir %1 && mount -t tmpfs -o size=16m tmpfs %1 && touch %1/f").arg(quoted(roomy))));
+        const auto unmount = qScopeGuard([&] { shOk("umount " + quoted(roomy)); });
+        // 8,000 ten-digit user ids on the file, and 8,000 others over them.
+        const QString file = roomy + "/f";
+        QVERIFY(shOk(QStringLiteral("seq 1000000000 1000007999 | sed 's/.*/u:&:r/' > %1.acl && setfacl -M %1.acl %1").arg(quoted(file))));
+        MGPosixItemState state;
+        state.mode = S_IFREG | 0640;
+        state.access = MGPosixAcl::fromMode(0640);
+        for (quint32 id = 2000000000; id < 2000008000; ++id)
+            state.access.set(MGPosixAcl::User, 4, id);
+        state.access.set(MGPosixAcl::Mask, 4);
+        bus.allow(AllActions);
+        log.take();
+        const QDBusMessage reply = QDBusConnection::systemBus().call(
+            serviceCall(MGAclProtocol::request(7, Op::SetEntries, "C",
+                                               {{"path", QFile::encodeName(file)},
+                                                {"entries", MGAclLists::toCbor(MGPosixLists::listFromState(state))}})
+                            .toCborValue()
+                            .toCbor()),
+            QDBus::Block, 60000);
+        QVERIFY2(!QCborValue::fromCbor(reply.arguments().value(0).toByteArray()).toMap().contains(QStringLiteral("error")),
+                 qPrintable(reply.arguments().value(0).toByteArray()));
+        QVERIFY(sh("getfacl -cn " + quoted(file)).contains("user:2000007999:r--"));
+        // A refused read of a path of 300,000 bytes.
+        bus.allow({});
+        const QByteArray longPath = '/' + QByteArray(300000, 'p');
+        QDBusConnection::systemBus().call(serviceCall(readRequest(QFile::decodeName(longPath))), QDBus::Block, 30000);
+        // Each record a head, then its parts: by the record's number.
+        QMap<int, QStringList> split;
+        QMap<int, int> parts;
+        const QRegularExpression headForm(": (.*) \\[record (\\d+) in (\\d+) parts follows\\]$");
+        const QRegularExpression partForm(": \\[record (\\d+) part (\\d+)/(\\d+)\\] (.*)$",
+                                          QRegularExpression::DotMatchesEverythingOption);
+        bool fits = true;
+        QVERIFY(QTest::qWaitFor([&] {
+            for (const QString &line : log.take()) {
+                fits = fits && line.toUtf8().size() <= MGAuditLog::MaximumLineBytes + 64;
+                const QRegularExpressionMatch head = headForm.match(line), part = partForm.match(line);
+                if (head.hasMatch()) {
+                    split[head.captured(2).toInt()].prepend(head.captured(1));
+                    parts[head.captured(2).toInt()] = head.captured(3).toInt();
+                } else if (part.hasMatch()) {
+                    fits = fits && part.captured(2).toInt() == split[part.captured(1).toInt()].size();
+                    split[part.captured(1).toInt()] << part.captured(4);
+                }
+            }
+            return parts.size() == 2 && split.first().size() == parts.first() + 1 && split.last().size() == parts.last() + 1;
+        }, 30000));
+        QVERIFY(fits);
+        const QStringList save = split.first(), refusal = split.last();
+        // The save: who, what, the item, and the digests of both states in the head; all of it
+        // in the parts.
+        QVERIFY2(save[0].contains("action com.quillwork.marrowgate.setfileacl: set \"" + file + "\" (device ")
+                     && save[0].contains("): sha256 ") && save[0].contains(" bytes -> sha256 "),
+                 qPrintable(save[0]));
+        const QString whole = save.mid(1).join(QString());
+        QVERIFY(whole.startsWith(save[0].section(": set", 0, 0) + ": set \"" + file + "\" (device "));
+        QVERIFY(whole.contains("user:1000007999:r--") && whole.contains("user:2000007999:r--"));
+        // The refusal: its path shortened in the head, whole in the parts.
+        QVERIFY2(refusal[0].contains("refused getAclEntriesWithUrl:reply: for \"/ppp") && refusal[0].contains("\u2026 (sha256 "),
+                 qPrintable(refusal[0].left(1000)));
+        QVERIFY(refusal.mid(1).join(QString()).endsWith(QString::fromLatin1(longPath) + '"'));
+    }
+
+    // A caller polkit refuses can make the service hold nothing of what it sent: the
+    // request is checked a piece at a time before polkit is asked, and decoded only after.
+    void whatARefusedCallerSendsIsNotKept()
+    {
+        bus.allow({});
+        const qint64 pid = bus.service().processId();
+        QDBusConnection::systemBus().call(serviceCall(readRequest(rootFile)), QDBus::Block, 30000);
+        const qint64 base = memoryOf(pid, "VmRSS:");
+        MGAclList list;
+        for (uid_t id = 100000; id < 100000 + 65536; ++id)
+            list << MGAclEntry::aclEntry(MGAclEntry::Allow, CBIdentity::user(id), MGAclPermissionSet::fromPosixBits(4, false), 0, false, true);
+        QCborMap arguments = ProtocolHelpers::validArguments(Op::GetAccess, rootFile, privateFolder);
+        arguments.insert(QStringLiteral("entries"), MGAclLists::toCbor(list));
+        const QByteArray request = MGAclProtocol::request(1, Op::GetAccess, "C", arguments).toCborValue().toCbor();
+        QList<QDBusPendingCall> calls = flood(QStringLiteral("refused"), 8, 3, request);
+        int refused = 0;
+        for (QDBusPendingCall &call : calls) {
+            QVERIFY(QTest::qWaitFor([&] { return call.isFinished(); }, 120000));
+            const std::optional<MGError> error = errorOf(call.reply());
+            QVERIFY(error && (error->code() == EACCES || error->code() == EBUSY));
+            refused += error->code() == EACCES;
+        }
+        const qint64 after = memoryOf(pid, "VmRSS:"), peak = memoryOf(pid, "VmHWM:");
+        qInfo("%d requests of %lld KiB refused by polkit: the service held %lld KiB before, %lld KiB after, %lld KiB at most",
+              refused, qint64(request.size() / 1024), base, after, peak);
+        QVERIFY(refused > 0);
+#if !defined(__SANITIZE_ADDRESS__)
+        QVERIFY2(after <= 2 * base, qPrintable(QString::number(after)));
+#endif
+        unflood(QStringLiteral("refused"), 8);
     }
 
     void theCommandLineWorksEndToEnd()
@@ -525,29 +727,20 @@ private slots:
                                                         {{"path", QByteArray(3 * 1024 * 1024, '/')}})
                                      .toCborValue()
                                      .toCbor();
-        QList<QDBusPendingCall> calls;
-        for (int caller = 0; caller < 4; ++caller) {
-            QDBusConnection connection = QDBusConnection::connectToBus(bus.address, QStringLiteral("flood%1").arg(caller));
-            for (int i = 0; i < 12; ++i)
-                calls << connection.asyncCall(serviceCall(large), 120000);
-        }
+        QList<QDBusPendingCall> calls = flood(QStringLiteral("flood"), 4, 12, large);
         // Each caller has one request in its check and one waiting behind it (what fits in
         // its share); everything else is refused at once.
         int refused = 0;
         for (QDBusPendingCall &call : calls) {
             if (!QTest::qWaitFor([&] { return call.isFinished(); }, 1000))
                 continue;
-            const QCborMap reply = QCborValue::fromCbor(call.reply().arguments().value(0).toByteArray()).toMap();
-            const auto error = MGError::fromCbor(reply.value(QStringLiteral("error")), nullptr);
+            const std::optional<MGError> error = errorOf(call.reply());
             QVERIFY(error && error->code() == EBUSY);
             ++refused;
         }
         QCOMPARE(refused, 4 * 10);
         QTRY_COMPARE_WITH_TIMEOUT(bus.polkit("HangingCount").arguments().value(0).toUInt(), 4u, 15000);
-        QFile status(QStringLiteral("/proc/%1/status").arg(bus.service().processId()));
-        QVERIFY(status.open(QIODevice::ReadOnly));
-        const QByteArray text = status.readAll();
-        const qint64 residentKiB = text.mid(text.indexOf("VmRSS:") + 6).trimmed().split(' ').first().toLongLong();
+        const qint64 residentKiB = memoryOf(bus.service().processId(), "VmRSS:");
         qInfo("the service holds %lld KiB", residentKiB);
         // 144 MiB were sent; what is kept is what fits the callers' shares. (An address
         // sanitizer build keeps freed memory in quarantine, so its size says nothing.)
@@ -555,8 +748,7 @@ private slots:
         QVERIFY2(residentKiB < 100 * 1024, qPrintable(QString::number(residentKiB)));
 #endif
         bus.polkit("SetHangService", {false});
-        for (int caller = 0; caller < 4; ++caller)
-            QDBusConnection::disconnectFromBus(QStringLiteral("flood%1").arg(caller));
+        unflood(QStringLiteral("flood"), 4);
         bus.stopService();
         QVERIFY(bus.startService());
     }

@@ -7,10 +7,14 @@
 #include <QCryptographicHash>
 #include <QScopeGuard>
 #include <atomic>
+#include <csignal>
 #include <fcntl.h>
+#include <grp.h>
 #include <linux/fs.h>
 #include <sys/inotify.h>
 #include <sys/syscall.h>
+#include <sys/wait.h>
+#include <sys/xattr.h>
 #include <thread>
 #include <unistd.h>
 
@@ -20,12 +24,16 @@ namespace {
 class Swapper
 {
 public:
-    Swapper(const QString &a, const QString &b) : m_a(QFile::encodeName(a)), m_b(QFile::encodeName(b))
+    // `pause` between swaps leaves the names still now and then.
+    Swapper(const QString &a, const QString &b, std::chrono::microseconds pause = {})
+        : m_a(QFile::encodeName(a)), m_b(QFile::encodeName(b))
     {
-        m_thread = std::thread([this] {
+        m_thread = std::thread([this, pause] {
             while (!m_stop) {
                 if (syscall(SYS_renameat2, AT_FDCWD, m_a.constData(), AT_FDCWD, m_b.constData(), RENAME_EXCHANGE) == 0)
                     ++m_swaps;
+                if (pause.count())
+                    std::this_thread::sleep_for(pause);
             }
         });
     }
@@ -44,6 +52,54 @@ private:
     std::atomic<long> m_swaps = 0;
     std::thread m_thread;
 };
+
+// Gives a file of someone else's a second name in a folder and takes it away again, as fast
+// as it can, as nobody: with protected hard links a user may still link a file they may read
+// and write. A process of its own, so that the kernel checks nobody's rights.
+class Linker
+{
+public:
+    Linker(const QString &target, const QString &name)
+    {
+        const QByteArray from = QFile::encodeName(target), to = QFile::encodeName(name);
+        m_pid = fork();
+        if (m_pid == 0) {
+            // Only async-signal-safe calls after fork in a threaded process.
+            if (setgroups(0, nullptr) != 0 || setresgid(65534, 65534, 65534) != 0 || setresuid(65534, 65534, 65534) != 0)
+                _exit(1);
+            for (;;) {
+                if (link(from.constData(), to.constData()) == 0)
+                    unlink(to.constData());
+            }
+        }
+    }
+    ~Linker()
+    {
+        if (m_pid > 0) {
+            kill(m_pid, SIGKILL);
+            waitpid(m_pid, nullptr, 0);
+        }
+    }
+    bool running() const { return m_pid > 0 && waitpid(m_pid, nullptr, WNOHANG) == 0; }
+
+private:
+    pid_t m_pid = -1;
+};
+
+// Whether root's file still has owner root, mode 0666 and no ACL; puts it back if not.
+bool untouched(const QString &path)
+{
+    const QByteArray name = QFile::encodeName(path);
+    struct stat st;
+    const bool same = stat(name.constData(), &st) == 0 && st.st_uid == 0 && st.st_gid == 0 && (st.st_mode & 07777) == 0666
+        && getxattr(name.constData(), "system.posix_acl_access", nullptr, 0) < 0;
+    if (!same) {
+        removexattr(name.constData(), "system.posix_acl_access");
+        if (chown(name.constData(), 0, 0) != 0 || chmod(name.constData(), 0666) != 0)
+            qWarning("cannot put %s back", name.constData());
+    }
+    return same;
+}
 
 // Everything about a tree that a change could touch: names, owners, modes, ACLs, contents.
 QString fingerprint(const QString &root)
@@ -141,13 +197,18 @@ private slots:
                           MGAclEntry::posixEntry(MGAclEntry::Kind::Other, CBIdentity::special(CBIdentity::Class::EveryoneSpecial), 0, false)};
         int saved = 0, refused = 0;
         {
-            Swapper swapper(file, attacker + "/L");
+            // A save refuses a file whose name changed while it looked (see the hard-link
+            // case below); pauses let some saves find the name still.
+            Swapper swapper(file, attacker + "/L", std::chrono::microseconds(100));
             for (int i = 0; i < 300; ++i) {
                 const auto result = send(MGAclRemoteMethod::SetEntries, file, list);
                 QVERIFY(result->done);
                 (result->error ? refused : saved)++;
+                // A link in the file's place, or the file's name swapped while it was proved
+                // to be its only one.
                 if (result->error)
-                    QVERIFY2(result->error->code() == ELOOP || result->error->code() == EINVAL,
+                    QVERIFY2(result->error->code() == ELOOP || result->error->code() == EINVAL
+                                 || result->error->code() == ESTALE,
                              qPrintable(result->error->fullDescription()));
             }
             QVERIFY(swapper.swaps() > 0);
@@ -209,6 +270,46 @@ private slots:
         qInfo("%d propagations went through", propagated);
         QVERIFY(propagated > 0);
         QCOMPARE(fingerprint(sentinel), before);
+    }
+
+    void aHardLinkThatComesAndGoesLeadsNoChangeOutsideTheTree_data()
+    {
+        QTest::addColumn<bool>("propagate");
+        QTest::newRow("propagation") << true;
+        QTest::newRow("save") << false;
+    }
+
+    void aHardLinkThatComesAndGoesLeadsNoChangeOutsideTheTree()
+    {
+        // nobody's folder, whose entries give nobody everything; outside it, root's file that
+        // anyone may read and write, which nobody links into the folder and unlinks again
+        // all along. Whenever the walk or the save sees one name, it must be sure that name
+        // is the file's only one at that very moment.
+        QFETCH(bool, propagate);
+        const QString tree = attacker + (propagate ? "/H" : "/S"), outside = tmp.path(propagate ? "outside-h" : "outside-s");
+        QVERIFY(shOk(QStringLiteral("mkdir -m 755 %2 && echo root > %2/h && chmod 666 %2/h && mkdir %1 && touch %1/a %1/b && "
+                                    "chown -R 65534:65534 %1 && setfacl -m u:65534:rwx,d:u:65534:rwx %1")
+                         .arg(quoted(tree), quoted(outside))));
+        const MGResult<MGAclList> list = MGPosixAclStore::read(tree + (propagate ? "" : "/a"));
+        QVERIFY(list);
+        const int rounds = propagate ? 1000 : 300;
+        int escapes = 0, done = 0;
+        {
+            Linker linker(outside + "/h", tree + "/h");
+            for (int i = 0; i < rounds; ++i) {
+                const auto result = send(propagate ? MGAclRemoteMethod::PropagateEntries : MGAclRemoteMethod::SetEntries,
+                                         tree + (propagate ? "" : "/h"), *list);
+                QVERIFY(result->done);
+                if (!result->error)
+                    ++done;
+                escapes += untouched(outside + "/h") ? 0 : 1;
+            }
+            QVERIFY(linker.running());
+        }
+        qInfo("%d of %d calls went through; root's file was changed %d times", done, rounds, escapes);
+        QCOMPARE(escapes, 0);
+        if (propagate)
+            QVERIFY(done > 0);
     }
 
     void aPropagationStartsNoDeviceNorWaitsOnAFifoSwappedInForAFile()
