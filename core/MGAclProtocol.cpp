@@ -207,6 +207,17 @@ std::optional<qint64> requestNumber(const QCborValue &id)
     return id.toInteger();
 }
 
+namespace {
+// Steps over the value under the reader, a tagged one with its tag: the stream gives a tag
+// as an element of its own, before the value it tags.
+bool skipValue(QCborStreamReader &reader)
+{
+    while (reader.isTag() && reader.next()) {
+    }
+    return reader.lastError() == QCborError::NoError && reader.next();
+}
+}
+
 Header peek(const QByteArray &request)
 {
     Header header;
@@ -218,7 +229,7 @@ Header peek(const QByteArray &request)
         if (reader.isString()) {
             for (auto chunk = reader.readString(); chunk.status == QCborStreamReader::Ok; chunk = reader.readString())
                 key += chunk.data;
-        } else if (!reader.next()) {
+        } else if (!skipValue(reader)) {
             break;
         }
         if (key == QLatin1String("id") && reader.isUnsignedInteger()) {
@@ -230,7 +241,7 @@ Header peek(const QByteArray &request)
             for (auto chunk = reader.readString(); chunk.status == QCborStreamReader::Ok; chunk = reader.readString())
                 selector += chunk.data;
             header.method = methodForSelector(selector);
-        } else if (!reader.next()) {
+        } else if (!skipValue(reader)) {
             break;
         }
     }

@@ -94,7 +94,8 @@ inline constexpr const char *Interface = "com.quillwork.Marrowgate.AclService";
 // method's arguments.
 QCborMap request(quint64 id, MGAclRemoteMethod method, const QString &locale, const QCborMap &arguments);
 // The number and method of an encoded request, read without decoding its arguments;
-// nothing when it has no such fields.
+// nothing when it has no such fields. Only a guess at what the request says (a field given
+// twice is read as its last): what it does is decided on the request as checked.
 struct Header
 {
     qint64 id = -1;

@@ -103,7 +103,7 @@ void MGAclBusService::serve(const QString &caller)
             next = std::move(queue.waiting.front());
             queue.waiting.pop_front();
         }
-        next.reply.setArguments({QVariant(answer(next.caller, next.payload))});
+        next.reply.setArguments({QVariant(answer(next.caller, next.payload, false))});
         // Released before the reply leaves: a caller that sends its next request the
         // moment it has this answer must find the room this one held.
         m_registry.forget(next.caller, next.id);
@@ -138,7 +138,7 @@ bool MGAclBusService::serveStop(const QString &caller, const QDBusMessage &messa
     }
     // Counted in flight by the caller, like any call.
     m_pool.start([this, caller, reply = message.createReply(), request]() mutable {
-        reply.setArguments({QVariant(answer(caller, request))});
+        reply.setArguments({QVariant(answer(caller, request, true))});
         {
             QMutexLocker locker(&m_lock);
             Caller &queue = m_callers[caller];
@@ -152,30 +152,38 @@ bool MGAclBusService::serveStop(const QString &caller, const QDBusMessage &messa
     return true;
 }
 
-QByteArray MGAclBusService::answer(const QString &caller, const QByteArray &request)
+QByteArray MGAclBusService::answer(const QString &caller, const QByteArray &request, bool asStop)
 {
+    // The request is checked in full before polkit is asked, reading one entry at a time:
+    // what a caller sends who is then refused is never held decoded. What it asks for is
+    // taken from it as checked, never from a guess at its fields.
+    QString why;
+    const std::optional<QCborMap> outline = MGRequestOutline::of(request, &why);
+    std::optional<QCborMap> refused;
+    if (!outline) {
+        const MGAclProtocol::Header header = MGAclProtocol::peek(request);
+        refused = MGAclServiceDispatcher::malformedReply(why, header.id >= 0 ? QCborValue(header.id) : QCborValue());
+    } else {
+        refused = MGAclServiceDispatcher::refusal(*outline);
+    }
+    std::optional<MGAclRemoteMethod> method;
+    if (outline)
+        method = MGAclProtocol::methodForSelector(outline->value(QStringLiteral("method")).toString());
+    // Taken in beside the caller's queue as a stop, answered as one or not at all.
+    if (!refused && (!method || asStop != (method == MGAclRemoteMethod::StopPropagation)))
+        refused = MGAclServiceDispatcher::malformedReply(QStringLiteral("its method could not be told"),
+                                                         outline->value(QStringLiteral("id")));
     // Who asked, as the bus knows them, heads each record of what was done for them.
     const QDBusConnectionInterface *bus = QDBusConnection::systemBus().interface();
-    const MGAclProtocol::Header header = MGAclProtocol::peek(request);
-    const QString action =
-        header.method ? MGPolkit::actionForRight(QString::fromLatin1(MGAclProtocol::right(*header.method))) : QStringLiteral("none");
+    const QString action = method ? MGPolkit::actionForRight(QString::fromLatin1(MGAclProtocol::right(*method))) : QStringLiteral("none");
     const QString who = QStringLiteral("caller uid %1 pid %2, action %3")
                             .arg(bus->serviceUid(caller).value())
                             .arg(bus->servicePid(caller).value())
                             .arg(action);
     const auto record = [this, who](const MGAuditRecord &what) { m_log.record(who, what); };
-    // The request is checked in full before polkit is asked, reading one entry at a time:
-    // what a caller sends who is then refused is never held decoded.
-    QString why;
-    const std::optional<QCborMap> outline = MGRequestOutline::of(request, &why);
-    std::optional<QCborMap> refused;
-    if (!outline)
-        refused = MGAclServiceDispatcher::malformedReply(why, header.id >= 0 ? QCborValue(header.id) : QCborValue());
-    else
-        refused = MGAclServiceDispatcher::refusal(*outline);
     const QByteArray path =
         outline ? outline->value(QStringLiteral("args")).toMap().value(QString(MGAclProtocol::Key::Path)).toByteArray() : QByteArray();
-    if (refused) {
+    if (refused || !method) {
         QString problem;
         const std::optional<MGError> error = MGError::fromCbor(refused->value(QStringLiteral("error")), &problem);
         record({QStringLiteral("malformed request"), path, QString(), QByteArray(), QByteArray(),
@@ -185,7 +193,7 @@ QByteArray MGAclBusService::answer(const QString &caller, const QByteArray &requ
     // The caller is who sent the message on the bus; a polkit failure of any kind denies.
     const MGResult<MGPolkit::Answer> answer = MGPolkit::checkAuthorization(QDBusConnection::systemBus(), caller, action, false);
     if (!answer || !answer->authorized) {
-        record({QStringLiteral("refused %1%2").arg(QString::fromLatin1(MGAclProtocol::selector(*header.method)),
+        record({QStringLiteral("refused %1%2").arg(QString::fromLatin1(MGAclProtocol::selector(*method)),
                                                    path.isNull() ? QString() : QStringLiteral(" for")),
                 path, QString(), QByteArray(), QByteArray(), QString()});
         return MGAclServiceDispatcher::errorReply(

@@ -64,7 +64,8 @@ private:
     };
 
     void serve(const QString &caller);
-    QByteArray answer(const QString &caller, const QByteArray &request);
+    // `asStop`: taken in beside the caller's queue, as a stop request.
+    QByteArray answer(const QString &caller, const QByteArray &request, bool asStop);
     // Answers a stop request beside the caller's queue; false when one is being answered.
     bool serveStop(const QString &caller, const QDBusMessage &message, const QByteArray &request);
     void finished();

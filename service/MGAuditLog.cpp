@@ -99,13 +99,17 @@ void MGAuditLog::record(const QString &who, const MGAuditRecord &record)
         ends << cut(whole, from, PartBytes);
     send(lineOf(text(who, record, path, digestOf(record.before), digestOf(record.after), outcome)
                 + QStringLiteral(" [record %1 in %2 parts follows]").arg(number).arg(ends.size())));
+    // A log that did not take a part takes the rest on standard error at once: a stuck log
+    // holds the request once, not once per part.
+    bool taken = true;
     for (qsizetype part = 0, from = 0; part < ends.size(); from = ends[part++]) {
-        send("[record " + QByteArray::number(number) + " part " + QByteArray::number(part + 1) + '/'
-             + QByteArray::number(ends.size()) + "] " + whole.mid(from, ends[part] - from));
+        taken = send("[record " + QByteArray::number(number) + " part " + QByteArray::number(part + 1) + '/'
+                         + QByteArray::number(ends.size()) + "] " + whole.mid(from, ends[part] - from),
+                     taken);
     }
 }
 
-void MGAuditLog::send(const QByteArray &line)
+bool MGAuditLog::send(const QByteArray &line, bool toLog)
 {
     // The syslog form the journal and syslog daemons read: priority, time, name[pid], text.
     const QByteArray stamp = QLocale::c().toString(QDateTime::currentDateTime(), QStringLiteral("MMM d HH:mm:ss")).toLatin1();
@@ -113,12 +117,15 @@ void MGAuditLog::send(const QByteArray &line)
         + QByteArray::number(getpid()) + "]: " + line;
     sockaddr_un address = {};
     address.sun_family = AF_UNIX;
-    if (m_socket < 0 || size_t(m_path.size()) >= sizeof address.sun_path) {
+    if (!toLog || m_socket < 0 || size_t(m_path.size()) >= sizeof address.sun_path) {
         std::fprintf(stderr, "%s: cannot record: %s\n", Name, line.constData());
-        return;
+        return false;
     }
     std::memcpy(address.sun_path, m_path.constData(), size_t(m_path.size()));
     if (sendto(m_socket, message.constData(), size_t(message.size()), MSG_NOSIGNAL, reinterpret_cast<sockaddr *>(&address),
-               sizeof address) < 0)
+               sizeof address) < 0) {
         std::fprintf(stderr, "%s: cannot record (%s): %s\n", Name, std::strerror(errno), line.constData());
+        return false;
+    }
+    return true;
 }

@@ -51,7 +51,9 @@ public:
     static QString quoted(const QByteArray &bytes);
 
 private:
-    void send(const QByteArray &line);
+    // Sends one line to the log, or (not `toLog`, or the log did not take it) to standard
+    // error; whether the log took it.
+    bool send(const QByteArray &line, bool toLog = true);
 
     int m_socket = -1;
     QByteArray m_path;

@@ -351,6 +351,28 @@ private slots:
         }
     }
 
+    // A tag before the method once made the service read the method wrongly and die on the
+    // way to polkit: what is asked is taken from the request as checked.
+    void aTaggedFieldBeforeTheMethodIsReadAsTheRequestSaysIt()
+    {
+        const QCborMap tagged{{"locale", QCborValue(QCborTag(1000), QStringLiteral("method"))},
+                              {"method", "getAclEntriesWithUrl:reply:"},
+                              {"args", QCborMap{{"path", QFile::encodeName(rootFile)}}},
+                              {"id", 2}};
+        for (const QStringList &allowed : {QStringList(), AllActions}) {
+            bus.allow(allowed);
+            const QDBusMessage reply =
+                QDBusConnection::systemBus().call(serviceCall(tagged.toCborValue().toCbor()), QDBus::Block, 30000);
+            QCOMPARE(reply.type(), QDBusMessage::ReplyMessage);
+            const std::optional<MGError> error = errorOf(reply);
+            if (allowed.isEmpty())
+                QVERIFY(error && error->code() == EACCES);
+            else
+                QVERIFY2(!error, qPrintable(error->fullDescription()));
+        }
+        QCOMPARE(checks().size(), 2);
+    }
+
     // Every change root makes, and every authorisation refused, is on record with who asked
     // and what the item was and became; reads are not.
     void changesAndRefusalsAreRecorded()

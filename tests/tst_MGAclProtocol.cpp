@@ -72,6 +72,15 @@ private slots:
         header = MGAclProtocol::peek(QCborMap{{"method", "stopPropagation:reply:"}, {"id", 7}}.toCborValue().toCbor());
         QCOMPARE(header.id, 7);
         QCOMPARE(header.method, MGAclRemoteMethod::StopPropagation);
+        // A tagged value is stepped over with its tag: the fields after it are read as theirs
+        // (a tag taken alone paired every value after it with the next field's name).
+        const QCborMap tagged{{"locale", QCborValue(QCborTag(1000), QStringLiteral("method"))},
+                              {"method", "getAclEntriesWithUrl:reply:"},
+                              {QCborValue(QCborTag(1001), 5), 6},
+                              {"id", 2}};
+        header = MGAclProtocol::peek(tagged.toCborValue().toCbor());
+        QCOMPARE(header.method, MGAclRemoteMethod::GetEntries);
+        QCOMPARE(header.id, 2);
         for (const QByteArray &junk : {QByteArray(), QByteArray("\xff\xff"), QCborArray{1, 2}.toCborValue().toCbor(),
                                        QCborMap{{"id", -3}, {"method", 5}}.toCborValue().toCbor(),
                                        propagate.left(propagate.size() / 2)}) {
