@@ -7,6 +7,7 @@
 #include <QCborStreamReader>
 #include <QCborStreamWriter>
 #include <QCborValue>
+#include <limits>
 
 namespace {
 class Outliner
@@ -78,9 +79,18 @@ private:
         case QCborStreamReader::UnsignedInteger:
             m_writer.append(m_reader.toUnsignedInteger());
             return m_reader.next();
-        case QCborStreamReader::NegativeInteger:
-            m_writer.append(m_reader.toNegativeInteger());
+        case QCborStreamReader::NegativeInteger: {
+            // One no 64-bit integer holds is kept as what it is, a number of another kind.
+            // Its magnitude wraps: -2^64 reads as 0 (and QCborValue takes it for 0).
+            const quint64 magnitude = quint64(m_reader.toNegativeInteger());
+            if (magnitude == 0)
+                m_writer.append(-18446744073709551616.0);
+            else if (magnitude > quint64(std::numeric_limits<qint64>::max()))
+                m_writer.append(-double(magnitude));
+            else
+                m_writer.append(m_reader.toNegativeInteger());
             return m_reader.next();
+        }
         case QCborStreamReader::ByteArray: {
             const std::optional<QByteArray> value = bytes();
             if (value)

@@ -44,17 +44,24 @@ inline bool checkFrame(const QByteArray &frame, const QByteArray &sandbox, MGPro
     const bool readable = parseError.error == QCborError::NoError && value.isMap();
     const bool outlineRefuses = !outline || MGAclServiceDispatcher::refusal(*outline).has_value();
     const bool requestRefuses = !readable || MGAclServiceDispatcher::refusal(value.toMap()).has_value();
-    // What the outline lets through, the request must too: a request whose check passes
-    // before polkit and fails after would be one polkit was asked about for nothing, and
-    // the other way round a malformed request would reach polkit.
-    if (outlineRefuses != requestRefuses) {
-        std::fprintf(stderr, "outline and request disagree (outline %s, request %s): %s\n",
-                     outlineRefuses ? "refuses" : "passes", requestRefuses ? "refuses" : "passes",
+    // What the outline lets through, the request must let through too: otherwise a malformed
+    // request would reach polkit. (The outline may be stricter: it reads a whole number no
+    // 64-bit integer holds as what it is, where QCborValue reads -2^64 as 0.)
+    if (!outlineRefuses && requestRefuses) {
+        std::fprintf(stderr, "the outline lets through what the request check refuses: %s\n",
                      qPrintable(value.toDiagnosticNotation().left(2000)));
         return false;
     }
-    if (requestRefuses)
+    if (outlineRefuses || requestRefuses)
         return true;
+    // The quick look that routes a request (a stop beside the queue) reads what it says.
+    const MGAclProtocol::Header header = MGAclProtocol::peek(frame);
+    if (header.method != MGAclProtocol::methodForSelector(value.toMap().value(QStringLiteral("method")).toString())
+        || header.id != value.toMap().value(QStringLiteral("id")).toInteger()) {
+        std::fprintf(stderr, "the quick look reads another method or number: %s\n",
+                     qPrintable(value.toDiagnosticNotation().left(2000)));
+        return false;
+    }
     QCborMap request = value.toMap();
     QCborMap arguments = request.value(QStringLiteral("args")).toMap();
     const QString path = QString(MGAclProtocol::Key::Path);

@@ -147,6 +147,21 @@ private slots:
         QTest::newRow("a map cut short") << QByteArray("\xa3\x62id\x01", 5);
         QTest::newRow("a string longer than the bytes") << QByteArray("\xa1\x7b\xff\xff\xff\xff\xff\xff\xff\xff", 10);
         QTest::newRow("a list of a billion") << QByteArray("\xa1\x64" "args\xa1\x67" "entries\x9a\x40\x00\x00\x00", 19);
+        // A request number of -2^64, which QCborValue reads as 0.
+        QByteArray minus;
+        QCborStreamWriter writer(&minus);
+        writer.startMap();
+        writer.append(QLatin1String("id"));
+        writer.append(QCborNegativeInteger(0));
+        writer.append(QLatin1String("method"));
+        writer.append(QLatin1String(MGAclProtocol::selector(MGAclRemoteMethod::GetEntries)));
+        writer.append(QLatin1String("args"));
+        writer.startMap();
+        writer.append(QLatin1String("path"));
+        writer.append(QByteArray("/tmp"));
+        writer.endMap();
+        writer.endMap();
+        QTest::newRow("a number of -2^64") << minus;
     }
 
     void bytesThatAreNoRequestAreRefused()

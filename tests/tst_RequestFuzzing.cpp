@@ -140,7 +140,7 @@ private slots:
         bool ok = false;
         const int seconds = qEnvironmentVariableIntValue("MARROWGATE_FUZZ_SECONDS", &ok);
         const quint32 seedNumber = qEnvironmentVariableIsSet("MARROWGATE_FUZZ_SEED")
-            ? quint32(qEnvironmentVariableIntValue("MARROWGATE_FUZZ_SEED"))
+            ? qEnvironmentVariable("MARROWGATE_FUZZ_SEED").toUInt()
             : QRandomGenerator::global()->generate();
         qInfo("seed %u (MARROWGATE_FUZZ_SEED repeats this run)", seedNumber);
         QRandomGenerator random(seedNumber);
