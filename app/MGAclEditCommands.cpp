@@ -7,7 +7,6 @@
 #include "MGPosixEdits.h"
 
 #include <QFile>
-#include <QFileInfo>
 #include <cerrno>
 #include <cstdio>
 
@@ -96,7 +95,7 @@ int edit(const QByteArray &path,
             // An item whose file system keeps no ACLs takes only permission bits; said here,
             // before anything is sent.
             if (!MGAclLists::aclEntries(target).isEmpty()) {
-                if (const QString unavailable = MGAclSupport::unavailableReason(url.toLocalFile()); !unavailable.isEmpty()) {
+                if (const QString unavailable = MGAclSupport::unavailableReason(url); !unavailable.isEmpty()) {
                     printError(MGError::errorWithError(MGError::posixError(EOPNOTSUPP, unavailable),
                                                        MGAclProtocol::description(MGAclRemoteMethod::SetEntries)));
                     return finish(Failure);
@@ -117,7 +116,7 @@ int set(const QByteArray &path, const QByteArrayList &arguments)
     if (!entries)
         return Usage;
     return edit(path, [entries](const MGPosixItemState &state, const QUrl &url) {
-        return MGPosixEdits::apply(state, *entries, {}, url.toLocalFile());
+        return MGPosixEdits::apply(state, *entries, {}, MGItemPaths::shownPath(url));
     });
 }
 
@@ -135,7 +134,7 @@ int remove(const QByteArray &path, const QByteArrayList &arguments)
                 || entry.tag == MGPosixAcl::GroupObj || entry.tag == MGPosixAcl::Other || entry.tag == MGPosixAcl::Mask)
                 present << entry;
         }
-        return MGPosixEdits::apply(state, {}, present, url.toLocalFile());
+        return MGPosixEdits::apply(state, {}, present, MGItemPaths::shownPath(url));
     });
 }
 
@@ -160,13 +159,12 @@ int inherit(const QByteArray &path, bool dryRun)
     const std::optional<QUrl> item = itemFor(path);
     if (!item)
         return Failure;
-    const QString shown = QFile::decodeName(MGItemPaths::nativePath(*item));
-    const QFileInfo info(shown);
-    if (info.isRoot()) {
-        printError(MGError::posixError(ENOENT, QStringLiteral("There is no folder above"), shown));
+    const QByteArray native = MGItemPaths::nativePath(*item);
+    if (native == "/") {
+        printError(MGError::posixError(ENOENT, QStringLiteral("There is no folder above"), QFile::decodeName(native)));
         return Failure;
     }
-    const QUrl folder = QUrl::fromLocalFile(info.absolutePath());
+    const QUrl folder = MGItemPaths::urlForNativePath(MGItemPaths::parentPath(native));
     std::optional<MGPosixItemState> folderState;
     if (const int read = readState(folder, &folderState); read != Success)
         return read;

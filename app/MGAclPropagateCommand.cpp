@@ -7,12 +7,12 @@
 
 #include <QElapsedTimer>
 #include <QFile>
-#include <QFileInfo>
 #include <QSocketNotifier>
 #include <csignal>
 #include <cstdio>
 #include <fcntl.h>
 #include <sys/ioctl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 using namespace MGAclCommandSupport;
@@ -106,7 +106,8 @@ int run(const QByteArray &path, bool dryRun, bool json)
     const QUrl url = *item;
     // Only a folder has anything below it: a file given here is a mistake of use, said before
     // anything is asked of the service.
-    if (!QFileInfo(url.toLocalFile()).isDir())
+    struct stat folder {};
+    if (stat(MGItemPaths::nativePath(url).constData(), &folder) != 0 || !S_ISDIR(folder.st_mode))
         return usageError(localized("propagate needs a folder: \u201c%1\u201d is not one.")
                               .arg(QFile::decodeName(MGItemPaths::nativePath(url))));
     auto line = std::make_shared<ProgressLine>();

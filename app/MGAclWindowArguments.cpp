@@ -7,6 +7,8 @@
 #include <QFile>
 #include <QFileInfo>
 #include <cstring>
+#include <sys/stat.h>
+#include <unistd.h>
 
 using MGAclCommandSupport::localized;
 
@@ -73,7 +75,7 @@ std::optional<MGAclWindowArguments> MGAclWindowArguments::read(const QByteArrayL
     }
     // A first word that names no item and no command, followed by more: a mistyped command.
     if (!read.screenshot && positional.size() > 1 && !positional.first().contains('/')
-        && !QFileInfo::exists(QFile::decodeName(positional.first()))) {
+        && access(positional.first().constData(), F_OK) != 0) {
         *error = localized("Unknown command \u201c%1\u201d.").arg(QString::fromLocal8Bit(positional.first()));
         return std::nullopt;
     }
@@ -117,7 +119,8 @@ QString MGAclWindowArguments::itemProblem() const
 {
     const MGItemPaths::Resolution item = MGItemPaths::resolve(path);
     if (!item.exists) {
-        const bool danglingLink = QFileInfo(QFile::decodeName(path)).isSymLink();
+        struct stat link {};
+        const bool danglingLink = lstat(path.constData(), &link) == 0 && S_ISLNK(link.st_mode);
         return danglingLink
             ? localized("\u201c%1\u201d is a link to something that is not there.").arg(QFile::decodeName(path))
             : localized("\u201c%1\u201d: %2.").arg(QFile::decodeName(path), QString::fromLocal8Bit(std::strerror(item.error)));

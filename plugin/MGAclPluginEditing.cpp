@@ -1,5 +1,6 @@
 #include "MGAclPlugin.h"
 
+#include "MGItemPaths.h"
 #include "MGPosixEdits.h"
 #include "MGPosixLists.h"
 
@@ -179,7 +180,7 @@ void MGAclPlugin::inheritEntriesFromParent(QObject *)
             if (error)
                 return self->showError(*error);
             // Exactly what the kernel gives an item of this kind created in the folder now.
-            const QString path = self->url().toLocalFile();
+            const QString path = MGItemPaths::shownPath(self->url());
             MGPosixItemState folderKind, itemKind;
             folderKind.mode = S_IFDIR;
             itemKind.mode = resourceForKey(self->url(), NSURLIsDirectoryKey).toBool() ? S_IFDIR : S_IFREG;

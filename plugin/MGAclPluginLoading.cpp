@@ -83,7 +83,7 @@ void MGAclPlugin::updateEntries()
         if (list) {
             self->setRevertedEntries(MGAclLists::deepCopy(*list));
             // Asked here, off the main thread: it touches the file system.
-            const QString unavailable = MGAclSupport::unavailableReason(self->url().toLocalFile());
+            const QString unavailable = MGAclSupport::unavailableReason(self->url());
             const auto [blocked, asksAuthorisation] = self->changeNotices();
             MGMainQueue::async([self, list = *list, unavailable, blocked, asksAuthorisation] {
                 self->m_aclUnavailable = unavailable;

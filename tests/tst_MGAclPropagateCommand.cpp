@@ -80,6 +80,20 @@ private slots:
         QVERIFY(!run.err.contains("Propagated"));
     }
 
+    // Names are bytes all the way to the service: a folder whose name is not UTF-8 is a
+    // folder, and so are its parent for inherit and the items set and remove change.
+    void namesThatAreNotUtf8AreTheItemsTheyName()
+    {
+        const QString command = QStringLiteral("cd %1 && mkdir $'odd\\xff' && touch $'odd\\xff/f\\xfe' && "
+                                               "setfacl -m u:nobody:rx,d:u:nobody:rx $'odd\\xff' && %2 ")
+                                    .arg(quoted(tmp.path()), quoted(QStringLiteral(MARROWGATE_ACL_PATH)));
+        QVERIFY2(shOk(command + QStringLiteral("propagate $'odd\\xff'")), qPrintable(command));
+        QVERIFY(sh(QStringLiteral("cd %1 && getfacl -c $'odd\\xff/f\\xfe'").arg(quoted(tmp.path()))).contains("user:nobody:r"));
+        QVERIFY(shOk(QStringLiteral("cd %1 && %2 set $'odd\\xff/f\\xfe' u:bin:rw && %2 inherit $'odd\\xff/f\\xfe' && "
+                                    "getfacl -c $'odd\\xff/f\\xfe' | grep -q user:nobody:r && ! getfacl -c $'odd\\xff/f\\xfe' | grep -q bin")
+                         .arg(quoted(tmp.path()), quoted(QStringLiteral(MARROWGATE_ACL_PATH)))));
+    }
+
     void ctrlCStopsAtTheNextFolder()
     {
         const QString root = tree("large", 400, 50);
