@@ -93,9 +93,12 @@ void MGAclEntry::setAppliesTo(AppliesTo appliesTo)
 
 void MGAclEntry::announce(std::initializer_list<const char *> keys)
 {
+    const char *const outer = m_editKey;
+    m_editKey = *keys.begin();
     for (const char *key : keys)
         emit changed(QString::fromLatin1(key));
     emit edited(QString::fromLatin1(*keys.begin()));
+    m_editKey = outer;
 }
 
 void MGAclEntry::setTag(int tag)
@@ -249,7 +252,7 @@ void MGAclEntry::addObserver(QObject *observer)
 {
     if (!observer || m_observers.contains(observer))
         return;
-    m_observers.insert(observer, connect(this, &MGAclEntry::edited, observer, [this, observer](const QString &key) {
+    m_observers.insert(observer, connect(this, &MGAclEntry::changed, observer, [this, observer](const QString &key) {
         QMetaObject::invokeMethod(observer, "observeValueForKeyPath", Qt::DirectConnection,
                                   Q_ARG(QString, key), Q_ARG(QObject *, this));
     }));

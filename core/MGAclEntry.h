@@ -13,9 +13,10 @@
 // owning group, other, mask), which are not part of the ACL.
 //
 // Every change of a user-editable property is announced with changed(key) for that key and
-// for each key derived from it, then once with edited(key) for the key that was set;
-// addObserver() forwards edited() to an observer's observeValueForKeyPath(QString, QObject*)
-// slot, so an observer hears one notice per edit.
+// then for each key derived from it, then once with edited(key) for the key that was set.
+// addObserver() forwards every changed() to an observer's observeValueForKeyPath(QString,
+// QObject*) slot, so an observer hears of each key an edit changes; one that does the same
+// work for all of them does it once, for the key that was set (isEditKey()).
 class MGAclEntry : public QObject, public std::enable_shared_from_this<MGAclEntry>
 {
     Q_OBJECT
@@ -97,6 +98,8 @@ public:
 
     void addObserver(QObject *observer);
     void removeObserver(QObject *observer);
+    // While an edit is announced: whether `key` is the one that was set, not one derived from it.
+    bool isEditKey(const QString &key) const { return m_editKey && key == QLatin1String(m_editKey); }
 
     bool isEqual(const MGAclEntry &other) const;
     Pointer copy() const;
@@ -124,5 +127,6 @@ private:
     bool m_directory = false;
     bool m_posix = true;
     bool m_customPicked = false;
+    const char *m_editKey = nullptr; // the key being announced as set
     QHash<QObject *, QMetaObject::Connection> m_observers;
 };

@@ -210,8 +210,11 @@ void MGAclPlugin::observeValueForKeyPath(const QString &keyPath, QObject *object
         reactToSelectedTab(static_cast<MGTabViewController *>(object)->selectedTabViewItemIndex());
         return;
     }
-    // An entry of the list changed in place.
+    // An entry of the list changed in place: what follows from it is done once, for the key
+    // that was set.
     const auto *entry = qobject_cast<MGAclEntry *>(object);
+    if (entry && !entry->isEditKey(keyPath))
+        return;
     if (entry && !m_updatingMasks) {
         if (entry->isMask())
             (entry->isAcl() ? m_defaultMaskSet : m_accessMaskSet) = true;

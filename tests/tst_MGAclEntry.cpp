@@ -181,7 +181,9 @@ private slots:
         QVERIFY(!owner->convertInheritedToFileEntry());
     }
 
-    void observersHearOneNoticePerEdit()
+    // Each edit reaches an observer with its key and every key derived from it, the key that
+    // was set first.
+    void observersHearEveryKeyAnEditChanges()
     {
         auto e = entry(true, false);
         KeyPathRecorder recorder;
@@ -194,7 +196,17 @@ private slots:
         e->setInherited(true);
         e->setProperty("tag", 2); // unchanged: no notice
         QCOMPARE(recorder.keyPaths,
-                 (QStringList{"tag", "identity", "permissions", "flags", "flags"}));
+                 (QStringList{"tag", "canonicalScore", "identity", "permissions", "permissionGroup", "isShallow", "flags",
+                              "appliesTo", "flags", "inherited", "canonicalScore", "appliesTo"}));
+        // The key that was set is told from those derived from it while it is announced.
+        QStringList set;
+        QObject::connect(e.get(), &MGAclEntry::changed, e.get(), [&](const QString &key) {
+            if (e->isEditKey(key))
+                set << key;
+        });
+        e->setPermissions(0);
+        QCOMPARE(set, QStringList{"permissions"});
+        QVERIFY(!e->isEditKey(QStringLiteral("permissions")));
         QVERIFY(std::all_of(recorder.objects.begin(), recorder.objects.end(), [&](QObject *o) { return o == e.get(); }));
         e->removeObserver(&recorder);
         recorder.keyPaths.clear();

@@ -271,6 +271,9 @@ QString MGAclEntriesTableModel::appliesToText(MGAclEntry::AppliesTo appliesTo)
 void MGAclEntriesTableModel::observeValueForKeyPath(const QString &keyPath, QObject *object)
 {
     const auto *changed = qobject_cast<MGAclEntry *>(object);
+    // A row shows every key of its entry: it is drawn again once, for the key that was set.
+    if (changed && !changed->isEditKey(keyPath))
+        return;
     if (keyPath == QLatin1String("identity") || keyPath == QLatin1String("flags"))
         m_identityUse.reset();
     // A mask changes what the entries it limits show, and what a raised mask widens.
