@@ -108,7 +108,7 @@ void MGAclServiceClient::getAccessWithUrl(const QUrl &url, const QUuid &uuid, MG
 }
 
 void MGAclServiceClient::sendEntries(MGAclRemoteMethod method, const MGAclList &entries, const QUrl &url,
-                                     std::function<void(Outcome<std::monostate>)> done, std::optional<MGAclList> expected,
+                                     std::function<void(Outcome<std::monostate>)> done, MGAclExpectation expected,
                                      std::shared_ptr<MGPropagationWatch> watch)
 {
     const bool propagate = method == MGAclRemoteMethod::PropagateEntries;

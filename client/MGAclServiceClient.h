@@ -49,10 +49,10 @@ public:
     void getAccessWithUrl(const QUrl &url, const QUuid &uuid, MGAclServiceProxy::AccessReply reply,
                           const std::optional<MGAclList> &edited = std::nullopt);
     // Writes (SetEntries) or propagates (PropagateEntries) a list; with `expected`, only while
-    // the item still holds what it held when it was read.
+    // the item still holds what it held when it was read (and is still the file read).
     // A propagation with a watch reports to it and can be stopped through it.
     void sendEntries(MGAclRemoteMethod method, const MGAclList &entries, const QUrl &url,
-                     std::function<void(Outcome<std::monostate>)> done, std::optional<MGAclList> expected = std::nullopt,
+                     std::function<void(Outcome<std::monostate>)> done, MGAclExpectation expected = {},
                      std::shared_ptr<MGPropagationWatch> watch = {});
     // The item's and everything below it's ACLs in getfacl's text form, in pieces. Retried
     // with privileges only when the item itself could not be read (nothing was written);

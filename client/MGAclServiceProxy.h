@@ -1,5 +1,7 @@
 #pragma once
 
+#include "MGAclExpectation.h"
+
 #include "MGAclList.h"
 #include "MGError.h"
 #include "MGPropagationWatch.h"
@@ -24,13 +26,14 @@ public:
     virtual ~MGAclServiceProxy() = default;
     virtual void getAclEntriesWithUrl(const QUrl &url, EntriesReply reply) = 0;
     // With `expected`, the service writes only if the item still holds those entries (what
-    // the caller read), and answers an error that says it changed otherwise.
+    // the caller read) and is still that file, and answers an error that says it changed
+    // otherwise.
     virtual void setAclEntries(const MGAclList &entries, const QUrl &url, ErrorReply reply,
-                               const std::optional<MGAclList> &expected = std::nullopt) = 0;
+                               const MGAclExpectation &expected = {}) = 0;
     // With a watch, the walk reports its progress to it and can be stopped through it; the
     // last report (finished) holds the whole summary and comes before the reply.
     virtual void propagateAclEntries(const MGAclList &entries, const QUrl &url, ErrorReply reply,
-                                     const std::optional<MGAclList> &expected = std::nullopt,
+                                     const MGAclExpectation &expected = {},
                                      std::shared_ptr<MGPropagationWatch> watch = {}) = 0;
     // With `edited`, the access that list would give the item if it were saved (nothing is
     // written); the item's own otherwise.

@@ -236,10 +236,10 @@ void MGChildServiceConnection::readReplies(std::shared_ptr<Session> session)
         QCborParserError parseError;
         const QCborValue reply = QCborValue::fromCbor(frame, &parseError);
         const QCborMap map = reply.toMap();
-        const QCborValue id = map.value(QStringLiteral("id"));
+        const QCborValue id = map.value(MGAclProtocol::Field::Id);
         const bool wellFormed = status == MGFrames::ReadStatus::Ok && parseError.error == QCborError::NoError
             && reply.isMap() && id.isInteger();
-        if (wellFormed && map.contains(QStringLiteral("progress"))) {
+        if (wellFormed && map.contains(MGAclProtocol::Field::Progress)) {
             if (const auto onProgress = session->refresh(quint64(id.toInteger()))) {
                 if (*onProgress)
                     replyQueue().async([onProgress = *onProgress, map] { onProgress(map); });
@@ -247,7 +247,7 @@ void MGChildServiceConnection::readReplies(std::shared_ptr<Session> session)
             }
         }
         std::optional<Session::Call> call;
-        if (wellFormed && !map.contains(QStringLiteral("progress")))
+        if (wellFormed && !map.contains(MGAclProtocol::Field::Progress))
             call = session->take(quint64(id.toInteger()));
         if (!call) {
             // Nothing the service says can be trusted after a reply that is not one.

@@ -20,7 +20,7 @@ public:
     void getAclEntriesWithUrl(const QUrl &url, EntriesReply reply) override
     {
         call(MGAclRemoteMethod::GetEntries, {{QString(Key::Path), MGItemPaths::nativePath(url)}}, [reply](const QCborMap &map, QString *why) {
-            const QCborValue entries = map.value(QStringLiteral("entries"));
+            const QCborValue entries = map.value(MGAclProtocol::Field::Entries);
             std::optional<MGAclList> list;
             if (!entries.isUndefined() && !(list = MGAclLists::fromCbor(entries, why)))
                 return false;
@@ -33,13 +33,13 @@ public:
     }
 
     void setAclEntries(const MGAclList &entries, const QUrl &url, ErrorReply reply,
-                       const std::optional<MGAclList> &expected) override
+                       const MGAclExpectation &expected) override
     {
         sendList(MGAclRemoteMethod::SetEntries, entries, url, expected, std::move(reply));
     }
 
     void propagateAclEntries(const MGAclList &entries, const QUrl &url, ErrorReply reply,
-                             const std::optional<MGAclList> &expected, std::shared_ptr<MGPropagationWatch> watch) override
+                             const MGAclExpectation &expected, std::shared_ptr<MGPropagationWatch> watch) override
     {
         QCborMap extra;
         MGServiceConnection::ProgressHandler onProgress;
@@ -47,7 +47,7 @@ public:
             if (watch->dryRun())
                 extra.insert(QString(Key::DryRun), true);
             onProgress = [watch](const QCborMap &report) {
-                if (const auto progress = MGPropagationProgress::fromCbor(report.value(QStringLiteral("progress")), nullptr))
+                if (const auto progress = MGPropagationProgress::fromCbor(report.value(MGAclProtocol::Field::Progress), nullptr))
                     watch->report(*progress);
             };
             reply = [watch, reply](MGResultError error) {
@@ -76,7 +76,7 @@ public:
     static MGServiceConnection::ProgressHandler textPieces(TextHandler text)
     {
         return [text](const QCborMap &report) {
-            const QCborValue piece = report.value(QStringLiteral("progress")).toMap().value(QStringLiteral("text"));
+            const QCborValue piece = report.value(MGAclProtocol::Field::Progress).toMap().value(MGAclProtocol::Field::Text);
             if (piece.isByteArray() && !piece.toByteArray().isEmpty())
                 text(piece.toByteArray());
         };
@@ -103,14 +103,14 @@ public:
             arguments.insert(QString(Key::Entries), MGAclLists::toCbor(*edited));
         call(MGAclRemoteMethod::GetAccess, arguments,
              [reply](const QCborMap &map, QString *why) {
-                 const QCborValue access = map.value(QStringLiteral("access"));
+                 const QCborValue access = map.value(MGAclProtocol::Field::Access);
                  std::optional<QList<MGTreeNode::Pointer>> tree;
                  if (!access.isUndefined() && !(tree = MGTreeNode::forestFromCbor(access, why)))
                      return false;
                  MGResultError error;
                  if (!decodeError(map, &error, why))
                      return false;
-                 const QCborValue blocked = map.value(QStringLiteral("blockedBy"));
+                 const QCborValue blocked = map.value(MGAclProtocol::Field::BlockedBy);
                  if (!blocked.isUndefined() && (!blocked.isString() || blocked.toString().size() > 4096)) {
                      *why = QStringLiteral("the folder that keeps the identity out is not a path");
                      return false;
@@ -125,7 +125,7 @@ private:
 
     static bool decodeError(const QCborMap &map, MGResultError *error, QString *why)
     {
-        const QCborValue value = map.value(QStringLiteral("error"));
+        const QCborValue value = map.value(MGAclProtocol::Field::Error);
         if (value.isUndefined())
             return true;
         *error = MGError::fromCbor(value, why);
@@ -134,13 +134,19 @@ private:
 
     // A list and an item in, only an error back.
     quint64 sendList(MGAclRemoteMethod method, const MGAclList &entries, const QUrl &url,
-                     const std::optional<MGAclList> &expected, ErrorReply reply, const QCborMap &extra = {},
+                     const MGAclExpectation &expected, ErrorReply reply, const QCborMap &extra = {},
                      MGServiceConnection::ProgressHandler onProgress = {})
     {
         QCborMap arguments{{QString(Key::Path), MGItemPaths::nativePath(url)},
                            {QString(Key::Entries), MGAclLists::toCbor(entries)}};
-        if (expected)
-            arguments.insert(QString(Key::Expected), MGAclLists::toCbor(*expected));
+        if (expected.entries)
+            arguments.insert(QString(Key::Expected), MGAclLists::toCbor(*expected.entries));
+        if (expected.item) {
+            arguments.insert(QString(Key::Device), qint64(expected.item->device));
+            arguments.insert(QString(Key::Inode), qint64(expected.item->inode));
+            if (expected.item->born > 0)
+                arguments.insert(QString(Key::Born), expected.item->born);
+        }
         for (auto it = extra.constBegin(); it != extra.constEnd(); ++it)
             arguments.insert(it.key(), it.value());
         return call(method, arguments, errorOnly(std::move(reply)), std::move(onProgress));
@@ -168,8 +174,8 @@ private:
             [decode, allowed, handler](const QCborMap &reply) {
                 QString why;
                 QCborMap payload = reply;
-                payload.remove(QStringLiteral("id"));
-                payload.remove(QStringLiteral("error"));
+                payload.remove(MGAclProtocol::Field::Id);
+                payload.remove(MGAclProtocol::Field::Error);
                 for (auto it = payload.constBegin(); it != payload.constEnd(); ++it) {
                     if ((MGRemoteClasses::classesIn(it.value()) & ~allowed) != MGRemoteClasses::Classes())
                         why = QStringLiteral("the reply holds a value of a kind this call does not accept");

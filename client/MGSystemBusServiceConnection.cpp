@@ -53,7 +53,7 @@ MGSystemBusServiceConnection::~MGSystemBusServiceConnection()
 void MGSystemBusServiceConnection::progressArrived(const QByteArray &report)
 {
     const QCborMap map = QCborValue::fromCbor(report).toMap();
-    const std::optional<qint64> id = MGAclProtocol::requestNumber(map.value(QStringLiteral("id")));
+    const std::optional<qint64> id = MGAclProtocol::requestNumber(map.value(MGAclProtocol::Field::Id));
     if (!id)
         return;
     ProgressHandler handler;

@@ -42,11 +42,17 @@ namespace Key = MGAclProtocol::Key;
 constexpr Argument ReadArguments[] = {{Key::Path, ArgumentType::Path}};
 constexpr Argument SetArguments[] = {{Key::Path, ArgumentType::Path},
                                      {Key::Entries, ArgumentType::Entries},
-                                     {Key::Expected, ArgumentType::Entries, true}};
+                                     {Key::Expected, ArgumentType::Entries, true},
+                                     {Key::Device, ArgumentType::Number, true},
+                                     {Key::Inode, ArgumentType::Number, true},
+                                     {Key::Born, ArgumentType::Number, true}};
 constexpr Argument PropagateArguments[] = {{Key::Path, ArgumentType::Path},
                                            {Key::Entries, ArgumentType::Entries},
                                            {Key::Expected, ArgumentType::Entries, true},
-                                           {Key::DryRun, ArgumentType::Flag, true}};
+                                           {Key::DryRun, ArgumentType::Flag, true},
+                                           {Key::Device, ArgumentType::Number, true},
+                                           {Key::Inode, ArgumentType::Number, true},
+                                           {Key::Born, ArgumentType::Number, true}};
 // With entries, the access an edited list would give: the item is read, not changed.
 constexpr Argument AccessArguments[] = {{Key::Path, ArgumentType::Path},
                                         {Key::Identity, ArgumentType::Identity},
@@ -81,6 +87,7 @@ bool check(const Argument &argument, const QCborMap &map, MGCborReader &read)
         return value.isString() && !QUuid(value.toString()).isNull() ? true
                                                                       : read.fail(QStringLiteral("the identity is not a UUID"));
     case ArgumentType::RequestNumber:
+    case ArgumentType::Number:
         return read.integer(map, what, name, 0, std::numeric_limits<qint64>::max()).has_value();
     case ArgumentType::Level: {
         const std::optional<QString> level = read.text(map, what, name, 16);
@@ -191,10 +198,10 @@ std::chrono::milliseconds timeLimit(MGAclRemoteMethod method)
 QCborMap request(quint64 id, MGAclRemoteMethod method, const QString &locale, const QCborMap &arguments)
 {
     QCborMap map;
-    map.insert(QStringLiteral("id"), qint64(id));
-    map.insert(QStringLiteral("method"), QString::fromLatin1(selector(method)));
-    map.insert(QStringLiteral("locale"), locale);
-    map.insert(QStringLiteral("args"), arguments);
+    map.insert(MGAclProtocol::Field::Id, qint64(id));
+    map.insert(MGAclProtocol::Field::Method, QString::fromLatin1(selector(method)));
+    map.insert(MGAclProtocol::Field::Locale, locale);
+    map.insert(MGAclProtocol::Field::Arguments, arguments);
     return map;
 }
 }
@@ -232,11 +239,11 @@ Header peek(const QByteArray &request)
         } else if (!skipValue(reader)) {
             break;
         }
-        if (key == QLatin1String("id") && reader.isUnsignedInteger()) {
+        if (key == Field::Id && reader.isUnsignedInteger()) {
             const quint64 id = reader.toUnsignedInteger();
             header.id = id <= quint64(std::numeric_limits<qint64>::max()) ? qint64(id) : -1;
             reader.next();
-        } else if (key == QLatin1String("method") && reader.isString()) {
+        } else if (key == Field::Method && reader.isString()) {
             QString selector;
             for (auto chunk = reader.readString(); chunk.status == QCborStreamReader::Ok; chunk = reader.readString())
                 selector += chunk.data;

@@ -53,6 +53,23 @@ std::optional<MGAclRemoteMethod> methodForSelector(const QString &selector);
 // progress report (the service reports while it walks).
 std::chrono::milliseconds timeLimit(MGAclRemoteMethod method);
 
+// The fields of a request ({"id", "method", "locale", "args"}), of a reply ({"id"} and one of
+// "entries", "access" with "blockedBy", "items", or "error") and of a progress report
+// ({"id", "progress"}, a backup's or an audit's holding "text").
+namespace Field {
+inline constexpr QLatin1String Id("id");
+inline constexpr QLatin1String Method("method");
+inline constexpr QLatin1String Locale("locale");
+inline constexpr QLatin1String Arguments("args");
+inline constexpr QLatin1String Entries("entries");
+inline constexpr QLatin1String Access("access");
+inline constexpr QLatin1String BlockedBy("blockedBy");
+inline constexpr QLatin1String Items("items");
+inline constexpr QLatin1String Error("error");
+inline constexpr QLatin1String Progress("progress");
+inline constexpr QLatin1String Text("text");
+}
+
 // The arguments of the methods, by name: the client builds requests with these names and
 // the service checks every request against the table below before anything else.
 namespace Key {
@@ -64,10 +81,13 @@ inline constexpr QLatin1String Request("request"); // the number of the caller's
 inline constexpr QLatin1String Level("level"); // "read", "write" or "any"
 inline constexpr QLatin1String DryRun("dryRun"); // true or false
 inline constexpr QLatin1String Summary("summary"); // true or false
+inline constexpr QLatin1String Device("device"); // with "inode" (and "born"): the file the item must still be
+inline constexpr QLatin1String Inode("inode");
+inline constexpr QLatin1String Born("born"); // nanoseconds since the epoch
 }
 
 // What an argument must be.
-enum class ArgumentType { Path, Entries, Identity, RequestNumber, Level, Flag };
+enum class ArgumentType { Path, Entries, Identity, RequestNumber, Level, Flag, Number };
 struct Argument
 {
     QLatin1String name;

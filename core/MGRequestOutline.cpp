@@ -165,7 +165,7 @@ private:
             if (!readable() || !m_reader.hasNext())
                 return false;
             Level inner = Level::Field;
-            if (level == Level::Request && key == QLatin1String("args"))
+            if (level == Level::Request && key == MGAclProtocol::Field::Arguments)
                 inner = Level::Arguments;
             else if (level == Level::Arguments)
                 inner = m_entryLists.contains(key) ? Level::EntryList : Level::Argument;

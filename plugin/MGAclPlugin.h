@@ -1,10 +1,11 @@
 #pragma once
 
 #include "CBIdentity.h"
-#include "MGAclList.h"
 #include "MGAclDocument.h"
+#include "MGAclEditSession.h"
+#include "MGAclItemWatch.h"
+#include "MGAclList.h"
 #include "MGAclServiceClient.h"
-#include "MGFileEventer.h"
 #include "MGMenuPlugin.h"
 #include "MGWindow.h"
 
@@ -23,18 +24,14 @@ class QAction;
 class QTimer;
 
 // The plug-in object: one ACL window for one file or folder. It reads the item's entry list
-// through the ACL service, keeps the edited list and an unchanged copy, offers the editing
-// operations, saves and propagates, fetches the effective-access tree, and keeps itself
-// alive (holder) until its window closes.
+// through the ACL service into its edit session (MGAclEditSession, which holds the list, its
+// edits and the rules they follow), offers the editing operations, saves and propagates,
+// fetches the effective-access tree, and keeps itself alive (holder) until its window closes.
 //
-// Threads: the host's calls, views, alerts, installing lists and access run on the main
-// thread; remote calls and the copy-and-change step of every edit run on the serial work
-// queue (queue()); replies arrive on the connections' threads.
-class MGAclPlugin : public MGAclDocument,
-                    public MGAclServiceClient,
-                    public MGMenuPlugin,
-                    public MGWindowDelegate,
-                    public MGFileEventerDelegate
+// Threads: the host's calls, views, alerts, the session and access run on the main thread;
+// remote calls, the copy-and-change step of every list operation and the watch of the item
+// run on the serial work queue (queue()); replies arrive on the connections' threads.
+class MGAclPlugin : public MGAclDocument, public MGAclServiceClient, public MGMenuPlugin, public MGWindowDelegate
 {
     Q_OBJECT
 public:
@@ -54,32 +51,32 @@ public:
     bool validateMenuItem(QAction *item) override;
 
     // The item and its lists.
-    QUrl url() const override;
+    MGAclEditSession *session() const override { return m_session; }
+    QUrl url() const override { return m_session->url(); } // any thread
     void setUrl(const QUrl &url);
-    // The list as shown; main thread only (the views edit its entries in place there).
+    // The list as shown; main thread only.
     MGAclList entries() const override;
-    void setEntries(const MGAclList &entries); // main thread
+    // Installs a list as the one shown (the edited list), main thread.
+    void setEntries(const MGAclList &entries);
     // A copy of the list as last installed or edited, whose entries nobody else holds: what
     // the work queue and the reply threads work on.
-    MGAclList entriesSnapshot() const;
-    QList<MGAclEntry::Pointer> aclEntries(); // main thread
-    void setAclEntries(std::optional<QList<MGAclEntry::Pointer>> entries);
-    MGAclList revertedEntries() const override;
-    void setRevertedEntries(const MGAclList &entries);
-    bool canRevertEntries() const { return m_canRevertEntries; }
-    void setCanRevertEntries(bool canRevert);
+    MGAclList entriesSnapshot() const { return m_session->snapshot(); }
+    QList<MGAclEntry::Pointer> aclEntries() const { return m_session->aclEntries(); } // main thread
+    MGAclList revertedEntries() const override { return m_session->readEntries(); } // any thread
+    bool canRevertEntries() const { return m_session->isEdited(); }
     void updateEntries(); // work queue
 
     // Effective access.
     QList<MGTreeNode::Pointer> access() const override;
     QString accessBlockedBy() const override { return m_accessBlockedBy; } // main thread
     QString aclUnavailableReason() const override { return m_aclUnavailable; } // main thread
-    Notice notice() const override; // main thread
-    bool isEdited() const override { return m_canRevertEntries; }
+    Notice notice() const override { return m_session->notice(); } // main thread
+    bool isEdited() const override { return m_session->isEdited(); }
     bool showsAccessAsEdited() const override { return m_accessAsEdited; }
     void setShowsAccessAsEdited(bool asEdited) override;
     void reloadFromDisk() override;
     void keepEditsOverDisk() override;
+    void restoreDiscardedEdits() override;
     void setAccess(const QList<MGTreeNode::Pointer> &access); // main thread
     CBIdentity identity() const override;
     void setIdentity(const CBIdentity &identity) override;
@@ -88,8 +85,8 @@ public:
     bool canUpdateAccess() const { return m_canUpdateAccess; }
     void setCanUpdateAccess(bool open) { m_canUpdateAccess = open; }
     void updateAccess(); // work queue
-    void fileSystemEventHappenedAtPaths(const QStringList &paths) override;
-    MGFileEventer *fileEventer() const { return m_fileEventer; }
+    // The one watch of the item (it lives on the work queue); null before the item is set.
+    MGAclItemWatch *itemWatch() const { return m_watch; }
 
     // The window.
     MGWindowController *windowController() const { return m_windowController.get(); }
@@ -105,9 +102,9 @@ public:
 
     // List operations; each returns at once and installs its result later.
     void moveEntryAtIndex(qsizetype from, qsizetype toIndex) override;
-    bool hasInheritedEntries() const;
-    bool keepsMask() const { return m_keepsMask; }
-    bool isCanonical();
+    bool hasInheritedEntries() const { return m_session->hasInheritedEntries(); }
+    bool keepsMask() const { return m_session->keepsMask(); }
+    bool isCanonical() const { return m_session->isCanonical(); }
 
 public slots:
     // Actions, sent through the window (the name is the action without its colon).
@@ -140,64 +137,39 @@ private:
     void startPropagation();
     void showLinkNote(const MGHostItem &item);
     void reactToSelectedTab(int index);
-    void watchEntries(bool watch); // work queue
-    void installOnMainQueue(MGAclList list);
-    void publishSnapshot();
-    void updateMasks();
+    // What a write expects of the item: the list read from it, from that very file; any thread.
+    MGAclExpectation expectation() const;
+    // Installs the result of a list operation worked out on the work queue.
+    void install(MGAclListOperations::Result result);
+    // The list became edited or not edited.
+    void showEdited();
     void showError(const MGError &error);
     void reload();
-    // Why nobody can change the item, and that saving will ask for an authorisation (each
-    // empty when not so); work queue: it looks at the file system.
-    std::pair<QString, QString> changeNotices() const;
-    // What the item's status was just before its list was last read, and whether it changed
-    // since (another inode at the path counts as a change, nothing there as gone); work queue.
-    struct ReadStamp
+    // The item was seen to change on disk (work queue): what the window does about it.
+    void itemChanged();
+    // Why nobody can change the item, that saving will ask for an authorisation, and why it
+    // keeps no ACLs (each empty when not so); work queue: it looks at the file system.
+    struct ItemNotices
     {
-        bool known = false;
-        dev_t device = 0;
-        ino_t inode = 0;
-        qint64 changedSeconds = 0;
-        qint64 changedNanoseconds = 0;
+        QString blocked, asksAuthorisation, noAcls;
     };
-    enum class DiskChange { None, Changed, Gone };
-    void stampRead();
-    DiskChange diskChangeSinceRead() const;
+    ItemNotices itemNotices() const;
 
+    MGAclEditSession *m_session = nullptr; // owned, main thread
     mutable QMutex m_stateLock; // guards what the work queue and reply threads also read
-    QUrl m_url;
-    MGAclList m_entries; // main thread
-    MGAclList m_snapshot; // a deep copy of m_entries, replaced (never edited) on every change
-    std::optional<QList<MGAclEntry::Pointer>> m_aclEntries; // main thread
-    MGAclList m_revertedEntries;
     QList<MGTreeNode::Pointer> m_access;
     QString m_accessBlockedBy; // main thread
     QString m_aclUnavailable; // main thread
-    // What the window says about the item (see notice()), main thread: why nobody can change
-    // it, or that saving will ask for an authorisation, found when it is read; and whether
-    // it changed on disk while edited, or went away.
-    QString m_changeBlocked;
-    QString m_asksAuthorisation;
-    bool m_changedOnDisk = false;
-    ReadStamp m_readStamp; // guarded by m_stateLock
     std::atomic<bool> m_accessAsEdited = false; // set on the main thread, read on the work queue
-    bool m_gone = false;
+    std::atomic<bool> m_accessShown = false; // the access tab is shown
     CBIdentity m_identity;
-    bool m_canRevertEntries = false;
     std::atomic<bool> m_canUpdateAccess = true;
     QTimer *m_timer = nullptr; // lives on the work queue
-    QPointer<MGFileEventer> m_fileEventer; // lives on the work queue
-    QPointer<QObject> m_entriesWatch; // lives on the work queue, while the entries tab is shown
+    QPointer<MGAclItemWatch> m_watch; // lives on the work queue
     std::unique_ptr<MGWindowController> m_windowController;
     MGTabViewController *m_tabViewController = nullptr; // owned through the window
     QPointer<MGAclPropagationView> m_propagationView; // owned through the window
     QList<Pointer> m_holder;
-    // The masks follow the entries they limit (as setfacl keeps them) until someone sets
-    // one by hand; main thread only.
-    bool m_accessMaskSet = false;
-    bool m_defaultMaskSet = false;
-    bool m_updatingMasks = false;
-    bool m_keepsMask = false; // main thread; per window
-    void publishEntry(const MGAclEntry *entry);
 };
 
 template <typename T>

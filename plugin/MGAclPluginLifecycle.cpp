@@ -2,6 +2,7 @@
 
 #include "CBIdentityAuthority.h"
 #include "MGAclAccessViewController.h"
+#include "MGAclItemWatch.h"
 #include "MGAclEntriesViewController.h"
 #include "MGAclValueTransformers.h"
 #include "MGAlert.h"
@@ -35,6 +36,19 @@ void MGAclPlugin::initialize()
 {
     MGIdentities::sharedIdentities();
     MGAclValueTransformers::loadTransformers();
+
+    // The edit session holds the list; what it says of the list is what the document says.
+    m_session = new MGAclEditSession(this);
+    connect(m_session, &MGAclEditSession::listChanged, this, &MGAclDocument::entriesChanged);
+    connect(m_session, &MGAclEditSession::noticeChanged, this, &MGAclDocument::noticeChanged);
+    connect(m_session, &MGAclEditSession::editedChanged, this, &MGAclPlugin::showEdited);
+    // The access the edited list would give follows each edit, half a second after it.
+    const auto followEdits = [this] {
+        if (m_accessAsEdited && m_timer)
+            QMetaObject::invokeMethod(m_timer, [timer = m_timer] { timer->start(500); }, Qt::AutoConnection);
+    };
+    connect(m_session, &QAbstractItemModel::dataChanged, this, followEdits);
+    connect(m_session, &MGAclEditSession::listChanged, this, followEdits);
 
     // The refresh timer lives on the work queue and fires there; it is armed only by
     // file-system events, never on its own.
@@ -103,12 +117,13 @@ MGAclPlugin::~MGAclPlugin()
     disconnect(MGIdentities::sharedIdentities(), nullptr, this, nullptr);
     if (m_tabViewController)
         disconnect(m_tabViewController, nullptr, this, nullptr);
-    for (const MGAclItem &item : std::as_const(m_entries)) {
-        if (MGAclEntry *entry = MGAclLists::entryOf(item))
-            entry->removeObserver(this);
-    }
+    if (m_session)
+        disconnect(m_session, nullptr, this, nullptr);
     if (QTimer *timer = m_timer)
         QMetaObject::invokeMethod(timer, &QTimer::stop, Qt::QueuedConnection);
+    // The watch lives on the work queue and goes there.
+    if (MGAclItemWatch *watch = m_watch)
+        QMetaObject::invokeMethod(watch, &QObject::deleteLater, Qt::QueuedConnection);
 }
 
 void MGAclPlugin::processItems(const QList<MGHostItem> &items)
@@ -147,9 +162,14 @@ MGWindow *MGAclPlugin::window() const
 bool MGAclPlugin::validateMenuItem(QAction *item)
 {
     const QString action = item->objectName();
-    // An item nobody can change, or one gone away, takes no command that edits or writes.
+    // An item gone away, or whose name now means another, is read again: that finds it if it
+    // is back, and drops the edits only on the user's word.
     const Notice::Kind kind = notice().kind;
-    if ((kind == Notice::Blocked || kind == Notice::Gone) && action != QLatin1String("keepMask:"))
+    if (action == QLatin1String("revertEntries:") && (kind == Notice::Gone || kind == Notice::Replaced))
+        return true;
+    // An item nobody can change, or one that is not there, takes no command that edits or
+    // writes.
+    if (m_session->isReadOnly() && action != QLatin1String("keepMask:"))
         return false;
     if (action == QLatin1String("revertEntries:") || action == QLatin1String("saveEntries:"))
         return canRevertEntries();
@@ -159,7 +179,7 @@ bool MGAclPlugin::validateMenuItem(QAction *item)
         return hasInheritedEntries();
     if (action == QLatin1String("keepMask:")) {
         item->setCheckable(true);
-        item->setChecked(m_keepsMask);
+        item->setChecked(m_session->keepsMask());
         return true;
     }
     if (action == QLatin1String("propagateEntries:"))

@@ -5,6 +5,12 @@
 #include "NTLocalizedString.h"
 
 
+MGAclExpectation MGAclPlugin::expectation() const
+{
+    const MGAclItemStamp read = m_session->readStamp();
+    return {revertedEntries(), read.known ? std::optional<MGItemIdentity>({read.device, read.inode, read.born}) : std::nullopt};
+}
+
 void MGAclPlugin::saveEntries(QObject *sender)
 {
     const Pointer self = shared_from_this();
@@ -25,20 +31,27 @@ void MGAclPlugin::saveEntries(QObject *sender)
                                                     MGAclProtocol::description(MGAclRemoteMethod::SetEntries)));
             return;
         }
-        // Written only if the item still holds what the window read from it.
-        const MGAclList read = self->revertedEntries();
-        self->sendEntries(MGAclRemoteMethod::SetEntries, list, self->url(), [self, closeWhenSaved](auto outcome) {
-            if (outcome.kind == outcome.Succeeded && closeWhenSaved) {
-                MGMainQueue::async([self] {
-                    if (MGWindow *window = self->window())
+        // Written only if the item still holds what the window read from it, and is still the
+        // file it was read from: a name that now means another file is not written to.
+        const MGAclExpectation expected = self->expectation();
+        self->sendEntries(MGAclRemoteMethod::SetEntries, list, self->url(), [self, closeWhenSaved, list](auto outcome) {
+            if (outcome.kind == outcome.Succeeded) {
+                MGMainQueue::async([self, closeWhenSaved] {
+                    self->m_session->forgetDiscardedEdits();
+                    if (MGWindow *window = self->window(); window && closeWhenSaved)
                         window->closeWithoutAsking();
                 });
-                return;
+                if (closeWhenSaved)
+                    return;
+            } else {
+                if (outcome.error)
+                    self->showError(*outcome.error);
+                // The item is read again, as after any save; the edits are kept aside, and
+                // the bar offers them back.
+                MGMainQueue::async([self, list] { self->m_session->keepDiscardedEdits(list); });
             }
-            if (outcome.error)
-                self->showError(*outcome.error);
             self->reload();
-        }, read);
+        }, expected);
     };
     queue()->async([self, copy, save]() mutable {
         // Entries without any permission are left out, once the user agrees.
@@ -131,6 +144,6 @@ void MGAclPlugin::startPropagation()
                     Q_UNUSED(cancelled);
                 });
             },
-            self->revertedEntries(), watch);
+            self->expectation(), watch);
     });
 }

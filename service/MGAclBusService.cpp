@@ -168,11 +168,11 @@ QByteArray MGAclBusService::answer(const QString &caller, const QByteArray &requ
     }
     std::optional<MGAclRemoteMethod> method;
     if (outline)
-        method = MGAclProtocol::methodForSelector(outline->value(QStringLiteral("method")).toString());
+        method = MGAclProtocol::methodForSelector(outline->value(MGAclProtocol::Field::Method).toString());
     // Taken in beside the caller's queue as a stop, answered as one or not at all.
     if (!refused && (!method || asStop != (method == MGAclRemoteMethod::StopPropagation)))
         refused = MGAclServiceDispatcher::malformedReply(QStringLiteral("its method could not be told"),
-                                                         outline->value(QStringLiteral("id")));
+                                                         outline->value(MGAclProtocol::Field::Id));
     // Who asked, as the bus knows them, heads each record of what was done for them.
     const QDBusConnectionInterface *bus = QDBusConnection::systemBus().interface();
     const QString action = method ? MGPolkit::actionForRight(QString::fromLatin1(MGAclProtocol::right(*method))) : QStringLiteral("none");
@@ -182,10 +182,10 @@ QByteArray MGAclBusService::answer(const QString &caller, const QByteArray &requ
                             .arg(action);
     const auto record = [this, who](const MGAuditRecord &what) { m_log.record(who, what); };
     const QByteArray path =
-        outline ? outline->value(QStringLiteral("args")).toMap().value(QString(MGAclProtocol::Key::Path)).toByteArray() : QByteArray();
+        outline ? outline->value(MGAclProtocol::Field::Arguments).toMap().value(QString(MGAclProtocol::Key::Path)).toByteArray() : QByteArray();
     if (refused || !method) {
         QString problem;
-        const std::optional<MGError> error = MGError::fromCbor(refused->value(QStringLiteral("error")), &problem);
+        const std::optional<MGError> error = MGError::fromCbor(refused->value(MGAclProtocol::Field::Error), &problem);
         record({QStringLiteral("malformed request"), path, QString(), QByteArray(), QByteArray(),
                 error ? error->localizedDescription() : problem});
         return refused->toCborValue().toCbor();
@@ -197,7 +197,7 @@ QByteArray MGAclBusService::answer(const QString &caller, const QByteArray &requ
                                                    path.isNull() ? QString() : QStringLiteral(" for")),
                 path, QString(), QByteArray(), QByteArray(), QString()});
         return MGAclServiceDispatcher::errorReply(
-                   outline->value(QStringLiteral("id")),
+                   outline->value(MGAclProtocol::Field::Id),
                    MGError::posixError(EACCES, QStringLiteral("The privileged ACL service refused the request: "
                                                               "the caller is not authorised for %1.")
                                                    .arg(action)))

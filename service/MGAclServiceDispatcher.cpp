@@ -16,6 +16,7 @@
 #include <cerrno>
 #include <climits>
 #include <limits>
+#include <sys/sysmacros.h>
 
 namespace {
 constexpr qsizetype MaximumPathLength = PATH_MAX;
@@ -43,6 +44,25 @@ QString itemText(const MGFileItem &item)
     return QStringLiteral("device %1:%2, inode %3").arg(status.stx_dev_major).arg(status.stx_dev_minor).arg(status.stx_ino);
 }
 
+// An error when the request says which file it expects (its device and inode) and the item
+// its path leads to now is another one.
+MGResultError otherFile(const MGFileItem &item, const QCborMap &args)
+{
+    if (!args.contains(QString(Key::Device)) || !args.contains(QString(Key::Inode)))
+        return std::nullopt;
+    struct statx status = {};
+    if (const int error = item.status(&status))
+        return item.error(error, MGPosixAclStore::WriteFailure);
+    const qint64 born = (status.stx_mask & STATX_BTIME) ? status.stx_btime.tv_sec * 1000000000 + status.stx_btime.tv_nsec : 0;
+    const bool sameBirth = !args.contains(QString(Key::Born)) || born == 0 || born == args.value(QString(Key::Born)).toInteger();
+    if (quint64(makedev(status.stx_dev_major, status.stx_dev_minor)) == quint64(args.value(QString(Key::Device)).toInteger())
+        && status.stx_ino == quint64(args.value(QString(Key::Inode)).toInteger()) && sameBirth)
+        return std::nullopt;
+    return MGError::posixError(ESTALE, QStringLiteral("%1 \u201c%2\u201d: it is another file than the one that was read, "
+                                                      "and nothing was changed.")
+                                           .arg(MGPosixAclStore::WriteFailure, item.shownPath()));
+}
+
 const QString &failureFor(MGAclRemoteMethod method)
 {
     return method == MGAclRemoteMethod::SetEntries || method == MGAclRemoteMethod::PropagateEntries
@@ -55,8 +75,8 @@ QCborMap MGAclServiceDispatcher::errorReply(const QCborValue &id, const MGError 
 {
     QCborMap reply;
     if (id.isInteger())
-        reply.insert(QStringLiteral("id"), id);
-    reply.insert(QStringLiteral("error"), error.toCbor());
+        reply.insert(MGAclProtocol::Field::Id, id);
+    reply.insert(MGAclProtocol::Field::Error, error.toCbor());
     return reply;
 }
 
@@ -71,32 +91,32 @@ constexpr std::chrono::milliseconds ProgressInterval(250);
 
 QCborMap progressReport(const QCborValue &id, const QCborMap &progress)
 {
-    return QCborMap{{QStringLiteral("id"), id}, {QStringLiteral("progress"), progress}};
+    return QCborMap{{MGAclProtocol::Field::Id, id}, {MGAclProtocol::Field::Progress, progress}};
 }
 }
 
 bool MGAclServiceDispatcher::isStop(const QCborMap &request)
 {
-    return request.value(QStringLiteral("method")).toString()
+    return request.value(MGAclProtocol::Field::Method).toString()
         == QLatin1String(MGAclProtocol::selector(MGAclRemoteMethod::StopPropagation));
 }
 
 std::optional<QCborMap> MGAclServiceDispatcher::refusal(const QCborMap &request)
 {
-    const QCborValue id = request.value(QStringLiteral("id"));
+    const QCborValue id = request.value(MGAclProtocol::Field::Id);
     if (!MGAclProtocol::requestNumber(id))
         return malformedReply(QStringLiteral("no request number"));
     QString why;
     MGCborReader read(&why);
-    if (!read.map(request, QStringLiteral("request"), {QStringLiteral("id"), QStringLiteral("method"), QStringLiteral("args")},
-                  {QStringLiteral("locale")}))
+    if (!read.map(request, QStringLiteral("request"), {MGAclProtocol::Field::Id, MGAclProtocol::Field::Method, MGAclProtocol::Field::Arguments},
+                  {MGAclProtocol::Field::Locale}))
         return malformedReply(why, id);
-    const auto method = MGAclProtocol::methodForSelector(request.value(QStringLiteral("method")).toString());
+    const auto method = MGAclProtocol::methodForSelector(request.value(MGAclProtocol::Field::Method).toString());
     if (!method)
         return malformedReply(QStringLiteral("unknown method"), id);
     // Every argument, optional ones included, is of its type before anything is touched: a
     // request meaning "dry run" in some other spelling must never make a real change.
-    if (const std::optional<QString> problem = MGAclProtocol::argumentProblem(*method, request.value(QStringLiteral("args"))))
+    if (const std::optional<QString> problem = MGAclProtocol::argumentProblem(*method, request.value(MGAclProtocol::Field::Arguments)))
         return malformedReply(*problem, id);
     return std::nullopt;
 }
@@ -108,8 +128,8 @@ QCborMap MGAclServiceDispatcher::handle(const QCborMap &request, const Caller &c
     // A request that may change something is on record whatever came of it: what it asked
     // for here, what came of it as far as it got.
     std::optional<MGAuditRecord> record;
-    const auto method = MGAclProtocol::methodForSelector(request.value(QStringLiteral("method")).toString());
-    const QCborMap args = request.value(QStringLiteral("args")).toMap();
+    const auto method = MGAclProtocol::methodForSelector(request.value(MGAclProtocol::Field::Method).toString());
+    const QCborMap args = request.value(MGAclProtocol::Field::Arguments).toMap();
     if (caller.record && (*method == MGAclRemoteMethod::SetEntries || *method == MGAclRemoteMethod::PropagateEntries)) {
         record = MGAuditRecord();
         record->what = *method == MGAclRemoteMethod::SetEntries ? QStringLiteral("set")
@@ -119,9 +139,9 @@ QCborMap MGAclServiceDispatcher::handle(const QCborMap &request, const Caller &c
     }
     const QCborMap reply = answer(request, caller, caller.record ? &record : nullptr);
     if (record) {
-        if (record->outcome.isEmpty() && reply.contains(QStringLiteral("error"))) {
+        if (record->outcome.isEmpty() && reply.contains(MGAclProtocol::Field::Error)) {
             QString why;
-            const std::optional<MGError> error = MGError::fromCbor(reply.value(QStringLiteral("error")), &why);
+            const std::optional<MGError> error = MGError::fromCbor(reply.value(MGAclProtocol::Field::Error), &why);
             record->outcome = QStringLiteral("nothing changed: %1").arg(error ? error->localizedDescription() : why);
         }
         caller.record(*record);
@@ -132,11 +152,11 @@ QCborMap MGAclServiceDispatcher::handle(const QCborMap &request, const Caller &c
 QCborMap MGAclServiceDispatcher::answer(const QCborMap &request, const Caller &caller, std::optional<MGAuditRecord> *record)
 {
     const ProgressSink &progress = caller.progress;
-    const QCborValue id = request.value(QStringLiteral("id"));
-    const auto method = MGAclProtocol::methodForSelector(request.value(QStringLiteral("method")).toString());
-    const QCborMap args = request.value(QStringLiteral("args")).toMap();
+    const QCborValue id = request.value(MGAclProtocol::Field::Id);
+    const auto method = MGAclProtocol::methodForSelector(request.value(MGAclProtocol::Field::Method).toString());
+    const QCborMap args = request.value(MGAclProtocol::Field::Arguments).toMap();
     QString why;
-    const QCborValue locale = request.value(QStringLiteral("locale"));
+    const QCborValue locale = request.value(MGAclProtocol::Field::Locale);
     // Titles and row names are in the caller's language.
     const NTLocalizedString::ThreadLanguage language(
         locale.isString() && locale.toString().size() < MaximumLocaleLength ? locale.toString() : QStringLiteral("C"));
@@ -154,7 +174,7 @@ QCborMap MGAclServiceDispatcher::answer(const QCborMap &request, const Caller &c
                                                                             "running.")
                                                                  .arg(MGAclProtocol::description(*method))
                                                                  .arg(number)));
-        return QCborMap{{QStringLiteral("id"), id}};
+        return QCborMap{{MGAclProtocol::Field::Id, id}};
     }
     const QByteArray path = args.value(QString(Key::Path)).toByteArray();
     if (path.size() >= MaximumPathLength)
@@ -169,22 +189,24 @@ QCborMap MGAclServiceDispatcher::answer(const QCborMap &request, const Caller &c
         return errorReply(id, item.error());
 
     QCborMap reply;
-    reply.insert(QStringLiteral("id"), id);
+    reply.insert(MGAclProtocol::Field::Id, id);
     // Backups and audits send their text as it comes, in progress reports.
     const auto textReport = [&](const QByteArray &text) {
         if (progress)
-            progress(progressReport(id, QCborMap{{QStringLiteral("text"), text}}));
+            progress(progressReport(id, QCborMap{{MGAclProtocol::Field::Text, text}}));
     };
     switch (*method) {
     case MGAclRemoteMethod::GetEntries: {
         const MGResult<MGAclList> list = MGPosixAclStore::read(*item);
         if (!list)
             return errorReply(id, list.error());
-        reply.insert(QStringLiteral("entries"), MGAclLists::toCbor(*list));
+        reply.insert(MGAclProtocol::Field::Entries, MGAclLists::toCbor(*list));
         return reply;
     }
     case MGAclRemoteMethod::SetEntries:
     case MGAclRemoteMethod::PropagateEntries: {
+        if (const MGResultError other = otherFile(*item, args))
+            return errorReply(id, *other);
         const auto list = MGAclLists::fromCbor(args.value(QString(Key::Entries)), &why);
         if (!list)
             return malformedReply(why, id);
@@ -250,7 +272,7 @@ QCborMap MGAclServiceDispatcher::answer(const QCborMap &request, const Caller &c
         const MGResult<qint64> items = backup.run();
         if (!items)
             return errorReply(id, items.error());
-        reply.insert(QStringLiteral("items"), *items);
+        reply.insert(MGAclProtocol::Field::Items, *items);
         return reply;
     }
     case MGAclRemoteMethod::AuditAccess: {
@@ -270,7 +292,7 @@ QCborMap MGAclServiceDispatcher::answer(const QCborMap &request, const Caller &c
         const MGResult<qint64> items = audit.run();
         if (!items)
             return errorReply(id, items.error());
-        reply.insert(QStringLiteral("items"), *items);
+        reply.insert(MGAclProtocol::Field::Items, *items);
         return reply;
     }
     case MGAclRemoteMethod::StopPropagation:
@@ -287,11 +309,11 @@ QCborMap MGAclServiceDispatcher::answer(const QCborMap &request, const Caller &c
         const auto tree = MGAccessEvaluator::accessTree(*item, uuid, edited);
         if (!tree)
             return errorReply(id, tree.error());
-        reply.insert(QStringLiteral("access"), MGTreeNode::forestToCbor(*tree));
+        reply.insert(MGAclProtocol::Field::Access, MGTreeNode::forestToCbor(*tree));
         // The item's own answer stands; a folder on the way that keeps the identity out is
         // named beside it.
         if (const QByteArray blocked = MGAccessEvaluator::blockingFolder(*item, uuid); !blocked.isEmpty())
-            reply.insert(QStringLiteral("blockedBy"), QString::fromUtf8(blocked));
+            reply.insert(MGAclProtocol::Field::BlockedBy, QString::fromUtf8(blocked));
         return reply;
     }
     }

@@ -143,7 +143,7 @@ MGFileItem::~MGFileItem()
 
 int MGFileItem::status(struct statx *status) const
 {
-    const unsigned mask = STATX_TYPE | STATX_MODE | STATX_UID | STATX_GID | STATX_NLINK | STATX_MNT_ID;
+    const unsigned mask = STATX_TYPE | STATX_MODE | STATX_UID | STATX_GID | STATX_NLINK | STATX_INO | STATX_MNT_ID | STATX_BTIME;
     return statx(m_fd, "", AT_EMPTY_PATH | AT_SYMLINK_NOFOLLOW, mask, status) == 0 ? 0 : errno;
 }
 

@@ -58,7 +58,7 @@ int serveStdio()
                 room.notify_one();
             }
             send(MGAclServiceDispatcher::handle(request, caller));
-            if (const std::optional<qint64> id = MGAclProtocol::requestNumber(request.value(QStringLiteral("id"))))
+            if (const std::optional<qint64> id = MGAclProtocol::requestNumber(request.value(MGAclProtocol::Field::Id)))
                 registry.forget(StdioCaller, *id);
         }
     });
@@ -89,8 +89,8 @@ int serveStdio()
             } else {
                 // A propagation can be stopped from the moment it is taken in.
                 const QCborMap map = request.toMap();
-                const std::optional<qint64> id = MGAclProtocol::requestNumber(map.value(QStringLiteral("id")));
-                if (id && MGAclProtocol::methodForSelector(map.value(QStringLiteral("method")).toString())
+                const std::optional<qint64> id = MGAclProtocol::requestNumber(map.value(MGAclProtocol::Field::Id));
+                if (id && MGAclProtocol::methodForSelector(map.value(MGAclProtocol::Field::Method).toString())
                               == MGAclRemoteMethod::PropagateEntries)
                     registry.expect(StdioCaller, *id);
                 std::unique_lock<std::mutex> locker(lock);

@@ -37,12 +37,16 @@ inline QCborMap validArguments(MGAclRemoteMethod method, const QString &file, co
         case MGAclProtocol::ArgumentType::Identity:
             value = CBIdentity::user(65534).uniqueIdentifier().toString(QUuid::WithoutBraces);
             break;
-        case MGAclProtocol::ArgumentType::RequestNumber: value = 1; break;
+        case MGAclProtocol::ArgumentType::RequestNumber:
+        case MGAclProtocol::ArgumentType::Number: value = 1; break;
         case MGAclProtocol::ArgumentType::Level: value = QStringLiteral("write"); break;
         case MGAclProtocol::ArgumentType::Flag: value = false; break;
         }
-        // "expected" must not hold what the item holds for a write to be refused by it: left out.
-        if (!argument.optional || argument.type != MGAclProtocol::ArgumentType::Entries)
+        // What the item must still hold ("expected", its device and inode) is left out: a
+        // write of these arguments is refused by nothing else.
+        const bool expectation = argument.type == MGAclProtocol::ArgumentType::Entries
+            || argument.type == MGAclProtocol::ArgumentType::Number;
+        if (!argument.optional || !expectation)
             arguments.insert(QString(argument.name), value);
     }
     return arguments;
@@ -59,6 +63,7 @@ inline QList<QCborValue> wrongValues(MGAclProtocol::ArgumentType type)
     case MGAclProtocol::ArgumentType::Identity:
         return {5, QStringLiteral("not-a-uuid"), QByteArray("65534"), QCborValue()};
     case MGAclProtocol::ArgumentType::RequestNumber:
+    case MGAclProtocol::ArgumentType::Number:
         return {QStringLiteral("1"), -1, 1.5, QCborValue()};
     case MGAclProtocol::ArgumentType::Level:
         return {3, QStringLiteral("everything"), QByteArray("write"), QCborValue()};

@@ -7,6 +7,8 @@
 #include "FileSystemHelpers.h"
 #include "PluginHelpers.h"
 
+#include <QMessageBox>
+#include <QRandomGenerator>
 #include <QTreeView>
 #include <QAbstractItemModelTester>
 #include <QAccessible>
@@ -35,6 +37,122 @@ private slots:
         useTestSettings();
         file = tmp.path("file");
         QVERIFY(shOk("touch " + quoted(file)));
+    }
+
+    // A seeded sequence of keys and clicks over the table, its pop-ups, its buttons and the
+    // permission editor, as someone trying things would make it (MARROWGATE_WINDOW_SEED
+    // repeats one; MARROWGATE_WINDOW_STEPS sets how many). After each step: no pop-up shows a
+    // value with its list closed, the permission editor's boxes are what its entry holds, the
+    // table's rows are the list's, and the edited mark is whether the list differs from what
+    // was read.
+    void aRandomSequenceOfKeysAndClicksLeavesNothingShownThatTheListDoesNotHold()
+    {
+        const QString folder = tmp.path("random");
+        QVERIFY(shOk(QStringLiteral("mkdir %1 && setfacl -m u:daemon:rx,u:bin:r,g:adm:rwx,d:u:daemon:rx,d:g:adm:r %1")
+                         .arg(quoted(folder))));
+        MGAclPlugin::Pointer plugin = openWindow(folder);
+        MGAclEntriesViewController *view = entriesView(plugin);
+        QTableView *table = view->tableView();
+        table->setFocus();
+        const quint32 seed = qEnvironmentVariableIsSet("MARROWGATE_WINDOW_SEED")
+            ? qEnvironmentVariable("MARROWGATE_WINDOW_SEED").toUInt()
+            : QRandomGenerator::global()->generate();
+        bool ok = false;
+        const int steps = qEnvironmentVariableIntValue("MARROWGATE_WINDOW_STEPS", &ok);
+        qInfo("seed %u (MARROWGATE_WINDOW_SEED repeats this run)", seed);
+        QRandomGenerator random(seed);
+        const Qt::Key keys[] = {Qt::Key_Up,   Qt::Key_Down,   Qt::Key_Left,     Qt::Key_Right, Qt::Key_Home,  Qt::Key_End,
+                                Qt::Key_PageUp, Qt::Key_PageDown, Qt::Key_Return, Qt::Key_Escape, Qt::Key_F2,   Qt::Key_Space,
+                                Qt::Key_Tab,  Qt::Key_Backtab, Qt::Key_R,       Qt::Key_Delete};
+        QStringList trail;
+        auto settle = [&] {
+            for (int i = 0; i < 3; ++i) {
+                QCoreApplication::processEvents();
+                if (!flushQueue(*plugin->queue()) || !flushMainQueue())
+                    return false;
+            }
+            return true;
+        };
+        for (int step = 0; step < (ok ? steps : 1000); ++step) {
+            // Alerts (a refused command says why) are answered, as a person would.
+            if (auto *box = qobject_cast<QMessageBox *>(QApplication::activeModalWidget())) {
+                box->reject();
+                box->close();
+            }
+            auto *editor = plugin->window()->findChild<MGAclPermissionViewController *>();
+            // Keys go where a person's would: to the open list of a pop-up, or to the focus.
+            QWidget *popup = QApplication::activePopupWidget();
+            QWidget *target = popup ? (popup->focusWidget() ? popup->focusWidget() : popup) : QApplication::focusWidget();
+            const int what = random.bounded(10);
+            if (editor && editor->isViewLoaded() && editor->view()->isVisible() && what < 4) {
+                // In the permission editor: a box ticked or cleared, or the editor closed.
+                QTreeView *tree = editor->outlineView();
+                const int rows = editor->permissionModel()->rowCount();
+                if (what == 0 || rows == 0) {
+                    trail << QStringLiteral("close editor");
+                    editor->dismissPermissions(nullptr);
+                } else {
+                    const QModelIndex row = editor->permissionModel()->index(random.bounded(rows), 0);
+                    tree->setFocus();
+                    tree->setCurrentIndex(row);
+                    trail << QStringLiteral("space on %1").arg(row.data().toString());
+                    QTest::keyClick(tree, Qt::Key_Space);
+                }
+            } else if (what < 6 && target) {
+                const Qt::Key key = keys[random.bounded(int(std::size(keys)))];
+                trail << QStringLiteral("key %1 on %2").arg(QKeySequence(key).toString(), QString::fromLatin1(target->metaObject()->className()));
+                QTest::keyClick(target, key);
+            } else if (what < 8 && !QApplication::activePopupWidget() && !editor) {
+                const int row = random.bounded(table->model()->rowCount()), column = random.bounded(MGAclEntriesTableModel::ColumnCount);
+                const QModelIndex index = table->model()->index(row, column);
+                table->scrollTo(index);
+                const QPoint point = table->visualRect(index).center();
+                trail << QStringLiteral("%1 %2,%3").arg(what == 6 ? "click" : "double-click").arg(row).arg(column);
+                if (what == 6)
+                    QTest::mouseClick(table->viewport(), Qt::LeftButton, {}, point);
+                else
+                    QTest::mouseDClick(table->viewport(), Qt::LeftButton, {}, point);
+            } else if (what == 8 && !QApplication::activePopupWidget() && !editor) {
+                QToolButton *button = random.bounded(2) ? view->addButton() : view->removeButton();
+                trail << QStringLiteral("button %1").arg(button == view->addButton() ? "+" : "-");
+                if (button->isEnabled())
+                    QTest::mouseClick(button, Qt::LeftButton);
+            } else if (!QApplication::activePopupWidget() && !editor) {
+                trail << QStringLiteral("show permissions");
+                view->showPermissions(nullptr);
+            }
+            QVERIFY(settle());
+            const QString where = QStringLiteral("step %1: %2").arg(step).arg(trail.mid(std::max<qsizetype>(0, trail.size() - 6)).join(" / "));
+            // No pop-up is left with its list closed, where it could show a value the list
+            // does not hold.
+            for (int row = 0; row < table->model()->rowCount(); ++row) {
+                for (int column = 0; column < MGAclEntriesTableModel::ColumnCount; ++column) {
+                    auto *box = qobject_cast<QComboBox *>(view->cellEditor(row, column));
+                    if (box && !qobject_cast<MGIdentityPopUpButton *>(box))
+                        QVERIFY2(box->view()->isVisible() || box->currentData() == table->model()->index(row, column).data(Qt::EditRole),
+                                 qPrintable(where + QStringLiteral(" (shows %1)").arg(box->currentText())));
+                    if (box && !qobject_cast<MGIdentityPopUpButton *>(box))
+                        QVERIFY2(box->view()->isVisible(), qPrintable(where + " (a pop-up is open with its list closed)"));
+                }
+            }
+            // The permission editor shows what its entry holds.
+            editor = plugin->window()->findChild<MGAclPermissionViewController *>();
+            if (editor && editor->entry() && editor->isViewLoaded()) {
+                for (int r = 0; r < editor->permissionModel()->rowCount(); ++r) {
+                    QStandardItem *item = editor->permissionModel()->item(r);
+                    const int state = editor->entry()->permissionState(item->data(Qt::UserRole).toUInt());
+                    QVERIFY2((item->checkState() == Qt::Checked ? 1 : item->checkState() == Qt::Unchecked ? 0 : -1) == state,
+                             qPrintable(where));
+                }
+            }
+            // The rows are the list's, and the edited mark is whether it differs from what was read.
+            QCOMPARE(table->model()->rowCount(), int(plugin->entries().size()));
+            QVERIFY2(plugin->window()->isWindowModified() == !MGAclLists::isEqualToList(plugin->entries(), plugin->revertedEntries()),
+                     qPrintable(where));
+        }
+        if (auto *editor = plugin->window()->findChild<MGAclPermissionViewController *>())
+            editor->dismissPermissions(nullptr);
+        plugin->window()->closeWithoutAsking();
     }
 
     void rowsAreTheListWithTitleRows()
@@ -235,15 +353,16 @@ private slots:
         QVERIFY(tags->item(1)->toolTip().contains("no deny entries"));
         QTest::keyClick(tag, Qt::Key_Escape);
         QTRY_VERIFY(!view->cellEditor(1, MGAclEntriesTableModel::TagColumn));
-        // A group with the keyboard: the arrow changes only the editor until Enter.
+        // A group with the keyboard: the arrow moves in the open list, Enter chooses.
         auto *group = qobject_cast<QComboBox *>(keyOnCell(view, 1, MGAclEntriesTableModel::PermissionGroupColumn, Qt::Key_F2));
         QVERIFY(group);
         QCOMPARE(group->currentText(), QStringLiteral("Read"));
-        QTest::keyClick(group, Qt::Key_Up); // Read & Write comes before Read
+        QTRY_VERIFY(group->view()->isVisible());
+        QTest::keyClick(group->view(), Qt::Key_Up); // Read & Write comes before Read
         QCOMPARE(added->permissionGroup(), qint64(Set::Read));
         QVERIFY(view->model()->index(1, MGAclEntriesTableModel::PermissionGroupColumn).data().toString().startsWith(
             "Read (r--"));
-        QTest::keyClick(group, Qt::Key_Return);
+        QTest::keyClick(group->view(), Qt::Key_Return);
         QTRY_VERIFY(!view->cellEditor(1, MGAclEntriesTableModel::PermissionGroupColumn));
         QCOMPARE(added->permissionGroup(), qint64(Set::ReadWrite));
         QVERIFY(view->model()->index(1, MGAclEntriesTableModel::PermissionGroupColumn).data().toString().startsWith(

@@ -1,4 +1,3 @@
-#include "MGPosixRules.h"
 #include "MGAclPermissionViewController.h"
 #include "MGValueTransformer.h"
 #include "MGAclValueTransformers.h"
@@ -12,6 +11,18 @@
 
 using Set = MGAclPermissionSet;
 
+namespace {
+// A session whose list holds the entry (and any others), as a window's does.
+std::unique_ptr<MGAclEditSession> sessionWith(const MGAclEntry::Pointer &entry, const MGAclList &others = {})
+{
+    auto session = std::make_unique<MGAclEditSession>();
+    MGAclList list{QStringLiteral("Access Control List")};
+    list << others << entry;
+    session->installRead(list, {});
+    return session;
+}
+}
+
 // The permission editor on its own, for entries of both kinds.
 class tst_MGAclPermissionViewController : public QObject
 {
@@ -23,7 +34,8 @@ private slots:
     {
         // An entry of a store with the full set of permissions (not POSIX).
         auto entry = MGAclEntry::aclEntry(MGAclEntry::Allow, CBIdentity::user(1), MGAclPermission::ReadData, 0, false, false);
-        MGAclPermissionViewController editor(entry);
+        const auto session = sessionWith(entry);
+        MGAclPermissionViewController editor(session.get(), entry);
         editor.view()->show();
         QVERIFY(!editor.view()->findChild<QLabel *>("posixNote")->isVisible());
         QAbstractItemModelTester tester(editor.permissionModel());
@@ -57,7 +69,8 @@ private slots:
         // ticks as a click would.
         auto entry = MGAclEntry::aclEntry(MGAclEntry::Allow, CBIdentity::user(1), Set::fromPosixBits(4, false), 0,
                                           false, true);
-        MGAclPermissionViewController editor(entry);
+        const auto session = sessionWith(entry);
+        MGAclPermissionViewController editor(session.get(), entry);
         editor.view()->show();
         QVERIFY(QTest::qWaitForWindowExposed(editor.view()));
         QStandardItem *write = editor.itemFor("Write");
@@ -75,11 +88,11 @@ private slots:
     {
         auto entry = MGAclEntry::aclEntry(MGAclEntry::Allow, CBIdentity::user(1, "daemon"), Set::fromPosixBits(4, false), 0,
                                           false, true);
-        MGAclPermissionViewController editor(entry);
         // nobody has an entry for the item already.
-        MGAclList others{QStringLiteral("t"), MGAclEntry::aclEntry(MGAclEntry::Allow, CBIdentity::user(65534),
-                                                                 Set::fromPosixBits(4, false), 0, false, true)};
-        editor.setIdentityUse(MGPosixRules::IdentityUse(others));
+        const MGAclList others{MGAclEntry::aclEntry(MGAclEntry::Allow, CBIdentity::user(65534), Set::fromPosixBits(4, false), 0,
+                                                    false, true)};
+        const auto session = sessionWith(entry, others);
+        MGAclPermissionViewController editor(session.get(), entry);
         editor.view()->show();
         MGIdentityPopUpButton *who = editor.identityPopUpButton();
         QVERIFY(who->isEnabled());
@@ -96,7 +109,8 @@ private slots:
     void ownerGroupAndOtherKeepWhoTheyAre()
     {
         auto owner = MGAclEntry::posixEntry(MGAclEntry::Kind::Owner, CBIdentity::user(0, "root"), 6, false);
-        MGAclPermissionViewController editor(owner);
+        const auto session = sessionWith(owner);
+        MGAclPermissionViewController editor(session.get(), owner);
         editor.view()->show();
         QVERIFY(!editor.identityPopUpButton()->isEnabled());
         QCOMPARE(editor.identityPopUpButton()->currentText(), QStringLiteral("Owner: root"));

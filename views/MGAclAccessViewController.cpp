@@ -148,6 +148,11 @@ void MGAclAccessViewController::showShownState()
         return;
     const bool edited = m_acl && m_acl->isEdited();
     m_asEditedSwitch->setEnabled(edited);
+    // The switch says what the document shows: "as edited" ends with the edits.
+    if (m_acl && m_asEditedSwitch->isChecked() != m_acl->showsAccessAsEdited()) {
+        const QSignalBlocker blocker(m_asEditedSwitch);
+        m_asEditedSwitch->setChecked(m_acl->showsAccessAsEdited());
+    }
     const bool asEdited = edited && m_asEditedSwitch->isChecked();
     const QString text = NTLocalizedString::localize(
         asEdited ? QStringLiteral("Shows the access the edited list would give once saved; nothing is saved yet.")

@@ -1,7 +1,7 @@
 #pragma once
 
 #include "CBIdentity.h"
-#include "MGAclList.h"
+#include "MGAclEditSession.h"
 #include "MGTreeNode.h"
 
 #include <QObject>
@@ -10,15 +10,18 @@
 
 class QAction;
 
-// The plug-in object as the editor's views see it: the item, its entry list, the
-// effective-access tree with the identity it is for, and what it says about the item,
-// each observable through its changed signal. The views reach it only through this
-// interface, so they do not depend on the plug-in object's own code (which builds them).
-// Main thread only.
+// The plug-in object as the editor's views see it: the item's edit session (its list, the
+// table's model), the effective-access tree with the identity it is for, and what it says
+// about the item, each observable through its changed signal. The views reach it only
+// through this interface, so they do not depend on the plug-in object's own code (which
+// builds them). Main thread only.
 class MGAclDocument : public QObject
 {
     Q_OBJECT
 public:
+    // The edit session: the list, its edits and what the item allows (the table shows and
+    // edits it as its model).
+    virtual MGAclEditSession *session() const = 0;
     virtual QUrl url() const = 0;
     virtual MGAclList entries() const = 0;
     // The list as it was last read from the item.
@@ -31,29 +34,19 @@ public:
     // Changes with entries.
     virtual QString aclUnavailableReason() const = 0;
     // What the window says above the entries about the item itself.
-    struct Notice
-    {
-        enum Kind {
-            None,
-            AsksAuthorisation, // saving will ask for an administrator's authorisation
-            NoAcls, // its file system keeps no ACLs: only the permission bits can be changed
-            ChangedOnDisk, // changed elsewhere while the list is edited: reload, or keep the edits
-            Blocked, // nobody can change it (a mark, a read-only mount, its kind): editing is off
-            Gone, // deleted or moved away: nothing can be saved
-        };
-        Kind kind = None;
-        QString text;
-    };
+    using Notice = MGAclEditSession::Notice;
     virtual Notice notice() const = 0;
     // Whether the list differs from what was read (changes with editedChanged), and whether
     // access() shows what the edited list would give instead of the item as saved.
     virtual bool isEdited() const = 0;
     virtual bool showsAccessAsEdited() const = 0;
     virtual void setShowsAccessAsEdited(bool asEdited) = 0;
-    // The two answers to ChangedOnDisk: read the item again, dropping the edits; or keep
-    // them, so that a save writes them over what is on disk.
+    // The answers to what the bar says: read the item again, dropping the edits (changed on
+    // disk, replaced, gone); keep them, so that a save writes them over what is on disk; have
+    // back the edits a refused save left.
     virtual void reloadFromDisk() = 0;
     virtual void keepEditsOverDisk() = 0;
+    virtual void restoreDiscardedEdits() = 0;
     virtual CBIdentity identity() const = 0;
     virtual void setIdentity(const CBIdentity &identity) = 0;
     // Moves the entry at one row of `entries` to a drop row (between rows `toIndex` - 1

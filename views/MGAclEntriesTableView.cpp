@@ -111,10 +111,10 @@ bool MGAclEntriesTableView::edit(const QModelIndex &index, EditTrigger trigger, 
         return false;
     if (!QTableView::edit(index, trigger, event))
         return false;
-    if (trigger == SelectedClicked || trigger == DoubleClicked || trigger == AllEditTriggers) {
-        if (QWidget *editor = indexWidget(index))
-            QTimer::singleShot(0, editor, [editor] { MGAclEntryDelegate::openPopUp(editor); });
-    }
+    // However the edit began (a click, F2, Enter, a typed letter, which picks the matching
+    // choice), the pop-up's list opens: the editor lives while it is open.
+    if (QWidget *editor = indexWidget(index))
+        QTimer::singleShot(0, editor, [editor] { MGAclEntryDelegate::openPopUp(editor); });
     return true;
 }
 

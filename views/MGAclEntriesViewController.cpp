@@ -31,13 +31,14 @@ const QString ACL = QStringLiteral("ACL");
 MGAclEntriesViewController::MGAclEntriesViewController(MGAclDocument *acl) : m_acl(acl)
 {
     setTitle(NTLocalizedString::localize(QStringLiteral("Set of Permissions"), ACL));
-    m_model = new MGAclEntriesTableModel(this);
+    // The table shows and edits the document's edit session (a session of its own without one).
+    m_model = new MGAclEntriesTableModel(acl ? acl->session() : new MGAclEditSession(this), this);
     m_model->setDocument(acl);
     connect(m_model, &MGAclEntriesTableModel::customPermissionsChosen, this,
             &MGAclEntriesViewController::selectPermissionGroup);
+    connect(m_model, &QAbstractItemModel::rowsInserted, this, &MGAclEntriesViewController::rowsInserted);
     if (acl) {
         connect(acl, &MGAclDocument::noticeChanged, this, &MGAclEntriesViewController::showNotice);
-        m_model->setList(acl->entries());
         connect(acl, &MGAclDocument::entriesChanged, this, &MGAclEntriesViewController::entriesChanged);
     }
 }
@@ -64,6 +65,10 @@ QWidget *MGAclEntriesViewController::loadView()
     connect(m_noticeBar, &MGAclNoticeBar::keepChosen, this, [this] {
         if (m_acl)
             m_acl->keepEditsOverDisk();
+    });
+    connect(m_noticeBar, &MGAclNoticeBar::restoreChosen, this, [this] {
+        if (m_acl)
+            m_acl->restoreDiscardedEdits();
     });
     m_addButton = ui.addButton;
     m_removeButton = ui.removeButton;
@@ -114,7 +119,7 @@ void MGAclEntriesViewController::viewDidLoad()
                 m_choosingForAdded.reset();
                 if (!added || hint != QAbstractItemDelegate::RevertModelCache)
                     return;
-                const qsizetype row = MGAclLists::indexOfItem(m_model->list(), added);
+                const int row = rowOf(added.get());
                 if (row >= 0) {
                     m_takingBackAdd = true;
                     perform("removeEntry:", QVariant(quint64(row)));
@@ -325,7 +330,7 @@ void MGAclEntriesViewController::showPermissions(QObject *)
     // content view controller, so an editor already open stays.
     for (MGViewController *presented : presentedViewControllers())
         dismissViewController(presented);
-    presentEditor(MGAclLists::entryPointerOf(m_model->list().value(row)));
+    presentEditor(m_model->entryPointerAt(row));
 }
 
 void MGAclEntriesViewController::selectPermissionGroup(int row)
@@ -344,8 +349,7 @@ void MGAclEntriesViewController::presentEditor(const MGAclEntry::Pointer &entry)
 {
     if (!entry)
         return;
-    auto *editor = new MGAclPermissionViewController(entry);
-    editor->setIdentityUse(m_model->identityUse());
+    auto *editor = new MGAclPermissionViewController(m_model->session(), entry);
     MGViewController *presenter = this;
     if (auto *window = qobject_cast<MGWindow *>(view()->window()); window && window->contentViewController())
         presenter = window->contentViewController();
@@ -409,56 +413,60 @@ void MGAclEntriesViewController::tableViewSelectionDidChange()
     emit selectionStateChanged();
 }
 
+int MGAclEntriesViewController::rowOf(const MGAclEntry *entry) const
+{
+    const MGAclList &list = m_model->list();
+    for (qsizetype row = 0; row < list.size(); ++row) {
+        if (MGAclLists::entryOf(list.at(row)) == entry)
+            return int(row);
+    }
+    return -1;
+}
+
+void MGAclEntriesViewController::rowsInserted(const QModelIndex &, int first)
+{
+    // "+" added this row: it is selected, and its chooser opens at once (+, type a name, Enter).
+    if (!m_entryAdded || !m_tableView)
+        return;
+    m_entryAdded = false;
+    selectRow(first);
+    if (!m_chooseAfterAdding)
+        return;
+    m_chooseAfterAdding = false;
+    QTimer::singleShot(0, this, [this, first] {
+        // Unless the user has moved on meanwhile.
+        if (selectedRow() == first) {
+            m_choosingForAdded = m_model->entryPointerAt(first);
+            editCell(first, MGAclEntriesTableModel::IdentityColumn);
+        }
+    });
+}
+
 void MGAclEntriesViewController::entriesChanged()
 {
-    const MGAclEntry::Pointer previousEntry = m_selectedEntry;
-    const bool added = m_entryAdded;
-    m_model->setList(m_acl ? m_acl->entries() : MGAclList());
+    // The rows moved, came and went as the list did, and the selection with them.
     showNotice();
     if (m_tableView) {
         showTitleRows();
-        if (previousEntry) {
-            const qsizetype index = MGAclLists::indexOfItem(m_model->list(), previousEntry);
-            if (index >= 0)
-                selectRow(int(m_entryAdded ? index + 1 : index));
-        } else if (m_entryAdded) {
-            selectRow(1);
-        }
         if (m_takingBackAdd) {
             m_takingBackAdd = false;
             const MGAclEntry::Pointer before = m_selectedBeforeAdding.lock();
-            const qsizetype index = before ? MGAclLists::indexOfItem(m_model->list(), before) : -1;
-            if (index >= 0)
-                selectRow(int(index));
+            const int row = before ? rowOf(before.get()) : -1;
+            if (row >= 0)
+                selectRow(row);
             else
                 m_tableView->clearSelection();
         }
     }
-    m_entryAdded = false;
     tableViewSelectionDidChange();
-    // Adding someone is: +, type a name, Enter: the new row's chooser opens at once.
-    if (added && m_chooseAfterAdding) {
-        m_chooseAfterAdding = false;
-        const int row = selectedRow();
-        QTimer::singleShot(0, this, [this, row] {
-            // Unless the user has moved on meanwhile.
-            if (selectedRow() == row) {
-                m_choosingForAdded = m_model->entryPointerAt(row);
-                editCell(row, MGAclEntriesTableModel::IdentityColumn);
-            }
-        });
-    }
 }
 
 void MGAclEntriesViewController::showNotice()
 {
     const MGAclDocument::Notice notice = m_acl ? m_acl->notice() : MGAclDocument::Notice();
-    const bool readOnly = notice.kind == MGAclDocument::Notice::Blocked || notice.kind == MGAclDocument::Notice::Gone;
-    if (readOnly && m_tableView && m_tableView->isAncestorOf(QApplication::focusWidget()))
+    if (m_model->isReadOnly() && m_tableView && m_tableView->isAncestorOf(QApplication::focusWidget()))
         m_tableView->setFocus(); // an open editor gives up
-    m_model->setReadOnly(readOnly);
     if (m_noticeBar)
-        m_noticeBar->showNotice(notice.text, notice.kind == MGAclDocument::Notice::ChangedOnDisk,
-                                notice.kind != MGAclDocument::Notice::AsksAuthorisation);
+        m_noticeBar->showNotice(notice);
     tableViewSelectionDidChange();
 }

@@ -85,6 +85,8 @@ protected:
 
 private:
     void entriesChanged();
+    void rowsInserted(const QModelIndex &parent, int first);
+    int rowOf(const MGAclEntry *entry) const;
     // Shows what the document says about the item, and turns editing off where it cannot be changed.
     void showNotice();
     void showTitleRows();

@@ -8,11 +8,13 @@
 #include "MGPosixRules.h"
 #include "NTLocalizedString.h"
 
+#include <QAbstractItemView>
 #include <QApplication>
 #include <QComboBox>
 #include <QKeyEvent>
 #include <QPainter>
 #include <QStandardItemModel>
+#include <QTimer>
 
 namespace {
 const QString ACL = QStringLiteral("ACL");
@@ -28,38 +30,39 @@ const MGAclEntriesTableModel *entriesModel(const QModelIndex &index)
     return qobject_cast<const MGAclEntriesTableModel *>(index.model());
 }
 
-// A pop-up of coded choices. It tells a choice made in its open list (which is final) from
-// a step made with the arrow keys on the closed button (which Enter or leaving confirms).
+// A pop-up of coded choices, an editor only while its list is open: a choice made there is
+// final, and a list closed without one (Escape, a click elsewhere) ends the edit, so no
+// closed pop-up can show a value the model does not hold.
 class ChoicePopUp : public QComboBox
 {
+    Q_OBJECT
 public:
-    using QComboBox::QComboBox;
-    bool choseFromList() const { return m_fromList; }
+    explicit ChoicePopUp(QWidget *parent) : QComboBox(parent)
+    {
+        connect(this, &QComboBox::activated, this, [this] { m_chosen = true; });
+    }
+    bool wasChosen() const { return m_chosen; }
     void showPopup() override
     {
-        m_fromList = false;
+        m_chosen = false;
         QComboBox::showPopup();
     }
     void hidePopup() override
     {
-        m_fromList = true;
         QComboBox::hidePopup();
+        // A choice is announced after the list closes: what closed it is known once the
+        // event that closed it is done.
+        QTimer::singleShot(0, this, [this] {
+            if (!m_chosen && !view()->isVisible())
+                emit dismissed();
+        });
     }
 
-protected:
-    void keyPressEvent(QKeyEvent *event) override
-    {
-        m_fromList = false;
-        QComboBox::keyPressEvent(event);
-    }
-    void wheelEvent(QWheelEvent *event) override
-    {
-        m_fromList = false;
-        QComboBox::wheelEvent(event);
-    }
+signals:
+    void dismissed();
 
 private:
-    bool m_fromList = false;
+    bool m_chosen = false;
 };
 
 // A choice that cannot be taken is shown disabled, saying why.
@@ -204,9 +207,10 @@ QWidget *MGAclEntryDelegate::createEditor(QWidget *parent, const QStyleOptionVie
         return nullptr;
     }
     auto *box = static_cast<ChoicePopUp *>(editor);
-    connect(box, &QComboBox::activated, self, [self, box] {
-        if (box->choseFromList())
-            self->commitAndClose(box);
+    connect(box, &QComboBox::activated, self, [self, box] { self->commitAndClose(box); });
+    connect(box, &ChoicePopUp::dismissed, self, [self, box] {
+        if (box->isVisible())
+            emit self->closeEditor(box, QAbstractItemDelegate::RevertModelCache);
     });
     return box;
 }
@@ -253,3 +257,5 @@ void MGAclEntryDelegate::openPopUp(QWidget *editor)
     if (auto *box = qobject_cast<QComboBox *>(editor))
         box->showPopup();
 }
+
+#include "MGAclEntryDelegate.moc"

@@ -7,9 +7,9 @@ class QAbstractItemModel;
 
 // Paints the cells of the entries table and makes the one editor a cell has while it is
 // edited: a pop-up of allow or deny, of the permission groups, of where a folder's entry
-// applies, or the identity chooser. A choice made in an open pop-up is committed at once;
-// otherwise the editor's value is committed on Enter or when the focus leaves it, and
-// given up on Escape. Nothing but the model changes what a cell shows.
+// applies, or the identity chooser. A pop-up is an editor only while its list is open: a
+// choice made there is committed at once, and the list closed without one ends the edit.
+// Nothing but the model changes what a cell shows.
 class MGAclEntryDelegate : public QStyledItemDelegate
 {
     Q_OBJECT

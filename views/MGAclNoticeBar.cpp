@@ -7,6 +7,10 @@
 #include <QPushButton>
 #include <QStyle>
 
+namespace {
+const QString ACL = QStringLiteral("ACL");
+}
+
 MGAclNoticeBar::MGAclNoticeBar(QWidget *parent) : QFrame(parent)
 {
     setObjectName(QStringLiteral("noticeBar"));
@@ -18,31 +22,44 @@ MGAclNoticeBar::MGAclNoticeBar(QWidget *parent) : QFrame(parent)
     m_label = new QLabel(this);
     m_label->setWordWrap(true);
     m_label->setTextInteractionFlags(Qt::TextSelectableByMouse);
-    m_reload = new QPushButton(NTLocalizedString::localize(QStringLiteral("Reload"), QStringLiteral("ACL")), this);
-    m_keep = new QPushButton(NTLocalizedString::localize(QStringLiteral("Keep my edits"), QStringLiteral("ACL")), this);
-    m_reload->setAccessibleName(m_reload->text());
-    m_reload->setAccessibleDescription(
-        NTLocalizedString::localize(QStringLiteral("Reads the item again; the edits are dropped"), QStringLiteral("ACL")));
-    m_keep->setAccessibleName(m_keep->text());
-    m_keep->setAccessibleDescription(NTLocalizedString::localize(
-        QStringLiteral("Keeps the edits; saving writes them over what is on disk"), QStringLiteral("ACL")));
+    m_reload = button("Reload", "Reads the item again; the edits are dropped");
+    m_keep = button("Keep my edits", "Keeps the edits; saving writes them over what is on disk");
+    m_restore = button("Restore my edits", "Puts the edits that were not saved back in the list, over what was read");
     layout->addWidget(m_icon, 0, Qt::AlignTop);
     layout->addWidget(m_label, 1);
     layout->addWidget(m_reload);
     layout->addWidget(m_keep);
+    layout->addWidget(m_restore);
     connect(m_reload, &QPushButton::clicked, this, &MGAclNoticeBar::reloadChosen);
     connect(m_keep, &QPushButton::clicked, this, &MGAclNoticeBar::keepChosen);
+    connect(m_restore, &QPushButton::clicked, this, &MGAclNoticeBar::restoreChosen);
     hide();
 }
 
-void MGAclNoticeBar::showNotice(const QString &text, bool choices, bool warning)
+QPushButton *MGAclNoticeBar::button(const char *title, const char *description)
 {
-    m_label->setText(text);
-    setAccessibleName(text);
+    auto *button = new QPushButton(NTLocalizedString::localize(QString::fromLatin1(title), ACL), this);
+    button->setAccessibleName(button->text());
+    button->setAccessibleDescription(NTLocalizedString::localize(QString::fromLatin1(description), ACL));
+    return button;
+}
+
+void MGAclNoticeBar::showNotice(const MGAclEditSession::Notice &notice)
+{
+    using Notice = MGAclEditSession::Notice;
+    m_label->setText(notice.text);
+    setAccessibleName(notice.text);
+    const bool warning = notice.kind != Notice::AsksAuthorisation && notice.kind != Notice::InheritedNotKept;
     const int size = style()->pixelMetric(QStyle::PM_SmallIconSize);
     m_icon->setPixmap(style()->standardIcon(warning ? QStyle::SP_MessageBoxWarning : QStyle::SP_MessageBoxInformation)
                           .pixmap(size, size));
-    m_reload->setVisible(choices);
-    m_keep->setVisible(choices);
-    setVisible(!text.isEmpty());
+    // Reading the item again is the answer to a change on disk, and to an item gone or
+    // replaced (it finds the item if it is back).
+    const bool gone = notice.kind == Notice::Gone || notice.kind == Notice::Replaced;
+    m_reload->setText(NTLocalizedString::localize(gone ? QStringLiteral("Read again") : QStringLiteral("Reload"), ACL));
+    m_reload->setAccessibleName(m_reload->text());
+    m_reload->setVisible(notice.kind == Notice::ChangedOnDisk || gone);
+    m_keep->setVisible(notice.kind == Notice::ChangedOnDisk);
+    m_restore->setVisible(notice.kind == Notice::EditsDiscarded);
+    setVisible(!notice.text.isEmpty());
 }

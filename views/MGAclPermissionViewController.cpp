@@ -32,12 +32,28 @@ constexpr Section Sections[] = {
 };
 }
 
-MGAclPermissionViewController::MGAclPermissionViewController(MGAclEntry::Pointer entry) : m_entry(entry)
+MGAclPermissionViewController::MGAclPermissionViewController(MGAclEditSession *session, MGAclEntry::Pointer entry)
+    : m_session(session), m_entry(entry)
 {
     m_model = new QStandardItemModel(this);
     connect(m_model, &QStandardItemModel::itemChanged, this, &MGAclPermissionViewController::rowChanged);
     if (entry)
         connect(entry.get(), &MGAclEntry::edited, this, &MGAclPermissionViewController::refresh);
+    // The item may become one nobody can change, or one that can be changed again.
+    if (session)
+        connect(session, &MGAclEditSession::noticeChanged, this, &MGAclPermissionViewController::refresh);
+}
+
+bool MGAclPermissionViewController::edit(int column, const QVariant &value, int role)
+{
+    const auto entry = m_entry.lock();
+    if (!entry || !m_session)
+        return false;
+    for (int row = 0; row < m_session->rowCount(); ++row) {
+        if (m_session->entryAt(row) == entry.get())
+            return m_session->setData(m_session->index(row, column), value, role);
+    }
+    return false; // no longer in the list
 }
 
 QWidget *MGAclPermissionViewController::loadView()
@@ -70,22 +86,14 @@ void MGAclPermissionViewController::viewDidLoad()
     connect(m_identityPopUpButton, &MGIdentityPopUpButton::menuAboutToShow, this,
             [this] { menuNeedsUpdate(m_identityPopUpButton); });
     connect(m_identityPopUpButton, &MGIdentityPopUpButton::identityChosen, this, [this](const CBIdentity &identity) {
-        const auto entry = m_entry.lock();
-        if (entry && (!m_use || !m_use->isTaken(identity, *entry)))
-            entry->setIdentity(identity);
+        edit(MGAclEditSession::IdentityColumn, QVariant::fromValue(identity));
+        refresh();
     });
     for (auto place : {MGAclEntry::AppliesTo::ThisItem, MGAclEntry::AppliesTo::NewItems, MGAclEntry::AppliesTo::Both})
         m_appliesToPopUpButton->addItem(MGAclEntriesTableModel::appliesToText(place), int(place));
     connect(m_appliesToPopUpButton, &QComboBox::activated, this, [this] {
-        const auto entry = m_entry.lock();
-        if (!entry)
-            return;
-        const auto place = MGAclEntry::AppliesTo(m_appliesToPopUpButton->currentData().toInt());
-        const bool allowed = !m_use
-            || m_use->allows(*entry, entry->identity(), place != MGAclEntry::AppliesTo::NewItems,
-                             place != MGAclEntry::AppliesTo::ThisItem);
-        if (allowed)
-            entry->setAppliesTo(place);
+        // A place another entry for the same user or group already takes is refused there.
+        edit(MGAclEditSession::AppliesToColumn, m_appliesToPopUpButton->currentData());
         refresh();
     });
     showIdentity();
@@ -143,7 +151,9 @@ void MGAclPermissionViewController::rowChanged(QStandardItem *item)
         return;
     // The view ticks a clear or mixed row and clears a ticked one; the entry decides what the
     // rows then show.
-    entry->setPermission(item->data(Qt::UserRole).toUInt(), item->checkState() == Qt::Checked);
+    const quint32 mask = item->data(Qt::UserRole).toUInt();
+    const quint32 permissions = item->checkState() == Qt::Checked ? entry->permissions() | mask : entry->permissions() & ~mask;
+    edit(MGAclEditSession::PermissionGroupColumn, permissions, MGAclEditSession::PermissionsRole);
     refresh();
 }
 
@@ -152,6 +162,8 @@ void MGAclPermissionViewController::refresh()
     const auto entry = m_entry.lock();
     if (!entry || !isViewLoaded())
         return;
+    // Inherited entries are shown, not changed; nothing is while the item cannot be changed.
+    const bool changeable = !entry->inherited() && m_session && !m_session->isReadOnly();
     m_refreshing = true;
     for (QStandardItem *item : std::as_const(m_rows)) {
         const int state = entry->permissionState(item->data(Qt::UserRole).toUInt());
@@ -160,19 +172,19 @@ void MGAclPermissionViewController::refresh()
         // box to tick.
         if (!item->data(Qt::CheckStateRole).isValid() || item->checkState() != check)
             item->setCheckState(check);
-        const Qt::ItemFlags flags = entry->inherited() ? Qt::NoItemFlags : Qt::ItemIsEnabled | Qt::ItemIsUserCheckable;
+        const Qt::ItemFlags flags = changeable ? Qt::ItemIsEnabled | Qt::ItemIsUserCheckable : Qt::NoItemFlags;
         if (item->flags() != flags)
             item->setFlags(flags);
     }
     m_refreshing = false;
     m_posixNote->setVisible(entry->isPosix());
-    m_identityPopUpButton->setEnabled(entry->isAcl() && entry->identity().isUserOrGroup() && !entry->inherited());
+    m_identityPopUpButton->setEnabled(entry->isAcl() && entry->identity().isUserOrGroup() && changeable);
     if (entry->isAcl() && entry->identity() != m_identityPopUpButton->identity())
         showIdentity();
     const bool places = entry->isAcl() && entry->isDirectory() && entry->identity().isUserOrGroup();
     m_appliesToLabel->setVisible(places);
     m_appliesToPopUpButton->setVisible(places);
-    m_appliesToPopUpButton->setEnabled(places && !entry->inherited());
+    m_appliesToPopUpButton->setEnabled(places && changeable);
     m_appliesToPopUpButton->setCurrentIndex(m_appliesToPopUpButton->findData(int(entry->appliesTo())));
 }
 
@@ -189,10 +201,11 @@ void MGAclPermissionViewController::showIdentity()
         return;
     }
     m_identityPopUpButton->setIdentityModel(MGIdentityListModel::sharedModel(), entry->identity());
-    if (m_use) {
-        m_identityPopUpButton->setExcluded([use = *m_use, weak = m_entry](const CBIdentity &who) {
+    // Who else has entries (a user or group has one for the item and one for new items).
+    if (m_session) {
+        m_identityPopUpButton->setExcluded([session = m_session, weak = m_entry](const CBIdentity &who) {
             const auto entry = weak.lock();
-            return entry && use.isTaken(who, *entry);
+            return entry && session && session->identityUse().isTaken(who, *entry);
         });
     }
 }

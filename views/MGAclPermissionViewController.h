@@ -1,8 +1,8 @@
 #pragma once
 
+#include "MGAclEditSession.h"
 #include "MGAclEntry.h"
 #include "MGIdentityPopUpButton.h"
-#include "MGPosixRules.h"
 #include "MGViewController.h"
 
 #include <QComboBox>
@@ -19,18 +19,17 @@ class QStandardItemModel;
 // by one, as a fully expanded tree of checkable rows (a section is mixed while its
 // permissions differ; a click or Space on a mixed or clear row ticks it, on a ticked row
 // clears it), with a pop-up for who the entry is for and, for a folder's entry, where it
-// applies. It edits the entry in place: every tick reaches the entry at once. There is no
-// Cancel; Close keeps what was changed. For an entry kept in a POSIX ACL it offers exactly
-// read, write and execute, and says so.
+// applies. It edits the entry through its edit session, as the table does: every tick
+// reaches the entry at once. There is no Cancel; Close keeps what was changed. For an entry
+// kept in a POSIX ACL it offers exactly read, write and execute, and says so. While the
+// item cannot be changed it shows the entry and changes nothing.
 class MGAclPermissionViewController : public MGViewController
 {
     Q_OBJECT
 public:
-    explicit MGAclPermissionViewController(MGAclEntry::Pointer entry = nullptr);
+    MGAclPermissionViewController(MGAclEditSession *session, MGAclEntry::Pointer entry);
 
     MGAclEntry::Pointer entry() const { return m_entry.lock(); }
-    // Who else has entries (a user or group has one for the item and one for new items).
-    void setIdentityUse(const MGPosixRules::IdentityUse &use) { m_use = use; }
 
     QTreeView *outlineView() const { return m_outlineView; }
     QStandardItemModel *permissionModel() const { return m_model; }
@@ -59,9 +58,11 @@ private:
     void refresh();
     void showIdentity();
     void rowChanged(QStandardItem *item);
+    // Sets a value of the entry through its session; false when the session refuses it.
+    bool edit(int column, const QVariant &value, int role = Qt::EditRole);
 
+    QPointer<MGAclEditSession> m_session;
     std::weak_ptr<MGAclEntry> m_entry;
-    std::optional<MGPosixRules::IdentityUse> m_use;
     QStandardItemModel *m_model = nullptr;
     QHash<QString, QStandardItem *> m_rows;
     bool m_refreshing = false;
