@@ -119,6 +119,10 @@ void MGAclEditSession::observe(const MGAclList &list, bool on)
 
 void MGAclEditSession::installRead(const MGAclList &list, const MGAclItemStamp &stamp)
 {
+    // Edits made for an item that is gone, or is now another one, could not be saved: reading
+    // what is there now keeps them aside to be had back, not dropped.
+    if (m_edited && (m_disk == MGAclItemStamp::Difference::Gone || m_disk == MGAclItemStamp::Difference::Replaced))
+        m_discarded = MGAclLists::deepCopy(m_list);
     {
         QMutexLocker locker(&m_lock);
         m_read = MGAclLists::deepCopy(list);

@@ -240,6 +240,12 @@ private slots:
         QVERIFY(session.isEdited());
         QVERIFY(MGAclLists::isEqualToList(session.entries(), edits));
         QCOMPARE(session.notice().kind, MGAclEditSession::Notice::None);
+        // Edits for an item replaced under its name are kept aside too when what is there is read.
+        session.setDiskChange(MGAclItemStamp::Difference::Replaced);
+        session.installRead(list({2}), {});
+        QCOMPARE(session.notice().kind, MGAclEditSession::Notice::EditsDiscarded);
+        session.restoreDiscardedEdits();
+        QVERIFY(MGAclLists::isEqualToList(session.entries(), edits));
     }
 
     // Entries marked inherited in a store that keeps no such mark: said before a save.

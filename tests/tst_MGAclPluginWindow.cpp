@@ -612,11 +612,13 @@ private slots:
         save.setObjectName("saveEntries:");
         revert.setObjectName("revertEntries:");
         QVERIFY(!plugin->validateMenuItem(&save));
-        // Reading again finds the item once it is back, and the bar goes.
+        // Reading again finds the item once it is back; the edits made for the one deleted
+        // are kept aside to be had back, not written or dropped.
         QVERIFY(bar->reloadButton()->isVisible() && plugin->validateMenuItem(&revert));
         QVERIFY(shOk("touch " + quoted(file)));
         QTest::mouseClick(bar->reloadButton(), Qt::LeftButton);
-        QTRY_VERIFY(!bar->isVisible());
+        QTRY_VERIFY(bar->restoreButton()->isVisible());
+        QVERIFY2(!bar->label()->text().contains("deleted or moved"), qPrintable(bar->label()->text()));
         QVERIFY(!plugin->window()->isWindowModified());
         plugin->window()->closeWithoutAsking();
     }
@@ -740,6 +742,13 @@ private slots:
         error->accept();
         QVERIFY(syncWithService(plugin));
         QCOMPARE(facl(file), other);
+        // Reading the file that is there now keeps the edits aside, to be had back.
+        QTest::mouseClick(bar->reloadButton(), Qt::LeftButton);
+        QTRY_VERIFY(bar->restoreButton()->isVisible());
+        QVERIFY(!plugin->isEdited());
+        QTest::mouseClick(bar->restoreButton(), Qt::LeftButton);
+        QTRY_VERIFY(plugin->isEdited());
+        QCOMPARE(otherEntry(plugin->entries())->permissions(), MGAclPermissionSet::fromPosixBits(7, false));
         plugin->window()->closeWithoutAsking();
     }
 
