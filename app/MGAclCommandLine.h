@@ -15,7 +15,6 @@
 class MGAclCommandLine
 {
 public:
-    enum Status { Success = 0, Failure = 1, Dismissed = 2, Usage = 64, Stopped = 130 };
 
     static const MGAclHelpPage &helpPage();
     // How to use marrowgate-acl, in the user's language.

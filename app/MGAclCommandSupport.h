@@ -12,7 +12,8 @@
 // What the text commands share: running a client's calls and waiting for their end,
 // resolving the paths they are given, and saying what went wrong.
 namespace MGAclCommandSupport {
-enum Status { Success = 0, Failure = 1, Dismissed = 2, Stopped = 130, Usage = 64 };
+// The program's exit statuses (its help lists them).
+enum Status { Success = 0, Failure = 1, Dismissed = 2, Usage = 64, Stopped = 130 };
 
 using Finish = std::function<void(int status)>;
 // Runs `start` on a client's work queue and waits, running the event loop, until it

@@ -53,7 +53,8 @@ std::optional<MGAclCommandSyntax::Match> MGAclCommandSyntax::match(const QByteAr
     Match match;
     QList<const Option *> chosen;
     bool optionsEnded = false;
-    for (const QByteArray &word : words) {
+    for (qsizetype i = 0; i < words.size(); ++i) {
+        const QByteArray &word = words[i];
         if (!optionsEnded && word == "--") {
             optionsEnded = true;
             continue;
@@ -79,6 +80,13 @@ std::optional<MGAclCommandSyntax::Match> MGAclCommandSyntax::match(const QByteAr
         }
         chosen << option;
         match.options.insert(word);
+        // The words the option takes, each its own argument ("--find 3 alice").
+        if (i + option->values.size() >= words.size()) {
+            *error = t("%1 needs %2 after it.").arg(name, option->values.join(QLatin1Char(' ')));
+            return std::nullopt;
+        }
+        match.values[word] = words.mid(i + 1, option->values.size());
+        i += option->values.size();
     }
     QStringList names;
     for (const Argument &argument : arguments)

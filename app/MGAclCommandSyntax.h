@@ -1,6 +1,7 @@
 #pragma once
 
 #include <QByteArrayList>
+#include <QHash>
 #include <QList>
 #include <QSet>
 #include <QString>
@@ -41,10 +42,11 @@ public:
     {
         QByteArrayList arguments; // in order, repeated ones included
         QSet<QByteArray> options;
+        QHash<QByteArray, QByteArrayList> values; // the words each option given took
         bool has(const char *option) const { return options.contains(option); }
     };
     // `words` after the command, checked: nothing, with `error` (a sentence for the user),
-    // when an option is unknown, two of one choice are given, or an argument is missing or
-    // one too many. "--" ends the options. Options that take values are not read here.
+    // when an option is unknown, two of one choice are given, an option lacks the words it
+    // takes, or an argument is missing or one too many. "--" ends the options.
     std::optional<Match> match(const QByteArrayList &words, QString *error) const;
 };

@@ -1,17 +1,9 @@
 #include "MGAclHost.h"
 
-#include "CBIdentityAuthority.h"
-#include "MGAclEntriesTableModel.h"
-
-#include "MGAclAccessViewController.h"
-#include "MGAclEntriesViewController.h"
 #include "MGAclHostInstance.h"
 #include "MGAclMenuBar.h"
 #include "MGAclPlugin.h"
 #include "MGAclWindowArguments.h"
-#include "MGIdentityPopUpButton.h"
-#include "MGTabViewController.h"
-#include "MGWindowController.h"
 
 #include <QApplication>
 #include <QLibraryInfo>
@@ -112,10 +104,7 @@ void MGAclHost::open(const QByteArrayList &paths)
 
 void MGAclHost::attachMenuBars()
 {
-    for (QWidget *top : QApplication::topLevelWidgets()) {
-        if (auto *window = qobject_cast<MGWindow *>(top))
-            MGAclMenuBar::attachTo(window);
-    }
+    MGAclMenuBar::attachToWindows();
 }
 
 namespace {
@@ -150,19 +139,6 @@ void settle()
     }
 }
 
-// The window as it looks, with the sheets and pop-ups open over it drawn in.
-QPixmap picture(QWidget *window)
-{
-    QPixmap canvas = window->grab();
-    QPainter painter(&canvas);
-    for (QWidget *top : QApplication::topLevelWidgets()) {
-        if (top == window || !top->isVisible() || top->parentWidget() == nullptr || top->window() != top)
-            continue;
-        const QPoint where = top->mapToGlobal(QPoint(0, 0)) - window->mapToGlobal(QPoint(0, 0));
-        painter.drawPixmap(where, top->grab());
-    }
-    return canvas;
-}
 }
 
 bool MGAclHost::installQtTranslation(const QLocale &locale)
@@ -202,56 +178,24 @@ int MGAclHost::screenshot(const Screenshot &request)
     attachMenuBars();
     waitFor([&] { return shown; }, 30000);
     settle();
-    MGWindow *window = acl->window();
+    // Everything is done through the plug-in object, as a person would do it in the window.
+    const MGAclPlugin::Wait wait = [](const std::function<bool()> &done, int milliseconds) {
+        const bool met = waitFor(done, milliseconds);
+        settle();
+        return met;
+    };
     if (request.size.isValid()) {
-        window->resize(request.size);
+        acl->window()->resize(request.size);
         settle();
     }
-    auto *entries = qobject_cast<MGAclEntriesViewController *>(acl->tabViewController()->childViewControllers().value(0));
-    if (shown && entries && request.permissionsRow >= 0) {
-        entries->selectRow(request.permissionsRow);
-        entries->showPermissions(nullptr);
-        waitFor([] { return false; }, 300);
-    }
-    if (shown && entries && !request.add.isEmpty()) {
-        // As "+" does it: the new entry comes after the selected row and its chooser opens,
-        // where the user or group is chosen.
-        const std::optional<CBIdentity> who = CBIdentityAuthority::defaultIdentityAuthority().identityForText(request.add);
-        if (!who) {
-            std::fprintf(stderr, "%s\n", qPrintable(QStringLiteral("There is no user or group \u201c%1\u201d.").arg(request.add)));
-            window->closeWithoutAsking();
+    const MGAclPlugin::Scene scene{request.tab, request.permissionsRow, request.findRow, request.find, request.add,
+                                   request.who, request.asEdited};
+    if (shown) {
+        if (const QString problem = acl->stageEntries(scene, wait); !problem.isEmpty()) {
+            std::fprintf(stderr, "%s\n", qPrintable(problem));
+            acl->window()->closeWithoutAsking();
             return 1;
         }
-        QAbstractItemModel *model = entries->tableView()->model();
-        const int rows = model->rowCount();
-        QSet<const MGAclEntry *> before;
-        for (int r = 0; r < rows; ++r)
-            before << entries->model()->entryAt(r);
-        entries->addEntry(nullptr);
-        waitFor([&] { return model->rowCount() > rows; }, 10000);
-        settle();
-        // The new entry's row: the one whose entry was not there before.
-        int row = -1;
-        for (int r = 0; r < model->rowCount() && row < 0; ++r) {
-            if (const MGAclEntry *entry = entries->model()->entryAt(r); entry && !before.contains(entry))
-                row = r;
-        }
-        // Chosen in the new row's chooser, as the user would; dismissing it would take the
-        // add back.
-        waitFor([&] { return entries->cellEditor(row, MGAclEntriesTableModel::IdentityColumn) != nullptr; }, 2000);
-        if (auto *chooser = qobject_cast<MGIdentityPopUpButton *>(
-                entries->cellEditor(row, MGAclEntriesTableModel::IdentityColumn)))
-            chooser->chooseIdentity(*who);
-        else
-            model->setData(model->index(row, MGAclEntriesTableModel::IdentityColumn), QVariant::fromValue(*who));
-        settle();
-        if (row < 0 || entries->model()->entryAt(row)->identity() != *who) {
-            std::fprintf(stderr, "%s\n", qPrintable(QStringLiteral("An entry for \u201c%1\u201d cannot be added here.").arg(request.add)));
-            window->closeWithoutAsking();
-            return 1;
-        }
-        entries->tableView()->scrollTo(model->index(row, 0));
-        settle();
     }
     if (shown && !request.elsewhere.isEmpty()) {
         // Someone else changes the item meanwhile, as a shell would.
@@ -260,48 +204,14 @@ int MGAclHost::screenshot(const Screenshot &request)
         waitFor([&] { return acl->notice().kind != MGAclDocument::Notice::None; }, 5000);
         settle();
     }
-    if (shown && request.tab == 1) {
-        // The access tab, for the user or group asked for, as saved or as edited.
-        bool answered = false;
-        QObject::connect(acl, &MGAclPlugin::accessChanged, acl, [&] { answered = !acl->access().isEmpty(); });
-        acl->tabViewController()->setSelectedTabViewItemIndex(1);
-        waitFor([&] { return answered; }, 30000);
-        if (!request.who.isEmpty()) {
-            const std::optional<CBIdentity> who = CBIdentityAuthority::defaultIdentityAuthority().identityForText(request.who);
-            if (who) {
-                answered = false;
-                acl->setIdentity(*who);
-                waitFor([&] { return answered; }, 30000);
-            }
-        }
-        auto *access = qobject_cast<MGAclAccessViewController *>(acl->tabViewController()->childViewControllers().value(1));
-        if (request.asEdited && access && access->asEditedSwitch()->isEnabled()) {
-            answered = false;
-            access->asEditedSwitch()->setChecked(true);
-            waitFor([&] { return answered; }, 30000);
-        }
-        settle();
-    }
-    if (shown && entries && request.findRow >= 0) {
-        entries->selectRow(request.findRow);
-        entries->editCell(request.findRow, MGAclEntriesTableModel::IdentityColumn);
-        waitFor([] { return false; }, 100);
-        auto *chooser = qobject_cast<MGIdentityPopUpButton *>(
-            entries->cellEditor(request.findRow, MGAclEntriesTableModel::IdentityColumn));
-        if (chooser) {
-            if (!chooser->searchField())
-                chooser->showPopup();
-            if (chooser->searchField())
-                chooser->searchField()->setText(request.find);
-            waitFor([] { return false; }, 300);
-        }
-    }
-    const bool saved = shown && picture(window).save(request.out, "PNG");
+    if (shown)
+        acl->stageTabAndChooser(scene, wait);
+    const bool saved = shown && acl->picture().save(request.out, "PNG");
     for (QWidget *top : QApplication::topLevelWidgets()) {
-        if (top != window && top->isVisible())
+        if (top != acl->window() && top->isVisible())
             top->close();
     }
-    window->closeWithoutAsking();
+    acl->window()->closeWithoutAsking();
     if (!shown) {
         std::fprintf(stderr, "The window showed nothing to save within 30 s.\n");
         return 1;

@@ -1,5 +1,6 @@
 #include "MGAclWindowArguments.h"
 
+#include "MGAclCommandLine.h"
 #include "MGAclCommandSupport.h"
 #include "MGItemPaths.h"
 
@@ -35,42 +36,46 @@ std::optional<QSize> sizeOf(const QByteArray &text)
 std::optional<MGAclWindowArguments> MGAclWindowArguments::read(const QByteArrayList &arguments, QString *error)
 {
     MGAclWindowArguments read;
-    QByteArrayList rest = arguments;
-    read.screenshot = !rest.isEmpty() && rest.first() == "screenshot";
-    if (read.screenshot)
-        rest.removeFirst();
+    read.screenshot = !arguments.isEmpty() && arguments.first() == "screenshot";
     QByteArrayList positional;
-    for (qsizetype i = 0; i < rest.size(); ++i) {
-        const QByteArray &word = rest[i];
-        const bool option = read.screenshot && word.startsWith("--");
-        if (!read.screenshot && word.startsWith('-') && word.size() > 1) {
-            *error = localized("Unknown option \u201c%1\u201d.").arg(QString::fromLocal8Bit(word));
+    if (read.screenshot) {
+        // Read by the same reader, from the same usage line, as the help shows.
+        const std::optional<MGAclCommandSyntax> syntax = MGAclCommandLine::syntaxOf("screenshot");
+        const std::optional<MGAclCommandSyntax::Match> given = syntax ? syntax->match(arguments.mid(1), error) : std::nullopt;
+        if (!given)
             return std::nullopt;
+        positional = given->arguments;
+        for (auto it = given->values.constBegin(); it != given->values.constEnd(); ++it) {
+            const QByteArray &option = it.key();
+            const QByteArrayList &values = it.value();
+            bool valid = true;
+            if (option == "--tab")
+                valid = number(values[0], 0, 1) && (read.tab = *number(values[0], 0, 1), true);
+            else if (option == "--permissions")
+                valid = number(values[0], 1, 1 << 20) && (read.permissionsRow = *number(values[0], 1, 1 << 20), true);
+            else if (option == "--find")
+                valid = number(values[0], 1, 1 << 20) && (read.findRow = *number(values[0], 1, 1 << 20), read.find = QString::fromLocal8Bit(values[1]), true);
+            else if (option == "--size")
+                valid = sizeOf(values[0]) && (read.size = *sizeOf(values[0]), true);
+            else if (option == "--elsewhere")
+                valid = !values[0].isEmpty() && (read.elsewhere = QString::fromLocal8Bit(values[0]), true);
+            else if (option == "--who")
+                valid = !values[0].isEmpty() && (read.who = QString::fromLocal8Bit(values[0]), true);
+            else if (option == "--add")
+                valid = !values[0].isEmpty() && (read.add = QString::fromLocal8Bit(values[0]), true);
+            if (!valid) {
+                *error = localized("Unknown option or missing value: %1").arg(QString::fromLocal8Bit(option + ' ' + values.join(' ')));
+                return std::nullopt;
+            }
         }
-        if (!option) {
+        read.asEdited = given->has("--as-edited");
+    } else {
+        for (const QByteArray &word : arguments) {
+            if (word.startsWith('-') && word.size() > 1) {
+                *error = localized("Unknown option \u201c%1\u201d.").arg(QString::fromLocal8Bit(word));
+                return std::nullopt;
+            }
             positional << word;
-            continue;
-        }
-        if (word == "--tab" && i + 1 < rest.size() && number(rest[i + 1], 0, 1)) {
-            read.tab = *number(rest[++i], 0, 1);
-        } else if (word == "--permissions" && i + 1 < rest.size() && number(rest[i + 1], 1, 1 << 20)) {
-            read.permissionsRow = *number(rest[++i], 1, 1 << 20);
-        } else if (word == "--find" && i + 2 < rest.size() && number(rest[i + 1], 1, 1 << 20)) {
-            read.findRow = *number(rest[++i], 1, 1 << 20);
-            read.find = QString::fromLocal8Bit(rest[++i]);
-        } else if (word == "--size" && i + 1 < rest.size() && sizeOf(rest[i + 1])) {
-            read.size = *sizeOf(rest[++i]);
-        } else if (word == "--elsewhere" && i + 1 < rest.size() && !rest[i + 1].isEmpty()) {
-            read.elsewhere = QString::fromLocal8Bit(rest[++i]);
-        } else if (word == "--who" && i + 1 < rest.size() && !rest[i + 1].isEmpty()) {
-            read.who = QString::fromLocal8Bit(rest[++i]);
-        } else if (word == "--as-edited") {
-            read.asEdited = true;
-        } else if (word == "--add" && i + 1 < rest.size() && !rest[i + 1].isEmpty()) {
-            read.add = QString::fromLocal8Bit(rest[++i]);
-        } else {
-            *error = localized("Unknown option or missing value: %1").arg(QString::fromLocal8Bit(word));
-            return std::nullopt;
         }
     }
     // A first word that names no item and no command, followed by more: a mistyped command.

@@ -23,7 +23,7 @@ int runWindowHost(char **argv)
     const ssize_t length = readlink("/proc/self/exe", self, sizeof self - 1);
     if (length <= 0) {
         std::fprintf(stderr, "marrowgate-acl: cannot find its own place: %s\n", std::strerror(errno));
-        return MGAclCommandLine::Failure;
+        return MGAclCommandSupport::Failure;
     }
     self[length] = 0;
     const QByteArray host = QFile::encodeName(QDir::cleanPath(
@@ -32,7 +32,7 @@ int runWindowHost(char **argv)
     execv(host.constData(), argv);
     std::fprintf(stderr, "marrowgate-acl: cannot start the window \u201c%s\u201d: %s\n", host.constData(),
                  std::strerror(errno));
-    return MGAclCommandLine::Failure;
+    return MGAclCommandSupport::Failure;
 }
 }
 
@@ -52,7 +52,7 @@ int main(int argc, char **argv)
     const QByteArray first = arguments.value(0);
     if (first == "--help" || first == "-h" || first == "help") {
         std::fputs(qPrintable(MGAclCommandLine::usage()), stdout);
-        return MGAclCommandLine::Success;
+        return MGAclCommandSupport::Success;
     }
     if (MGAclCommandLine::handles(arguments))
         return MGAclCommandLine::run(arguments);
@@ -66,7 +66,7 @@ int main(int argc, char **argv)
         // in a window too (and ends with the same status).
         const bool shown = !window->screenshot && MGAclWindowArguments::hasDisplay() && !window->itemProblem().isEmpty();
         if (!shown)
-            return MGAclCommandLine::Failure;
+            return MGAclCommandSupport::Failure;
     }
     return runWindowHost(argv);
 }

@@ -5,6 +5,7 @@
 #include "NTLocalizedString.h"
 
 #include <QAction>
+#include <QApplication>
 #include <QKeySequence>
 #include <QLayout>
 #include <QMenuBar>
@@ -112,4 +113,12 @@ QMenuBar *MGAclMenuBar::attachTo(MGWindow *window)
         }
     }
     return bar;
+}
+
+void MGAclMenuBar::attachToWindows()
+{
+    for (QWidget *top : QApplication::topLevelWidgets()) {
+        if (auto *window = qobject_cast<MGWindow *>(top))
+            attachTo(window);
+    }
 }

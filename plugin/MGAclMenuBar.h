@@ -12,6 +12,8 @@ class MGAclMenuBar
 public:
     // Gives the window its menu bar (once; a window that has one keeps it).
     static QMenuBar *attachTo(MGWindow *window);
+    // The same for every ACL window open.
+    static void attachToWindows();
 
 private:
     static QAction *addCommand(MGWindow *window, QMenu *menu, const char *key, const char *action);

@@ -13,6 +13,7 @@
 #include <QPointer>
 
 #include "MGAclPropagationView.h"
+#include <QPixmap>
 #include <QUrl>
 #include <QVariantList>
 #include <atomic>
@@ -99,6 +100,28 @@ public:
     QObject *delegateObject() override { return this; }
     QList<Pointer> holder() const { return m_holder; }
     void setHolder(QList<Pointer> holder) { m_holder = std::move(holder); }
+
+    // What a picture of the window shows (for documentation and review), made as a person
+    // would make it, through the window's own views and commands. `wait` runs the event
+    // loop until its condition holds or the time is up.
+    struct Scene
+    {
+        int tab = 0;
+        int permissionsRow = -1; // with the permission editor open for this row
+        int findRow = -1; // with this row's identity chooser open, `find` typed into it
+        QString find;
+        QString add; // with an entry added for this user or group (a name), not saved
+        QString who; // the access tab's user or group
+        bool asEdited = false; // the access tab showing the edited list
+    };
+    using Wait = std::function<bool(const std::function<bool()> &done, int milliseconds)>;
+    // The entries tab's part (the permission editor, an added entry); an error says what
+    // could not be done.
+    QString stageEntries(const Scene &scene, const Wait &wait);
+    // The rest: the tab shown, its user or group, and an open chooser.
+    void stageTabAndChooser(const Scene &scene, const Wait &wait);
+    // The window as it looks, with the sheets and pop-ups open over it drawn in.
+    QPixmap picture() const;
 
     // List operations; each returns at once and installs its result later.
     void moveEntryAtIndex(qsizetype from, qsizetype toIndex) override;

@@ -627,6 +627,30 @@
         <source>%1, limited by the mask</source>
         <translation>%1, begrenzt durch die Maske</translation>
     </message>
+    <message>
+        <source>“%1” is now another item than the one read: nothing is saved to it unless it is read.</source>
+        <translation>„%1“ ist jetzt ein anderes Objekt als das gelesene: Es wird nichts darin gesichert, solange es nicht gelesen wurde.</translation>
+    </message>
+    <message>
+        <source>The edits were not saved, and the list was read again.</source>
+        <translation>Die Änderungen wurden nicht gesichert, und die Liste wurde neu gelesen.</translation>
+    </message>
+    <message>
+        <source>%n entries are marked inherited. POSIX ACLs keep no such mark: once saved, they are entries of the item&apos;s own.</source>
+        <translation>%n Einträge sind als geerbt markiert. POSIX-ACLs speichern diese Markierung nicht: Nach dem Sichern sind es eigene Einträge des Objekts.</translation>
+    </message>
+    <message>
+        <source>Read again</source>
+        <translation>Neu lesen</translation>
+    </message>
+    <message>
+        <source>Restore my edits</source>
+        <translation>Meine Änderungen zurückholen</translation>
+    </message>
+    <message>
+        <source>Puts the edits that were not saved back in the list, over what was read</source>
+        <translation>Setzt die nicht gesicherten Änderungen wieder in die Liste, über das Gelesene</translation>
+    </message>
 </context>
 <context>
     <name>Localizable</name>
@@ -892,6 +916,10 @@
     <message>
         <source>“%1”: %2.</source>
         <translation>„%1“: %2.</translation>
+    </message>
+    <message>
+        <source>%1 needs %2 after it.</source>
+        <translation>%1 braucht danach %2.</translation>
     </message>
 </context>
 </TS>

@@ -2,6 +2,7 @@
 
 #include "CBIdentityAuthority.h"
 #include "MGIdentities.h"
+#include "MGIdentityExclusionModel.h"
 #include "MGIdentityListModel.h"
 #include "MGImage.h"
 #include "NTLocalizedString.h"
@@ -20,36 +21,6 @@
 #include <QStyledItemDelegate>
 #include <QVBoxLayout>
 #include <algorithm>
-
-// The identities a button offers: its list without those its owner excludes.
-class MGIdentityExclusionModel : public QSortFilterProxyModel
-{
-public:
-    using QSortFilterProxyModel::QSortFilterProxyModel;
-
-    void setExcluded(std::function<bool(const CBIdentity &)> excluded, const CBIdentity &kept)
-    {
-        m_excluded = std::move(excluded);
-        m_kept = kept;
-        invalidateFilter();
-    }
-
-protected:
-    bool filterAcceptsRow(int row, const QModelIndex &parent) const override
-    {
-        if (!m_excluded)
-            return true;
-        const QVariant value = sourceModel()->index(row, 0, parent).data(MGIdentityListModel::ItemRole);
-        if (!MGIdentityListModel::isIdentity(value))
-            return true;
-        const CBIdentity identity = value.value<CBIdentity>();
-        return identity == m_kept || !m_excluded(identity);
-    }
-
-private:
-    std::function<bool(const CBIdentity &)> m_excluded;
-    CBIdentity m_kept;
-};
 
 namespace {
 bool isIdentity(const QVariant &value)
@@ -388,27 +359,4 @@ void MGIdentityPopUpButton::chooseIdentity(const CBIdentity &identity)
     setIdentity(identity);
     emit activated(currentIndex());
     emit identityChosen(identity);
-}
-
-namespace MGIdentityMenus {
-
-void menuNeedsUpdate(QComboBox *menu)
-{
-    auto *model = qobject_cast<QStandardItemModel *>(menu->model());
-    // Walks a snapshot: items are replaced in place, never added or moved.
-    const int items = menu->count();
-    for (int i = 0; i < items; ++i) {
-        if (menu->itemText(i) == QLatin1String(MGIdentities::SeparatorTitle)) {
-            menu->removeItem(i);
-            menu->insertSeparator(i);
-            continue;
-        }
-        if (!isIdentity(menu->itemData(i)) && model) {
-            if (QStandardItem *item = model->item(i)) {
-                if (item->data(Qt::AccessibleDescriptionRole).toString() != QLatin1String("separator"))
-                    item->setFlags(item->flags() & ~(Qt::ItemIsEnabled | Qt::ItemIsSelectable));
-            }
-        }
-    }
-}
 }

@@ -1,0 +1,21 @@
+#include "MGIdentityExclusionModel.h"
+
+#include "MGIdentityListModel.h"
+
+void MGIdentityExclusionModel::setExcluded(std::function<bool(const CBIdentity &)> excluded, const CBIdentity &kept)
+{
+    m_excluded = std::move(excluded);
+    m_kept = kept;
+    invalidateFilter();
+}
+
+bool MGIdentityExclusionModel::filterAcceptsRow(int row, const QModelIndex &parent) const
+{
+    if (!m_excluded)
+        return true;
+    const QVariant value = sourceModel()->index(row, 0, parent).data(MGIdentityListModel::ItemRole);
+    if (!MGIdentityListModel::isIdentity(value))
+        return true;
+    const CBIdentity identity = value.value<CBIdentity>();
+    return identity == m_kept || !m_excluded(identity);
+}
