@@ -7,6 +7,7 @@
 #include <QDir>
 #include <QFile>
 #include <cstdio>
+#include <sys/stat.h>
 
 using namespace MGAclCommandSupport;
 
@@ -58,14 +59,39 @@ void restoreFrom(std::shared_ptr<MGAclServiceClient> client, std::shared_ptr<QLi
             printError(state.error());
             return next(Failure);
         }
+        const QString shown = QFile::decodeName(MGAclTextFormat::escapePath(block.path));
+        if (!block.defaultAcl.isEmpty() && !state->isDirectory()) {
+            std::fprintf(stderr, "%s\n",
+                         qPrintable(localized("Not restored: \u201c%1\u201d (line %2) has entries for new items, "
+                                              "which only a folder can have.")
+                                        .arg(shown)
+                                        .arg(block.line)));
+            return next(Failure);
+        }
+        // An owner or group without an account here (a backup from another machine): the ACL
+        // is restored, the owner left, and the restore ends as failed, having said so.
+        bool unknown = false;
+        for (const auto &[name, message] :
+             {std::pair{block.unknownOwner, "\u201c%1\u201d: no user here is called \u201c%2\u201d; the owner was not changed."},
+              std::pair{block.unknownGroup, "\u201c%1\u201d: no group here is called \u201c%2\u201d; the group was not changed."}}) {
+            if (name.isEmpty())
+                continue;
+            unknown = true;
+            std::fprintf(stderr, "%s\n", qPrintable(localized(message).arg(shown, name)));
+        }
         if (block.owner)
             state->owner = *block.owner;
         if (block.group)
             state->group = *block.group;
         state->access = block.access;
-        state->defaultAcl = state->isDirectory() ? block.defaultAcl : MGPosixAcl();
-        client->sendEntries(MGAclRemoteMethod::SetEntries, MGPosixLists::listFromState(*state), url,
-                            [next](auto outcome) { next(statusOf<std::monostate>(outcome)); }, *list);
+        state->defaultAcl = block.defaultAcl;
+        // Set-id and sticky bits become what the block says: none when it says none.
+        client->restoreEntries(MGPosixLists::listFromState(*state), block.flags.value_or(0), url,
+                               [next, unknown](auto outcome) {
+                                   const int status = statusOf<std::monostate>(outcome);
+                                   next(status == Success && unknown ? Failure : status);
+                               },
+                               *list);
     });
 }
 
@@ -150,8 +176,12 @@ int backup(const QByteArray &path)
     if (path.startsWith('/'))
         std::fprintf(stderr, "%s\n", qPrintable(localized("marrowgate-acl: Removing leading '/' from absolute path names")));
     const QUrl url = *item;
+    // A link given as the path is read for what it leads to, and not walked (as getfacl -R
+    // takes it): the link names one item, not a tree to enter.
+    struct stat status;
+    const bool itemOnly = lstat(path.constData(), &status) == 0 && S_ISLNK(status.st_mode);
     auto paths = std::make_shared<BackupPaths>(MGItemPaths::nativePath(url), path);
-    return runOnQueue([url, paths](std::shared_ptr<MGAclServiceClient> client, Finish finish) {
+    return runOnQueue([url, paths, itemOnly](std::shared_ptr<MGAclServiceClient> client, Finish finish) {
         client->backupWithUrl(
             url,
             [paths](const QByteArray &text) {
@@ -162,7 +192,8 @@ int backup(const QByteArray &path)
                 writeOut(paths->rewrite({}, true));
                 std::fflush(stdout);
                 finish(statusOf<std::monostate>(outcome));
-            });
+            },
+            itemOnly);
     });
 }
 

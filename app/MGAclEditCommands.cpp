@@ -14,8 +14,10 @@ using namespace MGAclCommandSupport;
 using Entry = MGAclTextFormat::Entry;
 
 namespace {
-// Entries as given, each argument perhaps several separated by commas (as setfacl -m takes them).
-std::optional<QList<Entry>> parseEntries(const QByteArrayList &arguments, bool withPerms)
+// Entries as given, each argument perhaps several separated by commas (as setfacl -m takes
+// them). A user or group named alone (for `remove`) stands for its entries for the item and
+// for new items, whichever it has: those go to `alone`.
+std::optional<QList<Entry>> parseEntries(const QByteArrayList &arguments, bool withPerms, QList<Entry> *alone = nullptr)
 {
     QList<Entry> entries;
     for (const QByteArray &argument : arguments) {
@@ -25,13 +27,12 @@ std::optional<QList<Entry>> parseEntries(const QByteArrayList &arguments, bool w
                 entries << *entry;
                 continue;
             }
-            // A user or group alone: its entries for the item and for new items.
-            const auto identity = withPerms ? std::nullopt
-                                            : CBIdentityAuthority::defaultIdentityAuthority().identityForText(text);
+            const auto identity = alone ? CBIdentityAuthority::defaultIdentityAuthority().identityForText(text)
+                                        : std::nullopt;
             if (identity && identity->isUserOrGroup()) {
                 const quint16 tag = identity->isUser() ? MGPosixAcl::User : MGPosixAcl::Group;
-                entries << Entry{false, tag, identity->posixID(), std::nullopt}
-                        << Entry{true, tag, identity->posixID(), std::nullopt};
+                *alone << Entry{false, tag, identity->posixID(), std::nullopt}
+                       << Entry{true, tag, identity->posixID(), std::nullopt};
                 continue;
             }
             std::fprintf(stderr, "%s\n", qPrintable(why));
@@ -122,19 +123,19 @@ int set(const QByteArray &path, const QByteArrayList &arguments)
 
 int remove(const QByteArray &path, const QByteArrayList &arguments)
 {
-    const auto entries = parseEntries(arguments, false);
+    QList<Entry> alone;
+    const auto entries = parseEntries(arguments, false, &alone);
     if (!entries)
         return Usage;
-    return edit(path, [entries](const MGPosixItemState &state, const QUrl &url) -> MGResult<MGPosixItemState> {
-        // A user or group named alone may have entries of one kind only.
-        QList<Entry> present;
-        for (const Entry &entry : *entries) {
-            const MGPosixAcl &acl = entry.isDefault ? state.defaultAcl : state.access;
-            if (acl.contains(entry.tag, entry.id) || entry.tag == MGPosixAcl::UserObj
-                || entry.tag == MGPosixAcl::GroupObj || entry.tag == MGPosixAcl::Other || entry.tag == MGPosixAcl::Mask)
-                present << entry;
+    return edit(path, [entries, alone](const MGPosixItemState &state, const QUrl &url) -> MGResult<MGPosixItemState> {
+        // Entries named as setfacl -x names them go, whether there or not (their ACL's mask
+        // follows either way); a user or group named alone takes only the entries it has.
+        QList<Entry> removed = *entries;
+        for (const Entry &entry : alone) {
+            if ((entry.isDefault ? state.defaultAcl : state.access).contains(entry.tag, entry.id))
+                removed << entry;
         }
-        return MGPosixEdits::apply(state, {}, present, MGItemPaths::shownPath(url));
+        return MGPosixEdits::apply(state, {}, removed, MGItemPaths::shownPath(url));
     });
 }
 

@@ -126,13 +126,29 @@ void MGAclServiceClient::sendEntries(MGAclRemoteMethod method, const MGAclList &
         std::move(done));
 }
 
+void MGAclServiceClient::restoreEntries(const MGAclList &entries, mode_t specialBits, const QUrl &url,
+                                        std::function<void(Outcome<std::monostate>)> done, MGAclExpectation expected)
+{
+    performRemote<std::monostate>(
+        MGAclRemoteMethod::SetEntries,
+        [entries, url, expected, specialBits](MGAclServiceProxy &proxy, auto answer) {
+            proxy.setAclEntries(
+                entries, url,
+                [answer](MGResultError error) {
+                    answer(error ? std::nullopt : std::optional<std::monostate>(std::monostate()), error);
+                },
+                expected, specialBits);
+        },
+        std::move(done));
+}
+
 void MGAclServiceClient::backupWithUrl(const QUrl &url, MGAclServiceProxy::TextHandler text,
-                                       std::function<void(Outcome<std::monostate>)> done)
+                                       std::function<void(Outcome<std::monostate>)> done, bool itemOnly)
 {
     const auto wrote = std::make_shared<std::atomic<bool>>(false);
     performRemote<std::monostate>(
         MGAclRemoteMethod::BackupEntries,
-        [url, text, wrote](MGAclServiceProxy &proxy, auto answer) {
+        [url, text, wrote, itemOnly](MGAclServiceProxy &proxy, auto answer) {
             proxy.backupAclEntriesWithUrl(
                 url,
                 [text, wrote](const QByteArray &piece) {
@@ -146,7 +162,8 @@ void MGAclServiceClient::backupWithUrl(const QUrl &url, MGAclServiceProxy::TextH
                         error = MGError::errorWithError(MGError::posixError(EIO, error->localizedDescription()),
                                                         error->localizedDescription());
                     answer(error ? std::nullopt : std::optional<std::monostate>(std::monostate()), error);
-                });
+                },
+                itemOnly);
         },
         std::move(done));
 }

@@ -54,10 +54,14 @@ public:
     void sendEntries(MGAclRemoteMethod method, const MGAclList &entries, const QUrl &url,
                      std::function<void(Outcome<std::monostate>)> done, MGAclExpectation expected = {},
                      std::shared_ptr<MGPropagationWatch> watch = {});
+    // Writes a list and gives the item these set-id and sticky bits, as a restore does.
+    void restoreEntries(const MGAclList &entries, mode_t specialBits, const QUrl &url,
+                        std::function<void(Outcome<std::monostate>)> done, MGAclExpectation expected = {});
     // The item's and everything below it's ACLs in getfacl's text form, in pieces. Retried
     // with privileges only when the item itself could not be read (nothing was written);
     // items below that cannot be read are reported in the error.
-    void backupWithUrl(const QUrl &url, MGAclServiceProxy::TextHandler text, std::function<void(Outcome<std::monostate>)> done);
+    void backupWithUrl(const QUrl &url, MGAclServiceProxy::TextHandler text, std::function<void(Outcome<std::monostate>)> done,
+                       bool itemOnly = false);
     // Where below the item the identity has `level` access: the whole text, from the
     // privileged service when some folder below could not be read as the user.
     void auditWithUrl(const QUrl &url, const QUuid &uuid, const QString &level, bool summary,

@@ -27,9 +27,9 @@ public:
     virtual void getAclEntriesWithUrl(const QUrl &url, EntriesReply reply) = 0;
     // With `expected`, the service writes only if the item still holds those entries (what
     // the caller read) and is still that file, and answers an error that says it changed
-    // otherwise.
+    // otherwise. With `specialBits`, the item's set-id and sticky bits become those.
     virtual void setAclEntries(const MGAclList &entries, const QUrl &url, ErrorReply reply,
-                               const MGAclExpectation &expected = {}) = 0;
+                               const MGAclExpectation &expected = {}, std::optional<mode_t> specialBits = std::nullopt) = 0;
     // With a watch, the walk reports its progress to it and can be stopped through it; the
     // last report (finished) holds the whole summary and comes before the reply.
     virtual void propagateAclEntries(const MGAclList &entries, const QUrl &url, ErrorReply reply,
@@ -40,9 +40,10 @@ public:
     virtual void getAclAccessWithUrl(const QUrl &url, const QUuid &uuid, AccessReply reply,
                                      const std::optional<MGAclList> &edited = std::nullopt) = 0;
     // The ACLs of the item and everything below it, in getfacl's text form, in pieces as
-    // the walk goes (on the reply thread, in order), then the reply.
+    // the walk goes (on the reply thread, in order), then the reply; with `itemOnly`, the
+    // item's alone.
     using TextHandler = std::function<void(const QByteArray &text)>;
-    virtual void backupAclEntriesWithUrl(const QUrl &url, TextHandler text, ErrorReply reply) = 0;
+    virtual void backupAclEntriesWithUrl(const QUrl &url, TextHandler text, ErrorReply reply, bool itemOnly = false) = 0;
     // Where below the item the identity has `level` access ("read", "write" or "any"), one
     // line per item, or with `summary` the counts alone, as text pieces like a backup's.
     virtual void auditAclAccessWithUrl(const QUrl &url, const QUuid &uuid, const QString &level, bool summary,

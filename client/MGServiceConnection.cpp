@@ -32,10 +32,13 @@ public:
         });
     }
 
-    void setAclEntries(const MGAclList &entries, const QUrl &url, ErrorReply reply,
-                       const MGAclExpectation &expected) override
+    void setAclEntries(const MGAclList &entries, const QUrl &url, ErrorReply reply, const MGAclExpectation &expected,
+                       std::optional<mode_t> specialBits) override
     {
-        sendList(MGAclRemoteMethod::SetEntries, entries, url, expected, std::move(reply));
+        QCborMap extra;
+        if (specialBits)
+            extra.insert(QString(Key::SpecialBits), qint64(*specialBits));
+        sendList(MGAclRemoteMethod::SetEntries, entries, url, expected, std::move(reply), extra);
     }
 
     void propagateAclEntries(const MGAclList &entries, const QUrl &url, ErrorReply reply,
@@ -66,11 +69,12 @@ public:
         }
     }
 
-    void backupAclEntriesWithUrl(const QUrl &url, TextHandler text, ErrorReply reply) override
+    void backupAclEntriesWithUrl(const QUrl &url, TextHandler text, ErrorReply reply, bool itemOnly) override
     {
-        call(
-            MGAclRemoteMethod::BackupEntries, {{QString(Key::Path), MGItemPaths::nativePath(url)}}, errorOnly(reply),
-            textPieces(text));
+        QCborMap arguments{{QString(Key::Path), MGItemPaths::nativePath(url)}};
+        if (itemOnly)
+            arguments.insert(QString(Key::ItemOnly), true);
+        call(MGAclRemoteMethod::BackupEntries, arguments, errorOnly(reply), textPieces(text));
     }
 
     static MGServiceConnection::ProgressHandler textPieces(TextHandler text)

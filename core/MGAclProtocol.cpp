@@ -6,6 +6,7 @@
 #include <QCborStreamReader>
 #include <QUuid>
 #include <limits>
+#include <sys/stat.h>
 
 namespace {
 struct MethodInfo
@@ -40,12 +41,14 @@ using MGAclProtocol::ArgumentType;
 namespace Key = MGAclProtocol::Key;
 
 constexpr Argument ReadArguments[] = {{Key::Path, ArgumentType::Path}};
+constexpr Argument BackupArguments[] = {{Key::Path, ArgumentType::Path}, {Key::ItemOnly, ArgumentType::Flag, true}};
 constexpr Argument SetArguments[] = {{Key::Path, ArgumentType::Path},
                                      {Key::Entries, ArgumentType::Entries},
                                      {Key::Expected, ArgumentType::Entries, true},
                                      {Key::Device, ArgumentType::Number, true},
                                      {Key::Inode, ArgumentType::Number, true},
-                                     {Key::Born, ArgumentType::Number, true}};
+                                     {Key::Born, ArgumentType::Number, true},
+                                     {Key::SpecialBits, ArgumentType::SpecialBits, true}};
 constexpr Argument PropagateArguments[] = {{Key::Path, ArgumentType::Path},
                                            {Key::Entries, ArgumentType::Entries},
                                            {Key::Expected, ArgumentType::Entries, true},
@@ -89,6 +92,13 @@ bool check(const Argument &argument, const QCborMap &map, MGCborReader &read)
     case ArgumentType::RequestNumber:
     case ArgumentType::Number:
         return read.integer(map, what, name, 0, std::numeric_limits<qint64>::max()).has_value();
+    case ArgumentType::SpecialBits: {
+        constexpr qint64 special = S_ISUID | S_ISGID | S_ISVTX;
+        const std::optional<qint64> bits = read.integer(map, what, name, 0, special);
+        if (!bits)
+            return false;
+        return (*bits & ~special) ? read.fail(QStringLiteral("the special bits are not set-id and sticky bits")) : true;
+    }
     case ArgumentType::Level: {
         const std::optional<QString> level = read.text(map, what, name, 16);
         if (!level)
@@ -121,8 +131,9 @@ std::span<const Argument> arguments(MGAclRemoteMethod method)
 {
     switch (method) {
     case MGAclRemoteMethod::GetEntries:
-    case MGAclRemoteMethod::BackupEntries:
         return ReadArguments;
+    case MGAclRemoteMethod::BackupEntries:
+        return BackupArguments;
     case MGAclRemoteMethod::SetEntries:
         return SetArguments;
     case MGAclRemoteMethod::PropagateEntries:

@@ -84,10 +84,12 @@ inline constexpr QLatin1String Summary("summary"); // true or false
 inline constexpr QLatin1String Device("device"); // with "inode" (and "born"): the file the item must still be
 inline constexpr QLatin1String Inode("inode");
 inline constexpr QLatin1String Born("born"); // nanoseconds since the epoch
+inline constexpr QLatin1String ItemOnly("itemOnly"); // true or false: a backup of the item alone
+inline constexpr QLatin1String SpecialBits("specialBits"); // set-id and sticky bits to give the item (S_ISUID | S_ISGID | S_ISVTX)
 }
 
 // What an argument must be.
-enum class ArgumentType { Path, Entries, Identity, RequestNumber, Level, Flag, Number };
+enum class ArgumentType { Path, Entries, Identity, RequestNumber, Level, Flag, Number, SpecialBits };
 struct Argument
 {
     QLatin1String name;

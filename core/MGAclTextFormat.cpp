@@ -3,6 +3,7 @@
 #include "CBIdentityAuthority.h"
 
 #include <QRegularExpression>
+#include <algorithm>
 
 namespace MGAclTextFormat {
 
@@ -161,8 +162,7 @@ QByteArray unescapePath(const QByteArray &text)
 
 QByteArray escapePath(const QByteArray &path)
 {
-    // getfacl doubles a backslash in a path (in a name it writes \134) and writes only line
-    // breaks as octal.
+    // getfacl doubles a backslash in a path and writes only line breaks as octal.
     QByteArray doubled = path;
     doubled.replace('\\', "\\\\");
     return octalEscaped(doubled, [](unsigned char byte) { return byte == '\n' || byte == '\r'; });
@@ -170,9 +170,10 @@ QByteArray escapePath(const QByteArray &path)
 
 QByteArray escapeName(const QByteArray &name)
 {
-    return octalEscaped(name, [](unsigned char byte) {
-        return byte == ' ' || byte == '\t' || byte == '\n' || byte == '\r' || byte == '\\';
-    });
+    // As getfacl writes a name: a backslash doubled, white space as octal.
+    QByteArray doubled = name;
+    doubled.replace('\\', "\\\\");
+    return octalEscaped(doubled, [](unsigned char byte) { return byte == ' ' || byte == '\t' || byte == '\n' || byte == '\r'; });
 }
 
 QByteArray octalEscaped(const QByteArray &bytes, bool (*escapes)(unsigned char byte))
@@ -229,29 +230,31 @@ QByteArray oneLine(const MGPosixItemState &state)
 
 std::optional<Entry> parseEntry(const QString &text, bool withPerms, QString *why)
 {
-    QStringList parts = text.trimmed().split(QLatin1Char(':'));
+    // setfacl's forms: "u:NAME:PERMS", "u::PERMS", "g:...", "m::PERMS" or "m:PERMS", "o::PERMS"
+    // or "o:PERMS", each perhaps after "d:" or "default:"; to name an entry, the same without
+    // the permissions ("u:NAME", "u:NAME:", "m", "o::").
+    const QString trimmed = text.trimmed();
+    QStringList parts = trimmed.split(QLatin1Char(':'));
     Entry entry;
-    if (!parts.isEmpty() && (parts.first() == QLatin1String("d") || parts.first() == QLatin1String("default"))) {
+    if (parts.size() > 1 && (parts.first() == QLatin1String("d") || parts.first() == QLatin1String("default"))) {
         entry.isDefault = true;
         parts.removeFirst();
     }
     const auto fail = [&](const QString &problem) -> std::optional<Entry> {
         if (why)
-            *why = QStringLiteral("\u201c%1\u201d: %2").arg(text.trimmed(), problem);
+            *why = QStringLiteral("\u201c%1\u201d: %2").arg(trimmed, problem);
         return std::nullopt;
     };
-    // "u::" names the owner's entry, as "u:" does.
-    if (!withPerms && parts.size() == 3 && parts[2].isEmpty())
-        parts.removeLast();
-    if (parts.size() < 2 || parts.size() > 3 || (withPerms && parts.size() != 3))
-        return fail(withPerms ? QStringLiteral("expected [d:]u|g|m|o:[NAME]:PERMISSIONS")
-                              : QStringLiteral("expected [d:]u|g|m|o:[NAME]"));
-    const QString tag = parts[0];
-    const QString qualifier = parts[1];
+    const QString expected = withPerms ? QStringLiteral("expected [d:]u|g:[NAME]:PERMISSIONS or [d:]m|o:[:]PERMISSIONS")
+                                       : QStringLiteral("expected [d:]u|g:[NAME] or [d:]m|o");
+    const QString tag = parts.takeFirst();
+    bool named = false;
     if (tag == QLatin1String("u") || tag == QLatin1String("user")) {
-        entry.tag = qualifier.isEmpty() ? MGPosixAcl::UserObj : MGPosixAcl::User;
+        entry.tag = MGPosixAcl::UserObj;
+        named = true;
     } else if (tag == QLatin1String("g") || tag == QLatin1String("group")) {
-        entry.tag = qualifier.isEmpty() ? MGPosixAcl::GroupObj : MGPosixAcl::Group;
+        entry.tag = MGPosixAcl::GroupObj;
+        named = true;
     } else if (tag == QLatin1String("m") || tag == QLatin1String("mask")) {
         entry.tag = MGPosixAcl::Mask;
     } else if (tag == QLatin1String("o") || tag == QLatin1String("other")) {
@@ -259,9 +262,22 @@ std::optional<Entry> parseEntry(const QString &text, bool withPerms, QString *wh
     } else {
         return fail(QStringLiteral("\u201c%1\u201d is not u, g, m or o").arg(tag));
     }
-    if (!qualifier.isEmpty()) {
-        if (entry.tag != MGPosixAcl::User && entry.tag != MGPosixAcl::Group)
+    QString qualifier, letters;
+    if (named) {
+        if (parts.isEmpty() || parts.size() > 2 || (withPerms && parts.size() != 2) || (!withPerms && parts.size() == 2 && !parts[1].isEmpty()))
+            return fail(expected);
+        qualifier = parts[0];
+        letters = withPerms ? parts[1] : QString();
+    } else {
+        // The mask and other entries name nobody: "m:r" and "m::r" say the same.
+        if (parts.size() == 2 && !parts[0].isEmpty())
             return fail(QStringLiteral("a mask or other entry names nobody"));
+        if (parts.size() > 2 || (withPerms && parts.isEmpty()) || (!withPerms && !parts.isEmpty() && !parts.last().isEmpty()))
+            return fail(expected);
+        letters = withPerms ? parts.last() : QString();
+    }
+    if (!qualifier.isEmpty()) {
+        entry.tag = entry.tag == MGPosixAcl::UserObj ? MGPosixAcl::User : MGPosixAcl::Group;
         const auto id = idFor(QString::fromUtf8(unescapePath(qualifier.toUtf8())), entry.tag == MGPosixAcl::User);
         if (!id)
             return fail(QStringLiteral("there is no %1 \u201c%2\u201d")
@@ -269,101 +285,174 @@ std::optional<Entry> parseEntry(const QString &text, bool withPerms, QString *wh
                                  qualifier));
         entry.id = *id;
     }
-    if (parts.size() == 3) {
-        quint16 perm = 0;
-        const QString letters = parts[2].trimmed();
-        for (QChar c : letters) {
-            if (c == QLatin1Char('r'))
-                perm |= 4;
-            else if (c == QLatin1Char('w'))
-                perm |= 2;
-            else if (c == QLatin1Char('x') || c == QLatin1Char('X'))
-                perm |= 1;
-            else if (c != QLatin1Char('-'))
-                return fail(QStringLiteral("permissions are r, w, x or -"));
-        }
-        if (letters.isEmpty() || letters.size() > 3)
-            return fail(QStringLiteral("permissions are r, w, x or -"));
-        entry.perm = perm;
+    if (withPerms) {
+        const std::optional<Permissions> perms = permissionsOf(letters.trimmed());
+        if (!perms)
+            return fail(QStringLiteral("permissions are r, w, x, X or -, or one octal digit"));
+        entry.perm = perms->bits;
+        entry.executeIfSearchable = perms->executeIfSearchable;
     }
     return entry;
+}
+
+std::optional<Permissions> permissionsOf(const QString &letters)
+{
+    if (letters.size() == 1 && letters[0] >= QLatin1Char('0') && letters[0] <= QLatin1Char('7'))
+        return Permissions{quint16(letters[0].unicode() - '0'), false};
+    if (letters.isEmpty())
+        return std::nullopt;
+    Permissions perms;
+    bool conditional = false;
+    for (QChar c : letters) {
+        quint16 bit = 0;
+        if (c == QLatin1Char('r'))
+            bit = 4;
+        else if (c == QLatin1Char('w'))
+            bit = 2;
+        else if (c == QLatin1Char('x'))
+            bit = 1;
+        else if (c == QLatin1Char('X')) {
+            if (conditional)
+                return std::nullopt;
+            conditional = true;
+            continue;
+        } else if (c == QLatin1Char('-'))
+            continue;
+        else
+            return std::nullopt;
+        // Each letter once, as setfacl takes them.
+        if (perms.bits & bit)
+            return std::nullopt;
+        perms.bits |= bit;
+    }
+    perms.executeIfSearchable = conditional && !(perms.bits & 1);
+    return perms;
 }
 
 std::optional<QList<Block>> parse(const QByteArray &text, QString *why)
 {
     QList<Block> blocks;
     Block current;
-    bool inBlock = false;
+    enum { Between, Header, Entries } state = Between;
     int number = 0;
-    const auto fail = [&](const QString &problem) -> std::optional<QList<Block>> {
+    const auto fail = [&](int line, const QString &problem) -> std::optional<QList<Block>> {
         if (why)
-            *why = QStringLiteral("line %1: %2").arg(number).arg(problem);
+            *why = QStringLiteral("line %1: %2").arg(line).arg(problem);
         return std::nullopt;
     };
-    auto finish = [&]() -> bool {
-        if (!inBlock)
-            return true;
+    // What setfacl --restore makes of a block: an ACL without its owner's, owning group's or
+    // others' entry is refused; a default ACL takes those it lacks from the access ACL; an
+    // ACL with named entries and no mask gets the one that limits none of them.
+    const auto finish = [&]() -> std::optional<QString> {
+        if (state == Between)
+            return std::nullopt;
         if (current.access.isEmpty())
-            return false;
+            return QStringLiteral("the item has no entries");
+        for (const auto &[tag, text] : {std::pair{MGPosixAcl::UserObj, "user::"}, std::pair{MGPosixAcl::GroupObj, "group::"},
+                                        std::pair{MGPosixAcl::Other, "other::"}}) {
+            if (!current.access.contains(tag))
+                return QStringLiteral("the ACL has no \u201c%1\u201d entry").arg(QLatin1String(text));
+            if (!current.defaultAcl.isEmpty() && !current.defaultAcl.contains(tag))
+                current.defaultAcl.set(tag, *current.access.perm(tag));
+        }
+        for (MGPosixAcl *acl : {&current.access, &current.defaultAcl}) {
+            if (acl->hasNamedEntries() && !acl->contains(MGPosixAcl::Mask))
+                acl->set(MGPosixAcl::Mask, acl->groupClassUnion());
+        }
         blocks << current;
-        inBlock = false;
-        return true;
+        current = Block();
+        state = Between;
+        return std::nullopt;
     };
     for (const QByteArray &raw : text.split('\n')) {
         ++number;
         QByteArray line = raw;
         if (line.endsWith('\r'))
             line.chop(1);
-        if (line.trimmed().isEmpty()) {
-            if (!finish())
-                return fail(QStringLiteral("the item before has no entries"));
+        const QByteArray trimmed = line.trimmed();
+        if (trimmed.isEmpty()) {
+            if (state == Header)
+                return fail(number, QStringLiteral("the item has no entries"));
+            if (const auto problem = finish())
+                return fail(current.line, *problem);
             continue;
         }
-        if (line.startsWith("# file: ")) {
-            if (!finish())
-                return fail(QStringLiteral("the item before has no entries"));
-            current = Block();
-            inBlock = true;
-            current.path = unescapePath(line.mid(8));
-            current.line = number;
+        if (trimmed.startsWith('#')) {
+            const QByteArray comment = trimmed.mid(1).trimmed();
+            const auto field = [&](const char *name) { return comment.startsWith(name); };
+            // A file line among entries begins the next item; other comments there are passed over.
+            if (state == Entries && field("file:")) {
+                if (const auto problem = finish())
+                    return fail(current.line, *problem);
+            }
+            if (state == Entries)
+                continue;
+            if (state == Between) {
+                current = Block();
+                current.line = number;
+                state = Header;
+            }
+            if (field("file:")) {
+                if (current.hasPath)
+                    return fail(number, QStringLiteral("a second file line for one item"));
+                // The path is what follows the field's blank, to the end of the line.
+                QByteArray value = line.mid(line.indexOf("file:") + 5);
+                while (value.startsWith(' ') || value.startsWith('\t'))
+                    value.remove(0, 1);
+                current.path = unescapePath(value);
+                current.hasPath = true;
+                if (current.path.isEmpty())
+                    return fail(number, QStringLiteral("the file line names no path"));
+            } else if (field("owner:") || field("group:")) {
+                const bool user = field("owner:");
+                const QString name = QString::fromUtf8(unescapePath(comment.mid(6).trimmed()));
+                if (user ? current.ownerGiven : current.groupGiven)
+                    return fail(number, user ? QStringLiteral("a second owner line for one item")
+                                             : QStringLiteral("a second group line for one item"));
+                (user ? current.ownerGiven : current.groupGiven) = true;
+                if (const auto id = idFor(name, user))
+                    (user ? current.owner : current.group) = *id;
+                else
+                    (user ? current.unknownOwner : current.unknownGroup) = name;
+            } else if (field("flags:")) {
+                const QByteArray flags = comment.mid(6).trimmed();
+                if (current.flags)
+                    return fail(number, QStringLiteral("a second flags line for one item"));
+                if (flags.size() != 3 || (flags[0] != 's' && flags[0] != '-') || (flags[1] != 's' && flags[1] != '-')
+                    || (flags[2] != 't' && flags[2] != '-'))
+                    return fail(number, QStringLiteral("flags are s or -, s or -, t or - (such as -s-)"));
+                current.flags = (flags[0] == 's' ? S_ISUID : 0) | (flags[1] == 's' ? S_ISGID : 0)
+                    | (flags[2] == 't' ? S_ISVTX : 0);
+            }
             continue;
         }
-        if (!inBlock)
-            return fail(QStringLiteral("expected \u201c# file: PATH\u201d"));
-        if (line.startsWith("# owner: ") || line.startsWith("# group: ")) {
-            const bool user = line.startsWith("# owner: ");
-            const auto id = idFor(QString::fromUtf8(unescapePath(line.mid(9).trimmed())), user);
-            if (!id)
-                return fail(QStringLiteral("there is no %1 \u201c%2\u201d")
-                                .arg(user ? QStringLiteral("user") : QStringLiteral("group"),
-                                     QString::fromUtf8(line.mid(9).trimmed())));
-            (user ? current.owner : current.group) = *id;
-            continue;
+        if (state == Between || !current.hasPath)
+            return fail(number, QStringLiteral("expected \u201c# file: PATH\u201d"));
+        state = Entries;
+        // An entry, perhaps with a comment after blanks ("\t#effective:r--"). A name holds no
+        // blank (it is written \040), so the first blank ends the entry; a "#" in a name is
+        // part of the name.
+        QByteArray entryText = trimmed;
+        const qsizetype space = entryText.indexOf(' '), tab = entryText.indexOf('\t');
+        const qsizetype blank = space < 0 ? tab : tab < 0 ? space : std::min(space, tab);
+        if (blank >= 0) {
+            const QByteArray rest = entryText.mid(blank).trimmed();
+            if (!rest.startsWith('#'))
+                return fail(number, QStringLiteral("\u201c%1\u201d: only a comment may follow an entry").arg(QString::fromUtf8(trimmed)));
+            entryText.truncate(blank);
         }
-        if (line.startsWith("# flags: ")) {
-            const QByteArray flags = line.mid(9).trimmed();
-            if (flags.size() != 3)
-                return fail(QStringLiteral("flags are three letters, such as -s-"));
-            current.flags = (flags[0] == 's' ? S_ISUID : 0) | (flags[1] == 's' ? S_ISGID : 0)
-                | (flags[2] == 't' ? S_ISVTX : 0);
-            continue;
-        }
-        if (line.startsWith('#'))
-            continue;
-        // An entry, perhaps with a comment after it ("\t#effective:r--").
-        const qsizetype comment = line.indexOf('#');
-        const QByteArray entryText = (comment >= 0 ? line.left(comment) : line).trimmed();
         QString problem;
         const auto entry = parseEntry(QString::fromUtf8(entryText), true, &problem);
         if (!entry)
-            return fail(problem);
+            return fail(number, problem);
+        // A later entry for the same user or group replaces an earlier one, as setfacl takes it.
         MGPosixAcl &acl = entry->isDefault ? current.defaultAcl : current.access;
-        if (acl.contains(entry->tag, entry->id))
-            return fail(QStringLiteral("a second entry for the same user or group"));
-        acl.set(entry->tag, *entry->perm, entry->id);
+        acl.set(entry->tag, *entry->perm | (entry->executeIfSearchable ? 1 : 0), entry->id);
     }
-    if (!finish())
-        return fail(QStringLiteral("the last item has no entries"));
+    if (state == Header)
+        return fail(number, QStringLiteral("the item has no entries"));
+    if (const auto problem = finish())
+        return fail(current.line, *problem);
     return blocks;
 }
 }

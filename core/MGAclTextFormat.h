@@ -23,8 +23,9 @@
 //     ...
 //
 // followed by an empty line, as the system's getfacl writes it and setfacl --restore reads
-// it. Line breaks in a path are written as \ooo octal escapes and a backslash as two; names
-// are account names where the system knows them, numbers otherwise. An entry typed on a
+// it. Line breaks in a path are written as \ooo octal escapes and a backslash as two (white
+// space in a name as \ooo as well); names are account names where the system knows them,
+// numbers otherwise. An entry typed on a
 // command line has the same form ("u:NAME:rwx", "d:g:NAME:r-x", "m::rx").
 namespace MGAclTextFormat {
 
@@ -48,8 +49,8 @@ QByteArray escapePath(const QByteArray &path);
 // The state on one line, ids as numbers, for records: "owner 0 group 0 mode 0644 acl
 // user::rw-,user:1000:r--,group::r--,mask::r--,other::r--,default:user::rwx,...".
 QByteArray oneLine(const MGPosixItemState &state);
-// A user's or group's name as entries write it: white space and backslashes as \ooo, so
-// that a name is one word of a line.
+// A user's or group's name as entries write it: white space as \ooo and a backslash
+// doubled, so that a name is one word of a line.
 QByteArray escapeName(const QByteArray &name);
 // `bytes` with every byte `escapes` answers true for written as \ooo, as getfacl writes them.
 QByteArray octalEscaped(const QByteArray &bytes, bool (*escapes)(unsigned char byte));
@@ -63,22 +64,40 @@ struct Entry
     quint16 tag = 0; // MGPosixAcl::Tag
     quint32 id = MGPosixAcl::UndefinedId;
     std::optional<quint16> perm; // absent: the entry was named without permissions ("-x u:NAME")
+    // "X" without "x": execute only for a folder or an item someone may execute already.
+    bool executeIfSearchable = false;
 };
-// Reads "[d[efault]:]u[ser]|g[roup]|m[ask]|o[ther]:[QUALIFIER][:PERMS]"; `withPerms` says
-// whether permissions must follow (r, w, x, X in any order, or - for none).
+// Reads the forms setfacl -m and -x take: "[d[efault]:]u[ser]|g[roup]:[QUALIFIER][:PERMS]"
+// and "[d[efault]:]m[ask]|o[ther][:][:PERMS]"; `withPerms` says whether permissions must
+// follow (r, w, x, X in any order, each once, - for none; or one octal digit).
 std::optional<Entry> parseEntry(const QString &text, bool withPerms, QString *why);
+struct Permissions
+{
+    quint16 bits = 0;
+    bool executeIfSearchable = false;
+};
+std::optional<Permissions> permissionsOf(const QString &letters);
 
 // One item of a backup.
 struct Block
 {
     QByteArray path; // unescaped, as written (relative paths stay relative)
+    bool hasPath = false;
     std::optional<uid_t> owner;
     std::optional<gid_t> group;
-    std::optional<mode_t> flags; // S_ISUID, S_ISGID, S_ISVTX
+    bool ownerGiven = false, groupGiven = false;
+    QString unknownOwner, unknownGroup; // named, but no account has the name here
+    std::optional<mode_t> flags; // S_ISUID, S_ISGID, S_ISVTX; absent: none
     MGPosixAcl access;
     MGPosixAcl defaultAcl;
     int line = 0; // where the block began, for messages
 };
-// Reads a whole backup; nothing, with `why` naming the line, when a block is malformed.
+// Reads a whole backup as setfacl --restore reads it; nothing, with `why` naming the line,
+// when a block is malformed: a file, owner, group or flags line given twice, flags other
+// than s, s and t or -, an empty path, an item without entries, an ACL without its owner's,
+// owning group's or others' entry. A later entry for the same user or group replaces an
+// earlier one; a default ACL takes the base entries it lacks from the access ACL; an ACL
+// with named entries and no mask gets the one that limits none of them; an owner or group
+// no account has here is kept by name, for the restore to say.
 std::optional<QList<Block>> parse(const QByteArray &text, QString *why);
 }

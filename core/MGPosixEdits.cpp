@@ -19,16 +19,6 @@ MGPosixAcl without(const MGPosixAcl &acl, quint16 tag, quint32 id)
     return result;
 }
 
-void followMask(MGPosixAcl &acl, const MGPosixAcl &before, bool maskSet)
-{
-    if (maskSet || acl.isEmpty() || !acl.hasNamedEntries())
-        return;
-    const auto mask = acl.perm(MGPosixAcl::Mask);
-    acl.set(MGPosixAcl::Mask,
-            quint16(MGPosixRules::followingMask(MGPosixRules::groupClass(before), MGPosixRules::groupClass(acl),
-                                                mask ? std::optional<int>(*mask) : std::nullopt, false)));
-}
-
 MGError refused(const QString &path, const QString &why)
 {
     return MGError::posixError(EINVAL, QStringLiteral("Cannot change the permissions of \u201c%1\u201d: %2").arg(path, why));
@@ -39,16 +29,21 @@ MGResult<MGPosixItemState> apply(const MGPosixItemState &state, const QList<MGAc
                                  const QList<MGAclTextFormat::Entry> &remove, const QString &path)
 {
     MGPosixItemState result = state;
-    bool accessMaskSet = false, defaultMaskSet = false;
+    // Per ACL (the item's, then what a folder passes on): whether a change named it, and
+    // whether one set or removed its mask.
+    bool touched[2] = {false, false}, maskGiven[2] = {false, false};
     for (const MGAclTextFormat::Entry &entry : remove) {
+        // A file has no entries for new items: there is nothing to remove.
         if (entry.isDefault && !state.isDirectory())
-            return refused(path, QStringLiteral("only folders have entries for new items"));
+            continue;
         const bool named = entry.tag == MGPosixAcl::User || entry.tag == MGPosixAcl::Group;
-        if (!named && !entry.isDefault)
-            return refused(path, QStringLiteral("the owner, owning group, mask and other entries of an item cannot be "
-                                                "removed, only changed"));
+        if (!named && entry.tag != MGPosixAcl::Mask)
+            return refused(path, QStringLiteral("the owner, owning group and other entries cannot be removed, only changed"));
         MGPosixAcl &acl = entry.isDefault ? result.defaultAcl : result.access;
         acl = without(acl, entry.tag, entry.id);
+        touched[entry.isDefault] = true;
+        if (entry.tag == MGPosixAcl::Mask)
+            maskGiven[entry.isDefault] = true;
     }
     for (const MGAclTextFormat::Entry &entry : set) {
         if (entry.isDefault && !state.isDirectory())
@@ -57,15 +52,26 @@ MGResult<MGPosixItemState> apply(const MGPosixItemState &state, const QList<MGAc
         // A folder's first entry for new items brings the base entries along, from the
         // folder's own ACL, as setfacl does.
         if (entry.isDefault && acl.isEmpty()) {
+            const MGPosixAcl own = result.access.isEmpty() ? MGPosixAcl::fromMode(result.mode) : result.access;
             for (quint16 tag : {MGPosixAcl::UserObj, MGPosixAcl::GroupObj, MGPosixAcl::Other})
-                acl.set(tag, result.access.perm(tag).value_or(0));
+                acl.set(tag, own.perm(tag).value_or(0));
         }
-        acl.set(entry.tag, entry.perm.value_or(0), entry.id);
+        // "X": execute for a folder, or for an item someone may execute already.
+        const bool searchable = state.isDirectory() || (state.mode & 0111);
+        acl.set(entry.tag, entry.perm.value_or(0) | (entry.executeIfSearchable && searchable ? 1 : 0), entry.id);
+        touched[entry.isDefault] = true;
         if (entry.tag == MGPosixAcl::Mask)
-            (entry.isDefault ? defaultMaskSet : accessMaskSet) = true;
+            maskGiven[entry.isDefault] = true;
     }
-    followMask(result.access, state.access, accessMaskSet);
-    followMask(result.defaultAcl, state.defaultAcl, defaultMaskSet);
+    // An ACL a change named gets the mask that limits none of its entries, unless the change
+    // gave the mask itself (as setfacl does without -n).
+    for (const bool isDefault : {false, true}) {
+        MGPosixAcl &acl = isDefault ? result.defaultAcl : result.access;
+        if (touched[isDefault] && !maskGiven[isDefault] && (acl.hasNamedEntries() || acl.contains(MGPosixAcl::Mask)))
+            acl.set(MGPosixAcl::Mask, acl.groupClassUnion());
+        if (acl.hasNamedEntries() && !acl.contains(MGPosixAcl::Mask))
+            return refused(path, QStringLiteral("an ACL with entries for users or groups needs its mask"));
+    }
     result.mode = (state.mode & ~mode_t(0777)) | result.access.permissionBits();
     return result;
 }

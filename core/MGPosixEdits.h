@@ -4,12 +4,15 @@
 #include "MGPosixLists.h"
 
 // Changes to an item's POSIX ACLs as the command line makes them, entry by entry:
-// entries set (added, or given new permissions) and entries removed. The mask follows the
-// same rule as in the window: an ACL whose named entries or owning group change gets the
-// mask that limits none of them, unless the change sets the mask itself.
+// entries set (added, or given new permissions) and entries removed, with setfacl -m and
+// -x's results: each ACL a change names (the item's, or what a folder passes on) gets the
+// mask that limits none of its entries, unless the change sets or removes that mask itself.
+// (The window keeps a mask that limits the same entries as before; a script expects what
+// setfacl does.)
 namespace MGPosixEdits {
-// `set` entries carry permissions; `remove` entries name who (a mask or the base entries
-// of the item's own ACL cannot be removed). `path` names the item in errors.
+// `set` entries carry permissions; `remove` entries name who (the owner's, owning group's
+// and others' entries cannot be removed, nor a mask while named entries need it). `path`
+// names the item in errors.
 MGResult<MGPosixItemState> apply(const MGPosixItemState &state, const QList<MGAclTextFormat::Entry> &set,
                                  const QList<MGAclTextFormat::Entry> &remove, const QString &path);
 // `to` with the ACLs of `from` (its default ACL only when `to` is a folder); owner and

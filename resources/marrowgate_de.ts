@@ -746,8 +746,8 @@
         <translation>eine Weitergabe wurde mit Strg+C angehalten</translation>
     </message>
     <message>
-        <source>adds entries or changes their permissions, as setfacl -m does: [d:]u:NAME:rwx, [d:]g:NAME:r-x, u::rw, g::r, o::-, m::rx (several per argument, separated by commas); the mask follows the entries it limits unless m:: is given</source>
-        <translation>fügt Einträge hinzu oder ändert ihre Berechtigungen wie setfacl -m: [d:]u:NAME:rwx, [d:]g:NAME:r-x, u::rw, g::r, o::-, m::rx (mehrere je Argument, durch Kommas getrennt); die Maske folgt den Einträgen, die sie begrenzt, sofern nicht m:: angegeben ist</translation>
+        <source>adds entries or changes their permissions, as setfacl -m does: [d:]u:NAME:rwx, [d:]g:NAME:r-x, u::rw, g::r, o:r, m:rx, ids as numbers, permissions as letters or one octal digit, X for execute on folders and executables (several per argument, separated by commas); the mask of each ACL changed limits none of its entries unless m:: is given</source>
+        <translation>fügt Einträge hinzu oder ändert ihre Berechtigungen wie setfacl -m: [d:]u:NAME:rwx, [d:]g:NAME:r-x, u::rw, g::r, o:r, m:rx, Kennungen als Zahlen, Berechtigungen als Buchstaben oder eine Oktalziffer, X für Ausführen bei Ordnern und ausführbaren Dateien (mehrere je Argument, durch Kommas getrennt); die Maske jeder geänderten ACL begrenzt keinen ihrer Einträge, sofern nicht m:: angegeben ist</translation>
     </message>
     <message>
         <source>an administrator&apos;s authorisation was asked for and dismissed</source>
@@ -790,12 +790,12 @@
         <translation>öffnet das ACL-Fenster für eine Datei oder einen Ordner (braucht einen Bildschirm)</translation>
     </message>
     <message>
-        <source>removes entries: [d:]u:NAME, [d:]g:NAME, or a user or group alone (its entries for the item and for new items)</source>
-        <translation>entfernt Einträge: [d:]u:NAME, [d:]g:NAME oder einen Benutzer oder eine Gruppe allein (seine Einträge für das Objekt und für neue Objekte)</translation>
+        <source>removes entries as setfacl -x does: [d:]u:NAME, [d:]g:NAME, [d:]m, or a user or group alone (its entries for the item and for new items)</source>
+        <translation>entfernt Einträge wie setfacl -x: [d:]u:NAME, [d:]g:NAME, [d:]m, oder einen Benutzer oder eine Gruppe allein (ihre Einträge für das Objekt und für neue Objekte)</translation>
     </message>
     <message>
-        <source>sets what a backup (ours or getfacl&apos;s) says, paths relative to the current folder, as setfacl --restore does; - reads standard input. A path with a .. component is never restored, nor an absolute one without --absolute: each is named, the rest restored</source>
-        <translation>setzt, was eine Sicherung (unsere oder die von getfacl) angibt, Pfade relativ zum aktuellen Ordner, wie setfacl --restore; - liest die Standardeingabe. Ein Pfad mit einem ..-Bestandteil wird nie wiederhergestellt, ein absoluter nur mit --absolute: jeder wird genannt, der Rest wiederhergestellt</translation>
+        <source>sets what a backup (ours or getfacl&apos;s) says, owners, groups and set-id and sticky bits included, paths relative to the current folder, as setfacl --restore does; - reads standard input. A malformed file is refused with its line and changes nothing. A path with a .. component is never restored, nor an absolute one without --absolute: each is named, the rest restored</source>
+        <translation>setzt, was eine Sicherung (unsere oder die von getfacl) sagt, Eigentümer, Gruppen sowie Set-ID- und Sticky-Bits eingeschlossen, Pfade relativ zum aktuellen Ordner, wie setfacl --restore; - liest die Standardeingabe. Eine fehlerhafte Datei wird mit ihrer Zeile abgelehnt und ändert nichts. Ein Pfad mit einem ..-Bestandteil wird nie wiederhergestellt, ein absoluter nicht ohne --absolute: jeder wird genannt, der Rest wiederhergestellt</translation>
     </message>
     <message>
         <source>restore also sets items named by absolute paths</source>
@@ -810,8 +810,8 @@
         <translation>Nicht wiederhergestellt: „%1“ ist ein absoluter Pfad; geben Sie --absolute an, um solche Pfade wiederherzustellen.</translation>
     </message>
     <message>
-        <source>the ACLs of PATH and everything below it, as getfacl -R writes them: paths as given, an absolute one without its leading slash</source>
-        <translation>die ACLs von PATH und allem darunter, wie getfacl -R sie schreibt: Pfade wie angegeben, ein absoluter ohne seinen führenden Schrägstrich</translation>
+        <source>the ACLs of PATH and everything below it, byte for byte as getfacl -R writes them and in its order: paths as given, an absolute one without its leading slash; a link given as PATH is read, not walked</source>
+        <translation>die ACLs von PATH und allem darunter, Byte für Byte wie getfacl -R sie schreibt und in seiner Reihenfolge: Pfade wie angegeben, ein absoluter ohne seinen führenden Schrägstrich; ein als PATH angegebener Link wird gelesen, nicht durchlaufen</translation>
     </message>
     <message>
         <source>the command was used wrongly; what is wrong, and this usage, are on standard error</source>
@@ -920,6 +920,26 @@
     <message>
         <source>%1 needs %2 after it.</source>
         <translation>%1 braucht danach %2.</translation>
+    </message>
+    <message>
+        <source>Differences from getfacl and setfacl</source>
+        <translation>Unterschiede zu getfacl und setfacl</translation>
+    </message>
+    <message>
+        <source>restore never changes a path with a .. component, an absolute one without --absolute, anything through a link, or a FIFO, device or socket; backup does not enter other file systems. A malformed restore file changes nothing at all. An owner or group without an account here is left, said, and ends the restore with status 1. Removing the last named entries leaves no mask entry (the permission bits are setfacl&apos;s). A command used wrongly exits 64, not 2.</source>
+        <translation>restore ändert nie einen Pfad mit einem ..-Bestandteil, einen absoluten ohne --absolute, nichts über einen Link und keine FIFO, kein Gerät und keinen Socket; backup betritt keine anderen Dateisysteme. Eine fehlerhafte Wiederherstellungsdatei ändert gar nichts. Ein Eigentümer oder eine Gruppe ohne Konto hier bleibt, wird genannt und beendet die Wiederherstellung mit Status 1. Das Entfernen der letzten benannten Einträge lässt keinen Maskeneintrag zurück (die Berechtigungsbits sind die von setfacl). Ein falsch benutzter Befehl endet mit 64, nicht mit 2.</translation>
+    </message>
+    <message>
+        <source>Not restored: “%1” (line %2) has entries for new items, which only a folder can have.</source>
+        <translation>Nicht wiederhergestellt: „%1“ (Zeile %2) hat Einträge für neue Objekte, die nur ein Ordner haben kann.</translation>
+    </message>
+    <message>
+        <source>“%1”: no user here is called “%2”; the owner was not changed.</source>
+        <translation>„%1“: Hier heißt kein Benutzer „%2“; der Eigentümer wurde nicht geändert.</translation>
+    </message>
+    <message>
+        <source>“%1”: no group here is called “%2”; the group was not changed.</source>
+        <translation>„%1“: Hier heißt keine Gruppe „%2“; die Gruppe wurde nicht geändert.</translation>
     </message>
 </context>
 </TS>

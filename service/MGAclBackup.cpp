@@ -6,7 +6,8 @@
 #include <fcntl.h>
 #include <unistd.h>
 
-MGAclBackup::MGAclBackup(const MGFileItem &item, Sink sink) : m_item(item), m_text(std::move(sink))
+MGAclBackup::MGAclBackup(const MGFileItem &item, Sink sink, bool itemOnly)
+    : m_item(item), m_text(std::move(sink)), m_itemOnly(itemOnly)
 {
 }
 
@@ -34,18 +35,6 @@ int MGAclBackup::write(MGDescriptor item, const struct statx &status, const QByt
     return 0;
 }
 
-void MGAclBackup::folder(int fd, const struct statx &status, const QByteArray &path)
-{
-    if (const int error = write(MGDescriptor::opened(fd), status, path, true))
-        m_walker->fail(path, error);
-}
-
-void MGAclBackup::item(MGDescriptor file, const struct statx &status, const QByteArray &path)
-{
-    if (const int error = write(file, status, path, false))
-        m_walker->fail(path, error);
-}
-
 MGResult<qint64> MGAclBackup::run()
 {
     const QString failure = QStringLiteral("Cannot back up the permissions of");
@@ -55,18 +44,27 @@ MGResult<qint64> MGAclBackup::run()
     // The item itself first; below a folder, everything the walk reaches.
     if (const int error = write(m_item.handle(), st, m_item.path(), S_ISDIR(st.stx_mode)))
         return m_item.error(error, failure);
-    if (S_ISDIR(st.stx_mode)) {
+    std::optional<MGError> failed;
+    if (S_ISDIR(st.stx_mode) && !m_itemOnly) {
         const int fd = openat(m_item.descriptor(), ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-        if (fd < 0)
-            return m_item.error(errno, failure);
-        m_walker.reset(new MGTreeWalker(this, st.stx_mnt_id));
-        m_walker->setStopFlag(m_stop);
-        m_walker->walk(fd, m_item.path());
+        if (fd < 0) {
+            // The folder's own block stands; that its items could not be listed is the error.
+            const int error = errno;
+            m_text.flush();
+            return m_item.error(error, QStringLiteral("Cannot list the items of"));
+        }
+        MGOrderedWalk walk(
+            [this](MGDescriptor item, const struct statx &status, const QByteArray &path) {
+                return write(item, status, path, S_ISDIR(status.stx_mode));
+            },
+            st.stx_mnt_id);
+        walk.setStopFlag(m_stop);
+        walk.walk(fd, m_item.path());
+        close(fd);
+        failed = walk.failures().error(QStringLiteral("read"), m_item.shownPath());
     }
     m_text.flush();
-    if (m_walker) {
-        if (std::optional<MGError> failed = m_walker->failures(QStringLiteral("read"), m_item.shownPath()))
-            return *failed;
-    }
+    if (failed)
+        return *failed;
     return qint64(m_items);
 }

@@ -217,7 +217,9 @@ QCborMap MGAclServiceDispatcher::answer(const QCborMap &request, const Caller &c
         if (*method == MGAclRemoteMethod::SetEntries) {
             const MGResult<MGPosixItemState> before = record ? MGPosixAclStore::readState(*item)
                                                              : MGResult<MGPosixItemState>(MGPosixItemState());
-            error = MGPosixAclStore::write(*item, *list, expected);
+            const QCborValue special = args.value(QString(Key::SpecialBits));
+            error = MGPosixAclStore::write(*item, *list, expected,
+                                           special.isInteger() ? std::optional<mode_t>(mode_t(special.toInteger())) : std::nullopt);
             // A write that failed part way may have changed something: what is there is said.
             if (record) {
                 const MGResult<MGPosixItemState> after = MGPosixAclStore::readState(*item);
@@ -268,7 +270,7 @@ QCborMap MGAclServiceDispatcher::answer(const QCborMap &request, const Caller &c
         return reply;
     }
     case MGAclRemoteMethod::BackupEntries: {
-        MGAclBackup backup(*item, textReport);
+        MGAclBackup backup(*item, textReport, args.value(QString(Key::ItemOnly)).toBool());
         const MGResult<qint64> items = backup.run();
         if (!items)
             return errorReply(id, items.error());

@@ -133,7 +133,8 @@ MGResultError MGPosixAclStore::write(const MGFileItem &item, const MGAclList &li
     return write(item, list, std::nullopt);
 }
 
-MGResultError MGPosixAclStore::write(const MGFileItem &item, const MGAclList &list, const std::optional<MGAclList> &expected)
+MGResultError MGPosixAclStore::write(const MGFileItem &item, const MGAclList &list, const std::optional<MGAclList> &expected,
+                                     std::optional<mode_t> specialBits)
 {
     const MGResult<MGPosixItemState> current = readState(item);
     if (!current)
@@ -144,9 +145,11 @@ MGResultError MGPosixAclStore::write(const MGFileItem &item, const MGAclList &li
     }
     if (MGResultError kind = MGChangeBlockers::kindBlocker(current->mode, WriteFailure, item.shownPath()))
         return kind;
-    const MGResult<MGPosixItemState> target = MGPosixLists::stateFromList(list, *current, item.shownPath());
+    MGResult<MGPosixItemState> target = MGPosixLists::stateFromList(list, *current, item.shownPath());
     if (!target)
         return target.error();
+    if (specialBits)
+        target->mode = (target->mode & ~mode_t(S_ISUID | S_ISGID | S_ISVTX)) | (*specialBits & (S_ISUID | S_ISGID | S_ISVTX));
     if (sameState(*current, *target))
         return std::nullopt;
     if (MGResultError blocked = item.changeBlocker(WriteFailure))

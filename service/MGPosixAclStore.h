@@ -22,7 +22,10 @@ public:
     static MGResultError write(const MGFileItem &item, const MGAclList &list);
     // The same, only while the item still holds `expected`'s entries (what the caller read
     // before changing them); otherwise nothing is written and the error says it changed.
-    static MGResultError write(const MGFileItem &item, const MGAclList &list, const std::optional<MGAclList> &expected);
+    // With `specialBits`, the item's set-id and sticky bits become those (as a restore sets
+    // them); the list cannot say them, so they stay as they are otherwise.
+    static MGResultError write(const MGFileItem &item, const MGAclList &list, const std::optional<MGAclList> &expected,
+                               std::optional<mode_t> specialBits = std::nullopt);
     // The same for a path, resolved as MGFileItem does.
     static MGResult<MGAclList> read(const QString &path);
     static MGResultError write(const QString &path, const MGAclList &list);

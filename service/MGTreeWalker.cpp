@@ -1,5 +1,6 @@
 #include "MGTreeWalker.h"
 
+#include "MGFolderListing.h"
 #include "MGItemPaths.h"
 #include "MGNameWatch.h"
 
@@ -21,16 +22,7 @@
 #include <unistd.h>
 
 namespace {
-struct LinuxDirent64
-{
-    ino64_t d_ino;
-    off64_t d_off;
-    unsigned short d_reclen;
-    unsigned char d_type;
-    char d_name[];
-};
-
-constexpr unsigned StatusMask = STATX_TYPE | STATX_MODE | STATX_UID | STATX_GID | STATX_NLINK | STATX_MNT_ID;
+using MGFolderListing::StatusMask;
 constexpr int NoResult = INT_MIN;
 
 bool isSpecialType(unsigned char type)
@@ -221,23 +213,12 @@ void MGTreeWalker::reportProgress(const QByteArray &folder)
 
 void MGTreeWalker::fail(const QByteArray &path, int error)
 {
-    QMutexLocker locker(&m_failureLock);
-    if (m_failures++ == 0)
-        m_firstError = error;
-    if (m_failedPaths.size() < ReportedPaths)
-        m_failedPaths << QStringLiteral("%1 (%2)").arg(QFile::decodeName(path), QString::fromLocal8Bit(strerror(error)));
+    m_failures.add(path, error);
 }
 
 std::optional<MGError> MGTreeWalker::failures(const QString &what, const QString &root) const
 {
-    const Counts all = counts();
-    if (all.failed == 0)
-        return std::nullopt;
-    return MGError::posixError(all.firstError,
-                               QStringLiteral("%1 of the items below \u201c%2\u201d could not be %3: %4%5")
-                                   .arg(all.failed)
-                                   .arg(root, what, all.failedPaths.join(QStringLiteral(", ")),
-                                        all.failed > all.failedPaths.size() ? QStringLiteral(", \u2026") : QString()));
+    return m_failures.error(what, root);
 }
 
 MGTreeWalker::Counts MGTreeWalker::counts() const
@@ -247,41 +228,28 @@ MGTreeWalker::Counts MGTreeWalker::counts() const
     counts.otherMounts = m_otherMounts;
     counts.special = m_special;
     counts.changedWhileWalking = m_changedWhileWalking;
-    QMutexLocker locker(&m_failureLock);
-    counts.failed = m_failures;
-    counts.failedPaths = m_failedPaths;
-    counts.firstError = m_firstError;
+    counts.failed = m_failures.count();
+    counts.failedPaths = m_failures.reportedPaths();
+    counts.firstError = m_failures.firstError();
     return counts;
 }
 
 bool MGTreeWalker::readFolder(int fd, const QByteArray &path, QList<QByteArray> &subfolders, QList<Item> &files)
 {
-    alignas(LinuxDirent64) char buffer[32 * 1024];
-    for (;;) {
-        const long n = syscall(SYS_getdents64, fd, buffer, sizeof buffer);
-        if (n == 0)
-            return true;
-        if (n < 0) {
-            fail(path, errno);
-            return false;
-        }
-        for (long offset = 0; offset < n;) {
-            const auto *entry = reinterpret_cast<const LinuxDirent64 *>(buffer + offset);
-            offset += entry->d_reclen;
-            const char *name = entry->d_name;
-            if (name[0] == '.' && (name[1] == 0 || (name[1] == '.' && name[2] == 0)))
-                continue;
-            // What the listing already tells is not opened at all.
-            if (entry->d_type == DT_DIR)
-                subfolders << QByteArray(name);
-            else if (entry->d_type == DT_LNK)
-                ++m_links;
-            else if (isSpecialType(entry->d_type) && !m_visitor->visitsSpecialFiles())
-                ++m_special;
-            else
-                files << Item{QByteArray(name), entry->d_type};
-        }
-    }
+    const int error = MGFolderListing::forEach(fd, [&](const char *name, unsigned char type) {
+        // What the listing already tells is not opened at all.
+        if (type == DT_DIR)
+            subfolders << QByteArray(name);
+        else if (type == DT_LNK)
+            ++m_links;
+        else if (isSpecialType(type) && !m_visitor->visitsSpecialFiles())
+            ++m_special;
+        else
+            files << Item{QByteArray(name), type};
+    });
+    if (error)
+        fail(path, error);
+    return error == 0;
 }
 
 // The folders still to visit, shared by the walking threads. A thread takes the most

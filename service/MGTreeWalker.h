@@ -2,6 +2,7 @@
 
 #include "MGError.h"
 #include "MGFileItem.h"
+#include "MGWalkFailures.h"
 
 #include <QByteArray>
 #include <QMutex>
@@ -82,7 +83,7 @@ public:
         QStringList failedPaths; // the first ReportedPaths, each with its error
         int firstError = 0;
     };
-    static constexpr int ReportedPaths = 5;
+    static constexpr int ReportedPaths = MGWalkFailures::ReportedPaths;
 
     MGTreeWalker(Visitor *visitor, quint64 mountId);
 
@@ -126,8 +127,5 @@ private:
     std::chrono::steady_clock::duration m_progressInterval{};
     std::atomic<std::chrono::steady_clock::rep> m_nextReport = 0;
     QMutex m_progressLock;
-    mutable QMutex m_failureLock;
-    qint64 m_failures = 0;
-    int m_firstError = 0;
-    QStringList m_failedPaths;
+    MGWalkFailures m_failures;
 };

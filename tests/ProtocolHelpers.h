@@ -41,11 +41,12 @@ inline QCborMap validArguments(MGAclRemoteMethod method, const QString &file, co
         case MGAclProtocol::ArgumentType::Number: value = 1; break;
         case MGAclProtocol::ArgumentType::Level: value = QStringLiteral("write"); break;
         case MGAclProtocol::ArgumentType::Flag: value = false; break;
+        case MGAclProtocol::ArgumentType::SpecialBits: value = 0; break;
         }
         // What the item must still hold ("expected", its device and inode) is left out: a
-        // write of these arguments is refused by nothing else.
+        // write of these arguments is refused by nothing else. So are special bits to give it.
         const bool expectation = argument.type == MGAclProtocol::ArgumentType::Entries
-            || argument.type == MGAclProtocol::ArgumentType::Number;
+            || argument.type == MGAclProtocol::ArgumentType::Number || argument.type == MGAclProtocol::ArgumentType::SpecialBits;
         if (!argument.optional || !expectation)
             arguments.insert(QString(argument.name), value);
     }
@@ -69,6 +70,8 @@ inline QList<QCborValue> wrongValues(MGAclProtocol::ArgumentType type)
         return {3, QStringLiteral("everything"), QByteArray("write"), QCborValue()};
     case MGAclProtocol::ArgumentType::Flag:
         return {QStringLiteral("yes"), 1, QStringLiteral("true"), QCborValue()};
+    case MGAclProtocol::ArgumentType::SpecialBits: // permission bits, a file type, beyond a mode
+        return {QStringLiteral("2048"), -1, 0777, 04777, 0100000, qint64(1) << 40, 1.5, QCborValue()};
     }
     return {};
 }

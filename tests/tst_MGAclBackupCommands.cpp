@@ -218,7 +218,7 @@ private slots:
         file.close();
         const Run run = acl({"restore", file.fileName()});
         QCOMPARE(run.status, 1);
-        QVERIFY2(run.err.contains("line 7:") && run.err.contains("permissions are r, w, x or -"), qPrintable(run.err));
+        QVERIFY2(run.err.contains("line 7:") && run.err.contains("permissions are r, w, x, X or -"), qPrintable(run.err));
         QCOMPARE(facl(item), before);
         QCOMPARE(acl({"restore", tmp.path("no-such-file")}).status, 1);
     }

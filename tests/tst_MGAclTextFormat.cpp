@@ -26,7 +26,7 @@ private slots:
     // Names are one word of a line, as getfacl writes them; paths keep their spaces.
     void namesAndPathsAreEscapedAsGetfaclDoes()
     {
-        QCOMPARE(MGAclTextFormat::escapeName("sp ace\tt\\x\n"), QByteArray("sp\\040ace\\011t\\134x\\012"));
+        QCOMPARE(MGAclTextFormat::escapeName("sp ace\tt\\x\n"), QByteArray("sp\\040ace\\011t\\\\x\\012"));
         QCOMPARE(MGAclTextFormat::escapePath("a b\\c\n"), QByteArray("a b\\\\c\\012"));
         QCOMPARE(MGAclTextFormat::unescapePath(MGAclTextFormat::escapeName("sp ace\tt\\x\n")), QByteArray("sp ace\tt\\x\n"));
     }
@@ -91,11 +91,37 @@ private slots:
         QTest::addColumn<QString>("problem");
         QTest::newRow("no file line") << QByteArray("user::rwx\n") << "line 1: expected \u201c# file: PATH\u201d";
         QTest::newRow("bad tag") << QByteArray("# file: a\nuser::rwx\nbogus::rwx\n") << "line 3: \u201cbogus::rwx\u201d: \u201cbogus\u201d is not u, g, m or o";
-        QTest::newRow("bad permissions") << QByteArray("# file: a\nuser::rwz\n") << "line 2: \u201cuser::rwz\u201d: permissions are r, w, x or -";
-        QTest::newRow("unknown user") << QByteArray("# file: a\n# owner: no-such-user-here\n") << "line 2: there is no user \u201cno-such-user-here\u201d";
-        QTest::newRow("twice") << QByteArray("# file: a\nuser:nobody:r\nuser:nobody:w\n") << "line 3: a second entry for the same user or group";
-        QTest::newRow("empty item") << QByteArray("# file: a\n# owner: root\n\n") << "line 3: the item before has no entries";
+        QTest::newRow("bad permissions") << QByteArray("# file: a\nuser::rwz\n") << "line 2: \u201cuser::rwz\u201d: permissions are r, w, x, X or -, or one octal digit";
+        QTest::newRow("unknown user") << QByteArray("# file: a\nuser::rwx\nuser:no-such-user-here:r\n") << "line 3: \u201cuser:no-such-user-here:r\u201d: there is no user \u201cno-such-user-here\u201d";
+        QTest::newRow("two owners") << QByteArray("# file: a\n# owner: root\n# owner: bin\nuser::rwx\n") << "line 3: a second owner line for one item";
+        QTest::newRow("two paths") << QByteArray("# file: a\n# file: b\nuser::rwx\n") << "line 2: a second file line for one item";
+        QTest::newRow("no path") << QByteArray("# file: \nuser::rwx\n") << "line 1: the file line names no path";
+        QTest::newRow("flags") << QByteArray("# file: a\n# flags: --x\n") << "line 2: flags are s or -, s or -, t or - (such as -s-)";
+        QTest::newRow("no other") << QByteArray("\n# file: a\nuser::rwx\ngroup::r-x\n") << "line 2: the ACL has no \u201cother::\u201d entry";
+        QTest::newRow("text after an entry") << QByteArray("# file: a\nuser::rwx more\n") << "line 2: \u201cuser::rwx more\u201d: only a comment may follow an entry";
+        QTest::newRow("empty item") << QByteArray("# file: a\n# owner: root\n\n") << "line 3: the item has no entries";
     }
+    // What setfacl --restore takes, it reads the same way.
+    void blocksAreReadAsSetfaclReadsThem()
+    {
+        QString why;
+        const auto blocks = parse("# file: a\n# owner: nobody-here-at-all\n# flags: s-t\nuser::rwx\nuser::r--\n"
+                                  "group::r-x\nuser:odd#name-unknown-but-numeric-not:r\n", &why);
+        QVERIFY(!blocks); // an entry's unknown name refuses the file, as setfacl does
+        const auto read = parse("# file: a b\n# owner: nobody-here-at-all\n# flags: s-t\nuser::rwx\nuser::r--\n"
+                                "group::r-x\nother::---\t#effective:---\nuser:4711:rw-\ndefault:user:4712:r\n", &why);
+        QVERIFY2(read && read->size() == 1, qPrintable(why));
+        const Block &b = read->first();
+        QCOMPARE(b.path, QByteArray("a b"));
+        QVERIFY(!b.owner && b.unknownOwner == QStringLiteral("nobody-here-at-all"));
+        QCOMPARE(*b.flags, mode_t(S_ISUID | S_ISVTX));
+        QCOMPARE(*b.access.perm(MGPosixAcl::UserObj), quint16(4)); // the later entry
+        QCOMPARE(*b.access.perm(MGPosixAcl::Mask), quint16(7)); // none given: the one that limits nothing
+        // The default ACL takes its base entries from the access ACL.
+        QCOMPARE(*b.defaultAcl.perm(MGPosixAcl::GroupObj), quint16(5));
+        QCOMPARE(*b.defaultAcl.perm(MGPosixAcl::Mask), quint16(5));
+    }
+
     void malformedTextsSayWhere()
     {
         QFETCH(QByteArray, text);
@@ -109,14 +135,16 @@ private slots:
     {
         QString why;
         auto e = parseEntry("d:u:nobody:rX", true, &why);
-        QVERIFY(e && e->isDefault && e->tag == MGPosixAcl::User && e->id == 65534 && *e->perm == 5);
+        QVERIFY(e && e->isDefault && e->tag == MGPosixAcl::User && e->id == 65534 && *e->perm == 4 && e->executeIfSearchable);
+        e = parseEntry("o:5", true, &why); // setfacl's short form, with an octal digit
+        QVERIFY(e && e->tag == MGPosixAcl::Other && *e->perm == 5);
         e = parseEntry("group::-", true, &why);
         QVERIFY(e && !e->isDefault && e->tag == MGPosixAcl::GroupObj && *e->perm == 0);
         e = parseEntry("u:4711", false, &why); // an id without an account
         QVERIFY(e && e->id == 4711 && !e->perm);
         QVERIFY(!parseEntry("m:nobody:r", true, &why));
         QVERIFY(!parseEntry("u:nobody", true, &why));
-        QCOMPARE(why, QStringLiteral("\u201cu:nobody\u201d: expected [d:]u|g|m|o:[NAME]:PERMISSIONS"));
+        QCOMPARE(why, QStringLiteral("\u201cu:nobody\u201d: expected [d:]u|g:[NAME]:PERMISSIONS or [d:]m|o:[:]PERMISSIONS"));
     }
 };
 
