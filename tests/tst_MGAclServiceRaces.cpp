@@ -355,6 +355,49 @@ private slots:
         QCOMPARE(sh(QStringLiteral("cd %1 && find . -type f | xargs getfacl -c | grep -c '^user:bin:'").arg(quoted(tree))).trimmed(),
                  QStringLiteral("3"));
     }
+
+    // A backup walks one item at a time in the order folders list them; what it opens is
+    // still only what it was asked for: a folder swapped with a link to root's folder, and
+    // files swapped with a device node and a FIFO, give no block of root's items, open no
+    // device and wait on no FIFO.
+    void aBackupReadsOnlyTheTreeItWasAskedFor()
+    {
+        QVERIFY(shOk(QStringLiteral("cd %1 && mkdir -p B/sub && touch B/a B/f B/g B/sub/c && mknod B/device c 1 3 && "
+                                    "mkfifo B/fifo && ln -s %2/tree/inner B/subL && chown -R 65534:65534 B")
+                         .arg(quoted(attacker), quoted(sentinel))));
+        const QString tree = attacker + "/B";
+        const int watch = inotify_init1(IN_NONBLOCK | IN_CLOEXEC);
+        QVERIFY(watch >= 0);
+        const auto closeWatch = qScopeGuard([watch] { close(watch); });
+        QVERIFY(inotify_add_watch(watch, QFile::encodeName(tree + "/device").constData(), IN_OPEN) >= 0);
+        int written = 0;
+        {
+            Swapper inner(tree + "/sub", tree + "/subL");
+            Swapper device(tree + "/f", tree + "/device");
+            Swapper fifo(tree + "/g", tree + "/fifo");
+            for (int i = 0; i < 150; ++i) {
+                auto text = std::make_shared<QByteArray>();
+                const auto result = call([&](MGAclServiceProxy &proxy, std::shared_ptr<Call> result) {
+                    proxy.backupAclEntriesWithUrl(
+                        QUrl::fromLocalFile(tree), [text](const QByteArray &piece) { *text += piece; },
+                        [result](MGResultError error) {
+                            result->error = error;
+                            result->done = true;
+                        });
+                });
+                QVERIFY2(result->done, "a backup waited on the FIFO");
+                // Root's inner folder names bin and holds "deep"; nobody's tree does neither.
+                QVERIFY2(!text->contains("deep") && !text->contains("user:bin:"), text->constData());
+                written += !result->error;
+            }
+            QVERIFY(inner.swaps() > 0 && device.swaps() > 0 && fifo.swaps() > 0);
+        }
+        qInfo("%d backups went through", written);
+        QVERIFY(written > 0);
+        char events[4096];
+        QCOMPARE(::read(watch, events, sizeof events), ssize_t(-1));
+        QCOMPARE(errno, EAGAIN);
+    }
 };
 
 QTEST_GUILESS_MAIN(tst_MGAclServiceRaces)
