@@ -3,11 +3,24 @@
 #include "MGItemPaths.h"
 
 #include "MGPosixLists.h"
+#include "NTLocalizedString.h"
 
 #include <QFile>
 #include <cerrno>
 #include <sys/stat.h>
 #include <sys/statvfs.h>
+
+namespace {
+// In the language of whoever asked (the window's; the service answers in its caller's).
+QString localized(const QString &text)
+{
+    return NTLocalizedString::localize(text, QStringLiteral("ACL"));
+}
+QString localized(const char *text)
+{
+    return localized(QString::fromUtf8(text));
+}
+}
 
 namespace MGChangeBlockers {
 
@@ -18,10 +31,10 @@ MGResultError describe(const struct statx *status, bool readOnlyFileSystem, cons
         // The mount's own place, for the command that lifts the block.
         const QString place = status ? mountPoint(status->stx_mnt_id) : QString();
         return MGError::posixError(
-            EROFS, QStringLiteral("%1 \u201c%2\u201d: the file system it is on is mounted read-only, so nobody can change "
-                                  "it, an administrator neither. To change it, mount that file system read-write "
-                                  "again (mount -o remount,rw %3).")
-                       .arg(failure, shownPath, place.isEmpty() ? QStringLiteral("MOUNT-POINT") : place));
+            EROFS, localized("%1 \u201c%2\u201d: the file system it is on is mounted read-only, so nobody can change "
+                             "it, an administrator neither. To change it, mount that file system read-write "
+                             "again (mount -o remount,rw %3).")
+                       .arg(localized(failure), shownPath, place.isEmpty() ? QStringLiteral("MOUNT-POINT") : place));
     }
     if (scope == Scope::FileSystem || !status)
         return std::nullopt;
@@ -30,15 +43,15 @@ MGResultError describe(const struct statx *status, bool readOnlyFileSystem, cons
     };
     const auto blocked = [&](const QString &mark, const QString &flag) {
         return MGError(QString::fromLatin1(MGError::ServiceDomain), MGError::UnchangeableItem,
-                       QStringLiteral("%1 \u201c%2\u201d: it is marked %3, and while it is, nobody can change its owner, "
-                                      "permissions or ACL, an administrator neither. An administrator can lift the mark "
-                                      "with \u201cchattr -%4 %2\u201d.")
-                           .arg(failure, shownPath, mark, flag));
+                       localized("%1 \u201c%2\u201d: it is marked %3, and while it is, nobody can change its owner, "
+                                 "permissions or ACL, an administrator neither. An administrator can lift the mark "
+                                 "with \u201cchattr -%4 %2\u201d.")
+                           .arg(localized(failure), shownPath, mark, flag));
     };
     if (marked(STATX_ATTR_IMMUTABLE))
-        return blocked(QStringLiteral("immutable"), QStringLiteral("i"));
+        return blocked(localized("immutable"), QStringLiteral("i"));
     if (marked(STATX_ATTR_APPEND))
-        return blocked(QStringLiteral("append-only"), QStringLiteral("a"));
+        return blocked(localized("append-only"), QStringLiteral("a"));
     return std::nullopt;
 }
 
@@ -46,9 +59,8 @@ MGResultError kindBlocker(mode_t mode, const QString &failure, const QString &sh
 {
     if (S_ISDIR(mode) || S_ISREG(mode))
         return std::nullopt;
-    return MGError::posixError(EINVAL, QStringLiteral("%1 \u201c%2\u201d: it is %3, and only folders and regular "
-                                                      "files are changed")
-                                           .arg(failure, shownPath, MGPosixLists::kindOf(mode)));
+    return MGError::posixError(EINVAL, localized("%1 \u201c%2\u201d: it is %3, and only folders and regular files are changed")
+                                           .arg(localized(failure), shownPath, MGPosixLists::kindOf(mode)));
 }
 
 MGResultError checkPath(const QByteArray &path, const QString &failure, const QString &shownPath)

@@ -264,21 +264,21 @@ QString MGPosixLists::kindOf(mode_t mode)
 {
     switch (mode & S_IFMT) {
     case S_IFDIR:
-        return QStringLiteral("a folder");
+        return NTLocalizedString::localize(QStringLiteral("a folder"), QStringLiteral("ACL"));
     case S_IFREG:
-        return QStringLiteral("a regular file");
+        return NTLocalizedString::localize(QStringLiteral("a regular file"), QStringLiteral("ACL"));
     case S_IFLNK:
-        return QStringLiteral("a symbolic link");
+        return NTLocalizedString::localize(QStringLiteral("a symbolic link"), QStringLiteral("ACL"));
     case S_IFIFO:
-        return QStringLiteral("a FIFO");
+        return NTLocalizedString::localize(QStringLiteral("a FIFO"), QStringLiteral("ACL"));
     case S_IFSOCK:
-        return QStringLiteral("a socket");
+        return NTLocalizedString::localize(QStringLiteral("a socket"), QStringLiteral("ACL"));
     case S_IFCHR:
-        return QStringLiteral("a character device");
+        return NTLocalizedString::localize(QStringLiteral("a character device"), QStringLiteral("ACL"));
     case S_IFBLK:
-        return QStringLiteral("a block device");
+        return NTLocalizedString::localize(QStringLiteral("a block device"), QStringLiteral("ACL"));
     default:
-        return QStringLiteral("of an unknown kind");
+        return NTLocalizedString::localize(QStringLiteral("of an unknown kind"), QStringLiteral("ACL"));
     }
 }
 

@@ -529,15 +529,15 @@
     </message>
     <message>
         <source>execute</source>
-        <translation>ausführen</translation>
+        <translation>Ausführen</translation>
     </message>
     <message>
         <source>read</source>
-        <translation>lesen</translation>
+        <translation>Lesen</translation>
     </message>
     <message>
         <source>write</source>
-        <translation>schreiben</translation>
+        <translation>Schreiben</translation>
     </message>
     <message>
         <source>now also grants %1</source>
@@ -650,6 +650,102 @@
     <message>
         <source>Puts the edits that were not saved back in the list, over what was read</source>
         <translation>Setzt die nicht gesicherten Änderungen wieder in die Liste, über das Gelesene</translation>
+    </message>
+    <message>
+        <source>%1 “%2”: the file system it is on is mounted read-only, so nobody can change it, an administrator neither. To change it, mount that file system read-write again (mount -o remount,rw %3).</source>
+        <translation>%1 „%2“: Das Dateisystem, auf dem es liegt, ist schreibgeschützt eingehängt, daher kann es niemand ändern, auch kein Administrator. Um es zu ändern, hängen Sie dieses Dateisystem wieder schreibbar ein (mount -o remount,rw %3).</translation>
+    </message>
+    <message>
+        <source>%1 “%2”: it is marked %3, and while it is, nobody can change its owner, permissions or ACL, an administrator neither. An administrator can lift the mark with “chattr -%4 %2”.</source>
+        <translation>%1 „%2“: Es ist als %3 markiert, und solange es das ist, kann niemand Eigentümer, Berechtigungen oder ACL ändern, auch kein Administrator. Ein Administrator kann die Markierung mit „chattr -%4 %2“ aufheben.</translation>
+    </message>
+    <message>
+        <source>immutable</source>
+        <translation>unveränderlich</translation>
+    </message>
+    <message>
+        <source>append-only</source>
+        <translation>nur anhängbar</translation>
+    </message>
+    <message>
+        <source>%1 “%2”: it is %3, and only folders and regular files are changed</source>
+        <translation>%1 „%2“: Es ist %3, und nur Ordner und reguläre Dateien werden geändert</translation>
+    </message>
+    <message>
+        <source>Cannot change the permissions of</source>
+        <translation>Die Berechtigungen können nicht geändert werden von</translation>
+    </message>
+    <message>
+        <source>a folder</source>
+        <translation>ein Ordner</translation>
+    </message>
+    <message>
+        <source>a regular file</source>
+        <translation>eine reguläre Datei</translation>
+    </message>
+    <message>
+        <source>a symbolic link</source>
+        <translation>ein symbolischer Link</translation>
+    </message>
+    <message>
+        <source>a FIFO</source>
+        <translation>eine FIFO</translation>
+    </message>
+    <message>
+        <source>a socket</source>
+        <translation>ein Socket</translation>
+    </message>
+    <message>
+        <source>a character device</source>
+        <translation>ein zeichenorientiertes Gerät</translation>
+    </message>
+    <message>
+        <source>a block device</source>
+        <translation>ein blockorientiertes Gerät</translation>
+    </message>
+    <message>
+        <source>of an unknown kind</source>
+        <translation>unbekannter Art</translation>
+    </message>
+    <message>
+        <source>granted</source>
+        <translation>gewährt</translation>
+    </message>
+    <message>
+        <source>denied</source>
+        <translation>verweigert</translation>
+    </message>
+    <message>
+        <source>partly</source>
+        <translation>teilweise</translation>
+    </message>
+    <message>
+        <source>Permission</source>
+        <translation>Berechtigung</translation>
+    </message>
+    <message>
+        <source>Access</source>
+        <translation>Zugriff</translation>
+    </message>
+    <message>
+        <source>Decided by</source>
+        <translation>Entschieden durch</translation>
+    </message>
+    <message>
+        <source>Users and groups</source>
+        <translation>Benutzer und Gruppen</translation>
+    </message>
+    <message>
+        <source>for %1</source>
+        <translation>für %1</translation>
+    </message>
+    <message>
+        <source>“%1” is not offered: it already has an entry that applies here.</source>
+        <translation>„%1“ wird nicht angeboten: Es hat schon einen Eintrag, der hier gilt.</translation>
+    </message>
+    <message>
+        <source>%1 users or groups that match are not offered: they already have an entry that applies here.</source>
+        <translation>%1 passende Benutzer oder Gruppen werden nicht angeboten: Sie haben schon einen Eintrag, der hier gilt.</translation>
     </message>
 </context>
 <context>

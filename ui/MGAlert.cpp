@@ -46,8 +46,17 @@ QMessageBox *MGAlert::beginSheetModalForWindow(QWidget *window, std::function<vo
         button->setObjectName(QStringLiteral("MGAlertButton%1").arg(FirstButtonReturn + i));
         buttons << button;
     }
-    if (!buttons.isEmpty())
-        box->setDefaultButton(static_cast<QPushButton *>(buttons.first()));
+    // Return answers the first button; for what cannot be undone (a critical alert) it
+    // answers Cancel, so that only a deliberate choice does it.
+    QAbstractButton *defaultButton = buttons.isEmpty() ? nullptr : buttons.first();
+    if (m_style == Critical) {
+        for (qsizetype i = 0; i < m_buttons.size(); ++i) {
+            if (isCancel(m_buttons[i]))
+                defaultButton = buttons[i];
+        }
+    }
+    if (defaultButton)
+        box->setDefaultButton(static_cast<QPushButton *>(defaultButton));
     QObject::connect(box, &QMessageBox::finished, box, [box, buttons, handler](int) {
         const qsizetype index = buttons.indexOf(box->clickedButton());
         // Closed without a button (only possible when Escape has a button to answer).

@@ -1,5 +1,7 @@
 #include "MGTabViewController.h"
 
+#include "MGAccessibleRoles.h"
+
 #include <QAction>
 #include <QTabBar>
 
@@ -42,17 +44,25 @@ void MGTabViewController::addChildViewController(MGViewController *child)
 {
     child->setParent(this);
     m_children << child;
+    // A page is a named pane: a screen reader entering it, by Ctrl+Tab as by a click, says
+    // the tab's name before the control that takes the focus.
+    const auto page = [child] {
+        QWidget *view = child->view();
+        MGAccessibleRoles::setRole(view, QAccessible::Pane);
+        view->setAccessibleName(child->title());
+        return view;
+    };
     // Only the first tab's view is needed at once; the others are made when first shown.
-    tabView()->addTab(m_children.size() == 1 ? child->view() : new QWidget, child->title());
+    tabView()->addTab(m_children.size() == 1 ? page() : new QWidget, child->title());
     if (m_children.size() > 1) {
         const int index = int(m_children.size()) - 1;
-        connect(tabView(), &QTabWidget::currentChanged, child, [this, child, index](int current) {
+        connect(tabView(), &QTabWidget::currentChanged, child, [this, child, index, page](int current) {
             if (current != index || tabView()->widget(index) == child->view())
                 return;
             QWidget *placeholder = tabView()->widget(index);
             const QSignalBlocker blocker(tabView());
             tabView()->removeTab(index);
-            tabView()->insertTab(index, child->view(), child->title());
+            tabView()->insertTab(index, page(), child->title());
             tabView()->setCurrentIndex(index);
             placeholder->deleteLater();
             child->view()->show();

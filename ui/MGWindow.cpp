@@ -1,5 +1,7 @@
 #include "MGWindow.h"
 
+#include "MGAccessibleRoles.h"
+
 #include "MGItemPaths.h"
 #include "MGViewController.h"
 
@@ -12,6 +14,7 @@
 
 MGWindow::MGWindow(MGViewController *controller) : QWidget(nullptr, Qt::Window), m_content(controller)
 {
+    MGAccessibleRoles::setRole(this, QAccessible::Window);
     auto *layout = new QVBoxLayout(this);
     layout->setContentsMargins(0, 0, 0, 0);
     layout->addWidget(controller->view());

@@ -1,6 +1,7 @@
 #include "MGAclAccessTreeModel.h"
 
 #include "MGValueTransformer.h"
+#include "NTLocalizedString.h"
 
 #include <QFont>
 
@@ -72,6 +73,15 @@ QVariant MGAclAccessTreeModel::data(const QModelIndex &index, int role) const
     // What decides the row: the entry, and whether the mask limits it.
     if (index.column() == DetailColumn && (role == Qt::DisplayRole || role == Qt::AccessibleTextRole))
         return node->detail();
+    // A permission (a row without rows below it) says its access in words and as a check
+    // state; a section says nothing of its own.
+    const bool permission = node->childNodes().isEmpty();
+    if (permission && index.column() == TitleColumn && role == Qt::AccessibleTextRole)
+        return QStringLiteral("%1: %2").arg(node->title(), accessWord(node->state()));
+    if (permission && index.column() == AccessColumn && role == Qt::AccessibleTextRole)
+        return accessWord(node->state());
+    if (permission && index.column() == AccessColumn && role == Qt::CheckStateRole)
+        return node->state() == 1 ? Qt::Checked : node->state() == 0 ? Qt::Unchecked : Qt::PartiallyChecked;
     if (index.column() == AccessColumn && role == Qt::DecorationRole) {
         const auto transformer = MGValueTransformer::valueTransformerForName(QStringLiteral("MGAclAccessValueTransformer"));
         return transformer ? transformer->transformedValue(node->state()) : QVariant();
@@ -85,6 +95,22 @@ Qt::ItemFlags MGAclAccessTreeModel::flags(const QModelIndex &index) const
     if (!node)
         return Qt::NoItemFlags;
     return node->state() == -1 ? Qt::ItemIsEnabled : Qt::ItemIsEnabled | Qt::ItemIsSelectable;
+}
+
+QVariant MGAclAccessTreeModel::headerData(int section, Qt::Orientation orientation, int role) const
+{
+    if (orientation != Qt::Horizontal || role != Qt::DisplayRole)
+        return {};
+    static const char *const titles[] = {"Permission", "Access", "Decided by"};
+    return section >= 0 && section < ColumnCount
+        ? NTLocalizedString::localize(QString::fromLatin1(titles[section]), QStringLiteral("ACL"))
+        : QVariant();
+}
+
+QString MGAclAccessTreeModel::accessWord(int state)
+{
+    const char *word = state == 1 ? "granted" : state == 0 ? "denied" : "partly";
+    return NTLocalizedString::localize(QString::fromLatin1(word), QStringLiteral("ACL"));
 }
 
 int MGAclAccessTreeModel::rowForIndex(const QModelIndex &target) const

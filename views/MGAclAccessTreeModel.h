@@ -7,6 +7,11 @@
 // The effective-access tree as an always-expanded outline: a title column and a column
 // with the access mark (check, cross, or nothing for rows without a value). Rows without a
 // value cannot be selected.
+//
+// What the mark shows is also said: a permission's access cell and title read "granted",
+// "denied" or "partly" (for a screen reader, which cannot see the mark), and the cell's check
+// state is checked, unchecked or partly checked. The columns have names, though the header
+// is not shown.
 class MGAclAccessTreeModel : public QAbstractItemModel
 {
     Q_OBJECT
@@ -27,6 +32,9 @@ public:
     int columnCount(const QModelIndex &parent = QModelIndex()) const override;
     QVariant data(const QModelIndex &index, int role = Qt::DisplayRole) const override;
     Qt::ItemFlags flags(const QModelIndex &index) const override;
+    QVariant headerData(int section, Qt::Orientation orientation, int role = Qt::DisplayRole) const override;
+    // "granted", "denied" or "partly" for a permission row's state (1, 0 or -1).
+    static QString accessWord(int state);
 
 private:
     const QList<MGTreeNode::Pointer> &childrenOf(const MGTreeNode *node) const;

@@ -1,6 +1,7 @@
 #include "MGAclAccessViewController.h"
 
 #include "CBIdentity.h"
+#include "MGAclAccessMarkDelegate.h"
 #include "MGAclAccessTreeModel.h"
 #include "MGIdentityPopUpButton.h"
 #include "MGAclDocument.h"
@@ -53,6 +54,7 @@ void MGAclAccessViewController::viewDidLoad()
 {
     NTLocalizedView::localizeView(view(), QStringLiteral("ACL"));
     m_outlineView->setModel(m_model);
+    m_outlineView->setItemDelegate(new MGAclAccessMarkDelegate(m_outlineView));
     m_outlineView->header()->setStretchLastSection(false);
     m_outlineView->header()->setSectionResizeMode(MGAclAccessTreeModel::TitleColumn, QHeaderView::Stretch);
     m_outlineView->header()->setSectionResizeMode(MGAclAccessTreeModel::AccessColumn, QHeaderView::ResizeToContents);

@@ -98,9 +98,18 @@ QString MGAclEntriesTableModel::appliesToText(MGAclEntry::AppliesTo appliesTo)
 
 QVariant MGAclEntriesTableModel::data(const QModelIndex &index, int role) const
 {
+    const MGAclEntry *entry = index.isValid() ? m_session->entryAt(index.row()) : nullptr;
+    // A section's title is read out as its row (it is painted across the row, and the
+    // keyboard passes over it); each entry's cells say which section they are in, so that
+    // the two masks can be told apart by ear.
+    if (role == Qt::AccessibleTextRole && !entry && index.isValid())
+        return index.column() == 0 ? QIdentityProxyModel::data(index, MGAclEditSession::TitleRole) : QVariant();
+    if (role == Qt::AccessibleDescriptionRole && entry) {
+        const int titleRow = index.row() <= m_session->aclEntries().size() ? 0 : int(m_session->aclEntries().size()) + 1;
+        return QIdentityProxyModel::data(this->index(titleRow, 0), MGAclEditSession::TitleRole);
+    }
     if (role != Qt::DisplayRole && role != Qt::ToolTipRole && role != Qt::AccessibleTextRole)
         return QIdentityProxyModel::data(index, role);
-    const MGAclEntry *entry = index.isValid() ? m_session->entryAt(index.row()) : nullptr;
     if (!entry)
         return {};
     switch (index.column()) {

@@ -1,5 +1,6 @@
 #include "MGAclEntriesTableView.h"
 
+#include "MGAccessibleItems.h"
 #include "MGAclEntryDelegate.h"
 
 #include <QCoreApplication>
@@ -90,19 +91,45 @@ bool MGAclEntriesTableView::carriesRegisteredType(const QMimeData *data) const
 QModelIndex MGAclEntriesTableView::moveCursor(CursorAction cursorAction, Qt::KeyboardModifiers modifiers)
 {
     const QModelIndex start = currentIndex();
-    QModelIndex index = QTableView::moveCursor(cursorAction, modifiers);
-    if (!model())
-        return index;
-    const bool up = cursorAction == MoveUp || cursorAction == MovePageUp || cursorAction == MoveHome
-        || cursorAction == MovePrevious;
-    const int column = index.isValid() ? index.column() : 0;
-    for (int row = index.row(); index.isValid() && !(model()->flags(index) & Qt::ItemIsSelectable);) {
-        row += up ? -1 : 1;
-        if (row < 0 || row >= model()->rowCount())
-            return start.isValid() ? start : QModelIndex();
-        index = model()->index(row, column);
+    const QModelIndex landed = QTableView::moveCursor(cursorAction, modifiers);
+    if (!model() || !landed.isValid() || (model()->flags(landed) & Qt::ItemIsSelectable))
+        return landed;
+    // A title row was reached: the nearest entry the way the key goes, or else the other
+    // way (Ctrl+Home lands on the first title, whose entry is below it; Page Up near the
+    // top lands above the first entry).
+    const bool up = cursorAction == MoveUp || cursorAction == MovePageUp || cursorAction == MovePrevious
+        || cursorAction == MoveEnd;
+    for (const int step : {up ? -1 : 1, up ? 1 : -1}) {
+        for (int row = landed.row() + step; row >= 0 && row < model()->rowCount(); row += step) {
+            const QModelIndex index = model()->index(row, landed.column());
+            if (model()->flags(index) & Qt::ItemIsSelectable)
+                return index;
+        }
     }
-    return index;
+    return start;
+}
+
+void MGAclEntriesTableView::closeEditor(QWidget *editor, QAbstractItemDelegate::EndEditHint hint)
+{
+    const bool next = hint == QAbstractItemDelegate::EditNextItem, previous = hint == QAbstractItemDelegate::EditPreviousItem;
+    QTableView::closeEditor(editor, next || previous ? QAbstractItemDelegate::NoHint : hint);
+    if (next || previous)
+        QWidget::focusNextPrevChild(next);
+}
+
+void MGAclEntriesTableView::focusInEvent(QFocusEvent *event)
+{
+    QTableView::focusInEvent(event);
+    MGAccessibleItems::sayFocus(this, currentIndex());
+}
+
+void MGAclEntriesTableView::currentChanged(const QModelIndex &current, const QModelIndex &previous)
+{
+    QTableView::currentChanged(current, previous);
+    // The row just moved to stays in view, whatever moved it (a key, a save that sorted the
+    // list again, an entry added or restored).
+    if (current.isValid())
+        scrollTo(current);
 }
 
 bool MGAclEntriesTableView::edit(const QModelIndex &index, EditTrigger trigger, QEvent *event)

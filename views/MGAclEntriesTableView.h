@@ -42,14 +42,24 @@ public:
     static quint64 flagWord(Qt::KeyboardModifiers modifiers);
     // The gap a drop would fill now (a drop above that row), or -1.
     int dropRow() const { return m_dropRow; }
+    // How wide a column's content is, measured on the rows in view and some more.
+    int contentWidth(int column) const { return sizeHintForColumn(column); }
     // What the empty table says (while the list is being read).
     void setPlaceholderText(const QString &text);
     // Where a drop at a point in the viewport would go before validation.
     void proposedDrop(const QPoint &point, int &row, DropOperation &operation) const;
 
 protected:
-    // The arrow keys pass over rows that cannot be selected (section titles).
+    // The arrow keys, Page Up and Down, Ctrl+Home and Ctrl+End pass over rows that cannot be
+    // selected (section titles): Ctrl+Home reaches the first entry, Page Up stops at it.
     QModelIndex moveCursor(CursorAction cursorAction, Qt::KeyboardModifiers modifiers) override;
+    // Tab and Shift+Tab from a cell's editor leave the table, as they do from a cell: they
+    // do not open the next cell's editor.
+    void closeEditor(QWidget *editor, QAbstractItemDelegate::EndEditHint hint) override;
+    // Taking the focus back (from a closed editor or another control), the table says which
+    // cell has it, so that a screen reader reads the row, not the whole table.
+    void focusInEvent(QFocusEvent *event) override;
+    void currentChanged(const QModelIndex &current, const QModelIndex &previous) override;
     // Moving between cells does not start editing; a click, Enter or typing does, and a
     // click or Enter opens the editor's pop-up at once.
     bool edit(const QModelIndex &index, EditTrigger trigger, QEvent *event) override;

@@ -125,11 +125,16 @@ void MGAclEntriesViewController::viewDidLoad()
     m_columnFit = new QTimer(m_tableView);
     m_columnFit->setSingleShot(true);
     m_columnFit->setInterval(0);
-    connect(m_columnFit, &QTimer::timeout, header, [header] { QMetaObject::invokeMethod(header, "resizeSections"); });
+    connect(m_columnFit, &QTimer::timeout, header, [this, header] {
+        QMetaObject::invokeMethod(header, "resizeSections");
+        fitPermissionsColumn();
+    });
     // Only when rows come: an edit that changes cells or their order (every tick of a
     // permission) is fitted by the header itself, and measuring again there would cost each
     // tick milliseconds on thousands of entries.
     connect(m_model, &QAbstractItemModel::rowsInserted, m_columnFit, qOverload<>(&QTimer::start));
+    // A row that made a column wide may go: the column narrows again.
+    connect(m_model, &QAbstractItemModel::rowsRemoved, m_columnFit, qOverload<>(&QTimer::start));
     connect(m_model, &QAbstractItemModel::modelReset, m_columnFit, qOverload<>(&QTimer::start));
     m_tableView->verticalHeader()->setSectionResizeMode(QHeaderView::Fixed);
     m_tableView->verticalHeader()->setDefaultSectionSize(m_tableView->verticalHeader()->defaultSectionSize() + 6);
@@ -202,7 +207,8 @@ void MGAclEntriesViewController::viewDidAppear()
 bool MGAclEntriesViewController::eventFilter(QObject *watched, QEvent *event)
 {
     if (watched == m_tableView
-        && (event->type() == QEvent::Show || event->type() == QEvent::FontChange || event->type() == QEvent::StyleChange))
+        && (event->type() == QEvent::Show || event->type() == QEvent::FontChange || event->type() == QEvent::StyleChange
+            || event->type() == QEvent::Resize))
         m_columnFit->start();
     if (watched == m_tableView && event->type() == QEvent::KeyPress) {
         auto *key = static_cast<QKeyEvent *>(event);
@@ -222,6 +228,27 @@ bool MGAclEntriesViewController::eventFilter(QObject *watched, QEvent *event)
         }
     }
     return MGViewController::eventFilter(watched, event);
+}
+
+void MGAclEntriesViewController::fitPermissionsColumn()
+{
+    // The permissions take the room the other columns leave, but never less than their
+    // text needs (a long name, a German "applies to"): then the table scrolls sideways.
+    QHeaderView *header = m_tableView->horizontalHeader();
+    const int column = MGAclEntriesTableModel::PermissionGroupColumn;
+    const int needed = qMax(m_tableView->contentWidth(column), header->sectionSizeHint(column));
+    int others = 0;
+    for (int c = 0; c < header->count(); ++c) {
+        if (c != column && !header->isSectionHidden(c))
+            others += header->sectionSize(c);
+    }
+    const bool fits = m_tableView->viewport()->width() - others >= needed;
+    if (fits && header->sectionResizeMode(column) != QHeaderView::Stretch) {
+        header->setSectionResizeMode(column, QHeaderView::Stretch);
+    } else if (!fits) {
+        header->setSectionResizeMode(column, QHeaderView::Interactive);
+        header->resizeSection(column, needed);
+    }
 }
 
 void MGAclEntriesViewController::showTitleRows()
@@ -318,8 +345,31 @@ void MGAclEntriesViewController::entriesChanged()
             else
                 m_tableView->clearSelection();
         }
+        keepSelectedEntryInView();
     }
     tableViewSelectionDidChange();
+}
+
+void MGAclEntriesViewController::keepSelectedEntryInView()
+{
+    // A save reads the list back, sorted as the item keeps it: the selected entry may now be
+    // another object on another row. It stays selected, and in view, as the same user or
+    // group in the same place.
+    const MGAclEntry::Pointer was = m_selectedEntry;
+    if (!was || selectedRow() >= 0)
+        return;
+    const MGAclList &list = m_model->list();
+    for (qsizetype row = 0; row < list.size(); ++row) {
+        const MGAclEntry *entry = MGAclLists::entryOf(list.at(row));
+        if (entry && entry->identity() == was->identity() && entry->kind() == was->kind() && entry->isAcl() == was->isAcl()
+            && entry->appliesTo() == was->appliesTo()) {
+            const QModelIndex index = m_model->index(int(row), qMax(0, m_tableView->currentIndex().column()));
+            m_tableView->setCurrentIndex(index);
+            selectRow(int(row));
+            m_tableView->scrollTo(index);
+            return;
+        }
+    }
 }
 
 void MGAclEntriesViewController::showNotice()

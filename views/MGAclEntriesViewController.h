@@ -107,6 +107,8 @@ private:
     QPointer<QAction> m_propagateItem; // folders only, added when the tab first appears
     QPointer<QMenu> m_rowMenu;
     MGAclEntry::Pointer m_selectedEntry;
+    void keepSelectedEntryInView();
+    void fitPermissionsColumn();
     // The entry "+" has just added while its chooser is open: Escape there takes the add back.
     std::weak_ptr<MGAclEntry> m_choosingForAdded;
     // What was selected when "+" was pressed, selected again when the add is taken back.

@@ -12,6 +12,7 @@
 #include <QApplication>
 #include <QComboBox>
 #include <QKeyEvent>
+#include <QLabel>
 #include <QPainter>
 #include <QStandardItemModel>
 #include <QTimer>
@@ -40,6 +41,7 @@ public:
     explicit ChoicePopUp(QWidget *parent) : QComboBox(parent)
     {
         connect(this, &QComboBox::activated, this, [this] { m_chosen = true; });
+        view()->installEventFilter(this);
     }
     bool wasChosen() const { return m_chosen; }
     void showPopup() override
@@ -60,6 +62,24 @@ public:
 
 signals:
     void dismissed();
+    // Tab or Shift+Tab in the open list: nothing is chosen, and the keys go on from the
+    // table as they would from the cell.
+    void tabbedAway(bool forward);
+
+protected:
+    bool eventFilter(QObject *watched, QEvent *event) override
+    {
+        if (watched == view() && event->type() == QEvent::KeyPress) {
+            const int key = static_cast<QKeyEvent *>(event)->key();
+            if (key == Qt::Key_Tab || key == Qt::Key_Backtab) {
+                m_chosen = true; // not a dismissal: the edit ends as a move
+                hidePopup();
+                emit tabbedAway(key == Qt::Key_Tab);
+                return true;
+            }
+        }
+        return QComboBox::eventFilter(watched, event);
+    }
 
 private:
     bool m_chosen = false;
@@ -184,6 +204,7 @@ QWidget *MGAclEntryDelegate::createEditor(QWidget *parent, const QStyleOptionVie
     }
     case MGAclEntriesTableModel::IdentityColumn: {
         auto *chooser = new MGIdentityPopUpButton(parent);
+        nameEditor(chooser, index, *entry);
         chooser->setFrame(false);
         chooser->setIdentityModel(m_identities ? m_identities.data() : MGIdentityListModel::sharedModel(),
                                   entry->identity());
@@ -201,18 +222,43 @@ QWidget *MGAclEntryDelegate::createEditor(QWidget *parent, const QStyleOptionVie
                 emit self->closeEditor(chooser, escaped ? QAbstractItemDelegate::RevertModelCache
                                                         : QAbstractItemDelegate::NoHint);
         });
+        connect(chooser, &MGIdentityPopUpButton::tabbedAway, self, [self, chooser](bool forward) {
+            if (chooser->isVisible())
+                emit self->closeEditor(chooser, forward ? QAbstractItemDelegate::EditNextItem
+                                                        : QAbstractItemDelegate::EditPreviousItem);
+        });
         return chooser;
     }
     default:
         return nullptr;
     }
     auto *box = static_cast<ChoicePopUp *>(editor);
+    nameEditor(box, index, *entry);
     connect(box, &QComboBox::activated, self, [self, box] { self->commitAndClose(box); });
     connect(box, &ChoicePopUp::dismissed, self, [self, box] {
         if (box->isVisible())
             emit self->closeEditor(box, QAbstractItemDelegate::RevertModelCache);
     });
+    connect(box, &ChoicePopUp::tabbedAway, self, [self, box](bool forward) {
+        emit self->closeEditor(box, forward ? QAbstractItemDelegate::EditNextItem : QAbstractItemDelegate::EditPreviousItem);
+    });
     return box;
+}
+
+void MGAclEntryDelegate::nameEditor(QWidget *editor, const QModelIndex &index, const MGAclEntry &entry)
+{
+    // Named by its column, for whom: a screen reader says "Permissions, for daemon", not
+    // only the value it holds. On Linux a combo box's name is its value, and its label is
+    // the widget whose buddy it is: a label that is never shown, gone with the editor.
+    const QString title = index.model()->headerData(index.column(), Qt::Horizontal).toString();
+    editor->setAccessibleName(title);
+    editor->setAccessibleDescription(
+        NTLocalizedString::localize(QStringLiteral("for %1"), ACL).arg(entry.identityText()));
+    auto *label = new QLabel(title, editor->parentWidget());
+    label->setObjectName(QStringLiteral("cellEditorLabel"));
+    label->setBuddy(editor);
+    label->hide();
+    QObject::connect(editor, &QObject::destroyed, label, &QObject::deleteLater);
 }
 
 void MGAclEntryDelegate::commitAndClose(QWidget *editor)

@@ -3,6 +3,8 @@
 #include <QPointer>
 #include <QStyledItemDelegate>
 
+class MGAclEntry;
+
 class QAbstractItemModel;
 
 // Paints the cells of the entries table and makes the one editor a cell has while it is
@@ -30,6 +32,7 @@ public:
 
 private:
     void commitAndClose(QWidget *editor);
+    static void nameEditor(QWidget *editor, const QModelIndex &index, const MGAclEntry &entry);
 
     QPointer<QAbstractItemModel> m_identities;
 };

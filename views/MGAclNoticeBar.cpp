@@ -1,5 +1,6 @@
 #include "MGAclNoticeBar.h"
 
+#include "MGAccessibleRoles.h"
 #include "NTLocalizedString.h"
 
 #include <QHBoxLayout>
@@ -14,6 +15,7 @@ const QString ACL = QStringLiteral("ACL");
 MGAclNoticeBar::MGAclNoticeBar(QWidget *parent) : QFrame(parent)
 {
     setObjectName(QStringLiteral("noticeBar"));
+    MGAccessibleRoles::setRole(this, QAccessible::AlertMessage);
     setFrameShape(QFrame::StyledPanel);
     setAutoFillBackground(true);
     auto *layout = new QHBoxLayout(this);
@@ -48,7 +50,6 @@ void MGAclNoticeBar::showNotice(const MGAclEditSession::Notice &notice)
 {
     using Notice = MGAclEditSession::Notice;
     m_label->setText(notice.text);
-    setAccessibleName(notice.text);
     const bool warning = notice.kind != Notice::AsksAuthorisation && notice.kind != Notice::InheritedNotKept;
     const int size = style()->pixelMetric(QStyle::PM_SmallIconSize);
     m_icon->setPixmap(style()->standardIcon(warning ? QStyle::SP_MessageBoxWarning : QStyle::SP_MessageBoxInformation)
@@ -56,10 +57,14 @@ void MGAclNoticeBar::showNotice(const MGAclEditSession::Notice &notice)
     // Reading the item again is the answer to a change on disk, and to an item gone or
     // replaced (it finds the item if it is back).
     const bool gone = notice.kind == Notice::Gone || notice.kind == Notice::Replaced;
-    m_reload->setText(NTLocalizedString::localize(gone ? QStringLiteral("Read again") : QStringLiteral("Reload"), ACL));
-    m_reload->setAccessibleName(m_reload->text());
+    const QString reload = NTLocalizedString::localize(gone ? QStringLiteral("Read again") : QStringLiteral("Reload"), ACL);
+    if (m_reload->text() != reload) {
+        m_reload->setText(reload);
+        m_reload->setAccessibleName(reload);
+    }
     m_reload->setVisible(notice.kind == Notice::ChangedOnDisk || gone);
     m_keep->setVisible(notice.kind == Notice::ChangedOnDisk);
     m_restore->setVisible(notice.kind == Notice::EditsDiscarded);
     setVisible(!notice.text.isEmpty());
+    MGAccessibleRoles::announce(this, notice.text);
 }

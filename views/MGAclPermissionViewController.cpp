@@ -1,5 +1,6 @@
 #include "MGAclPermissionViewController.h"
 
+#include "MGAccessibleItems.h"
 #include "MGAclEntriesTableModel.h"
 #include "MGIdentityListModel.h"
 #include "MGIdentityPopUpButton.h"
@@ -155,6 +156,16 @@ void MGAclPermissionViewController::rowChanged(QStandardItem *item)
     const quint32 permissions = item->checkState() == Qt::Checked ? entry->permissions() | mask : entry->permissions() & ~mask;
     edit(MGAclEditSession::PermissionGroupColumn, permissions, MGAclEditSession::PermissionsRole);
     refresh();
+    // The box ticked by a key or a click: the view tells only that its data changed.
+    sayTicked(item);
+}
+
+void MGAclPermissionViewController::sayTicked(QStandardItem *item)
+{
+    QAccessible::State changed;
+    changed.checked = true;
+    changed.checkStateMixed = true;
+    MGAccessibleItems::sayStateChanged(m_outlineView, item->index(), changed);
 }
 
 void MGAclPermissionViewController::refresh()
@@ -170,8 +181,13 @@ void MGAclPermissionViewController::refresh()
         const Qt::CheckState check = state == 1 ? Qt::Checked : state == 0 ? Qt::Unchecked : Qt::PartiallyChecked;
         // A new row holds no state yet, though it reads as unchecked: without one it shows no
         // box to tick.
-        if (!item->data(Qt::CheckStateRole).isValid() || item->checkState() != check)
+        const bool had = item->data(Qt::CheckStateRole).isValid();
+        if (!had || item->checkState() != check) {
             item->setCheckState(check);
+            // A box an edit elsewhere changed (a section that follows its permissions).
+            if (had)
+                sayTicked(item);
+        }
         const Qt::ItemFlags flags = changeable ? Qt::ItemIsEnabled | Qt::ItemIsUserCheckable : Qt::NoItemFlags;
         if (item->flags() != flags)
             item->setFlags(flags);

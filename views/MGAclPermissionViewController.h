@@ -58,6 +58,7 @@ private:
     void refresh();
     void showIdentity();
     void rowChanged(QStandardItem *item);
+    void sayTicked(QStandardItem *item);
     // Sets a value of the entry through its session; false when the session refuses it.
     bool edit(int column, const QVariant &value, int role = Qt::EditRole);
 

@@ -1,12 +1,12 @@
 #include "MGAclPropagationView.h"
 
+#include "MGAccessibleRoles.h"
 #include "MGItemPaths.h"
 #include "NTLocalizedString.h"
 
 #include <QFile>
 #include <QHBoxLayout>
 #include <QLabel>
-#include <QLocale>
 #include <QProgressBar>
 #include <QPushButton>
 #include <QStyle>
@@ -21,6 +21,10 @@ QString localized(const char *key)
 MGAclPropagationView::MGAclPropagationView(QWidget *parent) : QFrame(parent)
 {
     setObjectName(QStringLiteral("propagationView"));
+    // Read out when it appears, when a stop is asked for and when it says how it ended; the
+    // running count is the label's, read on demand (a count read out ten times a second
+    // would drown everything else).
+    MGAccessibleRoles::setRole(this, QAccessible::AlertMessage);
     setFrameShape(QFrame::StyledPanel);
     auto *layout = new QHBoxLayout(this);
     layout->setContentsMargins(8, 4, 4, 4);
@@ -68,17 +72,18 @@ void MGAclPropagationView::start()
     m_dismiss->hide();
     m_text->setText(localized("Propagating\u2026"));
     show();
+    MGAccessibleRoles::announce(this, m_text->text());
 }
 
 void MGAclPropagationView::showProgress(const MGPropagationProgress &progress)
 {
     if (!m_running)
         return;
-    const QLocale locale(NTLocalizedString::currentLanguage());
     const qint64 elapsed = qMax<qint64>(1, m_clock.elapsed());
     const qint64 rate = progress.items() * 1000 / elapsed;
+    // Numbers grouped as the summary groups them.
     QString text = localized("Propagating\u2026 %1 items, %2 a second")
-                       .arg(locale.toString(progress.items()), locale.toString(rate));
+                       .arg(NTLocalizedString::count(progress.items()), NTLocalizedString::count(rate));
     if (!progress.folder.isEmpty())
         text += QStringLiteral(" \u2014 ") + QFile::decodeName(progress.folder);
     if (m_stop->isEnabled())
@@ -89,6 +94,7 @@ void MGAclPropagationView::showStopping()
 {
     m_stop->setEnabled(false);
     m_text->setText(localized("Stopping at the next folder\u2026"));
+    MGAccessibleRoles::announce(this, m_text->text());
 }
 
 void MGAclPropagationView::showSummary(const MGPropagationProgress &summary, bool failed)
@@ -100,4 +106,5 @@ void MGAclPropagationView::showSummary(const MGPropagationProgress &summary, boo
     const char *how = summary.stopped ? "Stopped: %1" : failed ? "Propagation failed: %1" : "Propagated: %1";
     m_text->setText(localized(how).arg(summary.summaryText()));
     show();
+    MGAccessibleRoles::announce(this, m_text->text());
 }

@@ -9,6 +9,22 @@ void MGIdentityExclusionModel::setExcluded(std::function<bool(const CBIdentity &
     invalidateFilter();
 }
 
+qsizetype MGIdentityExclusionModel::excludedMatching(const std::function<bool(const CBIdentity &)> &match) const
+{
+    qsizetype count = 0;
+    if (!m_excluded || !sourceModel())
+        return 0;
+    for (int row = 0, rows = sourceModel()->rowCount(); row < rows; ++row) {
+        const QVariant value = sourceModel()->index(row, 0).data(MGIdentityListModel::ItemRole);
+        if (!MGIdentityListModel::isIdentity(value))
+            continue;
+        const CBIdentity identity = value.value<CBIdentity>();
+        if (identity != m_kept && m_excluded(identity) && match(identity))
+            ++count;
+    }
+    return count;
+}
+
 bool MGIdentityExclusionModel::filterAcceptsRow(int row, const QModelIndex &parent) const
 {
     if (!m_excluded)

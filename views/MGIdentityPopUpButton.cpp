@@ -11,7 +11,9 @@
 #include <QConcatenateTablesProxyModel>
 #include <QFrame>
 #include <QKeyEvent>
+#include <QLabel>
 #include <QLineEdit>
+#include <QStylePainter>
 #include <QStyle>
 #include <QListView>
 #include <QPainter>
@@ -100,6 +102,7 @@ public:
         m_search->setObjectName(QStringLiteral("identitySearchField"));
         m_search->setPlaceholderText(NTLocalizedString::localize(QStringLiteral("Find a user or group"), QStringLiteral("ACL")));
         m_search->setClearButtonEnabled(true);
+        m_search->setAccessibleName(m_search->placeholderText());
         m_search->installEventFilter(this);
         m_model = new SearchModel(this);
         m_model->setSourceModel(button->model());
@@ -110,11 +113,19 @@ public:
         m_list->setUniformItemSizes(false);
         m_list->setEditTriggers(QAbstractItemView::NoEditTriggers);
         m_list->setSelectionMode(QAbstractItemView::SingleSelection);
+        m_list->setAccessibleName(NTLocalizedString::localize(QStringLiteral("Users and groups"), QStringLiteral("ACL")));
+        // Why someone searched for is not offered: they have an entry that serves here.
+        m_hint = new QLabel(this);
+        m_hint->setObjectName(QStringLiteral("identityExclusionHint"));
+        m_hint->setWordWrap(true);
+        m_hint->hide();
         layout->addWidget(m_search);
         layout->addWidget(m_list);
+        layout->addWidget(m_hint);
         connect(m_search, &QLineEdit::textChanged, this, [this](const QString &text) {
             m_model->setText(text);
             selectFirstIdentity();
+            sayWhoIsLeftOut(text.trimmed());
         });
         connect(m_list, &QListView::clicked, this, [this](const QModelIndex &index) { choose(index); });
         connect(m_list, &QListView::activated, this, [this](const QModelIndex &index) { choose(index); });
@@ -125,6 +136,7 @@ public:
 
     QLineEdit *search() const { return m_search; }
     QListView *list() const { return m_list; }
+    QLabel *hint() const { return m_hint; }
 
 protected:
     bool eventFilter(QObject *watched, QEvent *event) override
@@ -150,6 +162,14 @@ protected:
                 m_escaped = true;
                 close();
                 return true;
+            case Qt::Key_Tab:
+            case Qt::Key_Backtab:
+                // Nothing chosen; the keys go on from where the list was opened.
+                m_chosen = true;
+                close();
+                if (m_button)
+                    emit m_button->tabbedAway(key->key() == Qt::Key_Tab);
+                return true;
             default:
                 break;
             }
@@ -158,6 +178,27 @@ protected:
     }
 
 private:
+    void sayWhoIsLeftOut(const QString &text)
+    {
+        QStringList names;
+        const qsizetype count = text.isEmpty() || !m_button ? 0 : m_button->m_filter->excludedMatching([&](const CBIdentity &who) {
+            const bool match = who.displayName().contains(text, Qt::CaseInsensitive)
+                || who.fullName().contains(text, Qt::CaseInsensitive);
+            if (match && names.size() < 1)
+                names << who.displayName();
+            return match;
+        });
+        const QString ACL = QStringLiteral("ACL");
+        const QString said = count == 0 ? QString()
+            : count == 1 ? NTLocalizedString::localize(QStringLiteral("\u201c%1\u201d is not offered: it already has an entry that applies here."), ACL)
+                               .arg(names.value(0))
+                         : NTLocalizedString::localize(QStringLiteral("%1 users or groups that match are not offered: they already have an entry that applies here."), ACL)
+                               .arg(NTLocalizedString::count(count));
+        m_hint->setText(said);
+        m_hint->setAccessibleName(said);
+        m_hint->setVisible(!said.isEmpty());
+    }
+
     void selectFirstIdentity()
     {
         for (int row = 0; row < m_model->rowCount(); ++row) {
@@ -206,6 +247,7 @@ private:
     QPointer<MGIdentityPopUpButton> m_button;
     QLineEdit *m_search;
     QListView *m_list;
+    QLabel *m_hint;
     SearchModel *m_model;
     bool m_chosen = false;
     bool m_escaped = false;
@@ -297,7 +339,7 @@ void MGIdentityPopUpButton::setIdentity(const CBIdentity &identity)
 void MGIdentityPopUpButton::keyPressEvent(QKeyEvent *event)
 {
     // Typing a name opens the list with what was typed; arrows and the rest are the
-    // button's own.
+    // button's own, and an identity they move to is chosen as a pick from the list is.
     const QString text = event->text();
     if (!text.isEmpty() && text.at(0).isPrint() && !(event->modifiers() & (Qt::ControlModifier | Qt::AltModifier))) {
         showPopup();
@@ -305,7 +347,31 @@ void MGIdentityPopUpButton::keyPressEvent(QKeyEvent *event)
             search->setText(text);
         return;
     }
+    const CBIdentity before = identity();
     QComboBox::keyPressEvent(event);
+    if (identity() != before && identity().isUserOrGroup())
+        emit identityChosen(identity());
+}
+
+void MGIdentityPopUpButton::wheelEvent(QWheelEvent *event)
+{
+    const CBIdentity before = identity();
+    QComboBox::wheelEvent(event);
+    if (identity() != before && identity().isUserOrGroup())
+        emit identityChosen(identity());
+}
+
+void MGIdentityPopUpButton::paintEvent(QPaintEvent *)
+{
+    // Closed, the button names its choice as the table's rows do (the login name); the list
+    // shows the full names to choose by.
+    QStylePainter painter(this);
+    QStyleOptionComboBox option;
+    initStyleOption(&option);
+    if (const CBIdentity who = identity(); who.isUserOrGroup())
+        option.currentText = who.displayName();
+    painter.drawComplexControl(QStyle::CC_ComboBox, option);
+    painter.drawControl(QStyle::CE_ComboBoxLabel, option);
 }
 
 void MGIdentityPopUpButton::showPopup()
@@ -325,8 +391,15 @@ void MGIdentityPopUpButton::showPopup()
         + 6 * style()->pixelMetric(QStyle::PM_FocusFrameHMargin) + 24;
     const int width = qMin(std::max({this->width(), 280, widest + chrome}), screen.width());
     below.setX(qMax(screen.left(), qMin(below.x(), screen.right() + 1 - width)));
-    const int height = qMin(360, screen.bottom() - below.y());
-    m_popUp->setGeometry(QRect(below, QSize(width, qMax(height, 160))));
+    // Below the button where the list fits there, above it where there is more room: never
+    // off the screen.
+    const int wanted = 360;
+    const int roomBelow = screen.bottom() + 1 - below.y();
+    const int roomAbove = mapToGlobal(QPoint(0, 0)).y() - screen.top();
+    const bool above = roomBelow < qMin(wanted, 200) && roomAbove > roomBelow;
+    const int height = qMin(wanted, above ? roomAbove : roomBelow);
+    const QPoint at = above ? QPoint(below.x(), mapToGlobal(QPoint(0, 0)).y() - height) : below;
+    m_popUp->setGeometry(QRect(at, QSize(width, height)));
     m_popUp->show();
     m_popUp->search()->setFocus();
 }
@@ -345,6 +418,11 @@ QLineEdit *MGIdentityPopUpButton::searchField() const
 QListView *MGIdentityPopUpButton::listView() const
 {
     return m_popUp ? m_popUp->list() : nullptr;
+}
+
+QLabel *MGIdentityPopUpButton::exclusionHint() const
+{
+    return m_popUp ? m_popUp->hint() : nullptr;
 }
 
 void MGIdentityPopUpButton::choose(int row)

@@ -7,6 +7,7 @@
 #include <functional>
 
 class QConcatenateTablesProxyModel;
+class QLabel;
 class QLineEdit;
 class QListView;
 class QStandardItemModel;
@@ -56,13 +57,20 @@ signals:
     void identityChosen(const CBIdentity &identity);
     // The open list closed without a choice: by Escape (`escaped`), or a click elsewhere.
     void dismissed(bool escaped);
+    // The open list closed without a choice by Tab (`forward`) or Shift+Tab.
+    void tabbedAway(bool forward);
 
 public:
     // Chooses `identity` as a pick from the list does (the list closes, identityChosen).
     void chooseIdentity(const CBIdentity &identity);
 
+    // Why a search finds less than it would: the open list's note (null when closed).
+    QLabel *exclusionHint() const;
+
 protected:
     void keyPressEvent(QKeyEvent *event) override;
+    void wheelEvent(QWheelEvent *event) override;
+    void paintEvent(QPaintEvent *event) override;
 
 private:
     friend class MGIdentityPopUp;

@@ -1,0 +1,29 @@
+// What a screen reader hears from the window on a real accessibility bus (AT-SPI, on a
+// virtual display): granted and denied permissions read apart on the Effective Permissions
+// tab, the focus on a cell after an editor closes, the changed-on-disk bar announced as an
+// alert, and a permission's box heard when Space ticks it. The script does the work and says
+// what it heard.
+#include "ShellHelpers.h"
+
+#include <QProcess>
+#include <QTest>
+
+class tst_ScreenReader : public QObject
+{
+    Q_OBJECT
+
+private slots:
+    void whatIsShownIsHeard()
+    {
+        REQUIRE_ROOT();
+        QProcess script;
+        script.setProcessChannelMode(QProcess::MergedChannels);
+        script.start(QStringLiteral(MARROWGATE_SOURCE_DIR "/scripts/screen-reader-check"), {QStringLiteral(MARROWGATE_BUILD_DIR)});
+        QVERIFY(script.waitForFinished(300000));
+        const QString out = QString::fromUtf8(script.readAll());
+        QVERIFY2(script.exitStatus() == QProcess::NormalExit && script.exitCode() == 0, qPrintable(out.right(6000)));
+    }
+};
+
+QTEST_GUILESS_MAIN(tst_ScreenReader)
+#include "tst_ScreenReader.moc"

@@ -1,0 +1,54 @@
+#include "MGAccessibleItems.h"
+
+#include <QAbstractItemView>
+#include <QAccessibleTableInterface>
+#include <QTreeView>
+
+namespace MGAccessibleItems {
+
+QAccessibleInterface *cellOf(QAbstractItemView *view, const QModelIndex &index)
+{
+    QAccessibleInterface *table = view && index.isValid() ? QAccessible::queryAccessibleInterface(view) : nullptr;
+    QAccessibleTableInterface *cells = table ? table->tableInterface() : nullptr;
+    if (!cells)
+        return nullptr;
+    int row = index.row();
+    // A tree's cells are numbered by visible row, from the top of the expanded outline.
+    if (auto *tree = qobject_cast<QTreeView *>(view)) {
+        row = 0;
+        QModelIndex at = tree->model()->index(0, 0, tree->rootIndex());
+        while (at.isValid() && at != index.siblingAtColumn(0)) {
+            at = tree->indexBelow(at);
+            ++row;
+        }
+        if (!at.isValid())
+            return nullptr;
+    }
+    return cells->cellAt(row, index.column());
+}
+
+void sayStateChanged(QAbstractItemView *view, const QModelIndex &index, QAccessible::State changed)
+{
+    QAccessibleInterface *table = QAccessible::queryAccessibleInterface(view);
+    QAccessibleInterface *cell = cellOf(view, index);
+    if (!table || !cell)
+        return;
+    // Sent for the view with the cell as its child, as the view's own events are.
+    QAccessibleStateChangeEvent event(view, changed);
+    event.setChild(table->indexOfChild(cell));
+    QAccessible::updateAccessibility(&event);
+}
+
+void sayFocus(QAbstractItemView *view, const QModelIndex &index)
+{
+    if (!view->hasFocus())
+        return;
+    QAccessibleInterface *table = QAccessible::queryAccessibleInterface(view);
+    QAccessibleInterface *cell = cellOf(view, index);
+    if (!table || !cell)
+        return;
+    QAccessibleEvent event(view, QAccessible::Focus);
+    event.setChild(table->indexOfChild(cell));
+    QAccessible::updateAccessibility(&event);
+}
+}
