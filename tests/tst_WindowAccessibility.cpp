@@ -204,6 +204,35 @@ private slots:
         plugin->window()->closeWithoutAsking();
     }
 
+    // A save reads the list back in the item's order: the entry edited stays selected and in
+    // view, wherever it now stands.
+    void theRowSavedStaysInView()
+    {
+        const QString path = tmp.path("many");
+        QVERIFY(shOk(QStringLiteral("mkdir %1 && for i in $(seq 10001 10060); do echo u:$i:r; done | setfacl -M - %1")
+                         .arg(quoted(path))));
+        MGAclPlugin::Pointer plugin = openWindow(path);
+        plugin->window()->resize(600, 300);
+        plugin->window()->show();
+        QVERIFY(QTest::qWaitForWindowExposed(plugin->window()));
+        MGAclEntriesViewController *entries = entriesView(plugin);
+        MGAclEntriesTableView *table = entries->tableView();
+        // The first entry (uid 10001) becomes uid 10099, which the item keeps last.
+        const QModelIndex first = table->model()->index(1, MGAclEntriesTableModel::IdentityColumn);
+        table->setCurrentIndex(first);
+        entries->selectRow(1);
+        QVERIFY(table->model()->setData(first, QVariant::fromValue(CBIdentity::user(10099))));
+        QSignalSpy saved(plugin.get(), &MGAclPlugin::entriesChanged);
+        plugin->saveEntries(plugin.get());
+        QTRY_VERIFY(!plugin->window()->isWindowModified());
+        QTRY_VERIFY2(entries->selectedEntry() && entries->selectedEntry()->identity() == CBIdentity::user(10099),
+                     qPrintable(QStringLiteral("row %1: %2").arg(entries->selectedRow()).arg(entries->selectedEntry() ? entries->selectedEntry()->identityText() : "none")));
+        const int row = entries->selectedRow();
+        QVERIFY(row > 40);
+        QTRY_VERIFY(table->viewport()->rect().intersects(table->visualRect(table->model()->index(row, 0))));
+        plugin->window()->closeWithoutAsking();
+    }
+
     // Space on a permission's check box changes the checked state read out.
     void aTickByKeyIsHeard()
     {

@@ -117,6 +117,12 @@ void MGAclEntriesTableView::closeEditor(QWidget *editor, QAbstractItemDelegate::
         QWidget::focusNextPrevChild(next);
 }
 
+void MGAclEntriesTableView::rowsAboutToBeRemoved(const QModelIndex &parent, int start, int end)
+{
+    emit rowsAboutToGo();
+    QTableView::rowsAboutToBeRemoved(parent, start, end);
+}
+
 void MGAclEntriesTableView::focusInEvent(QFocusEvent *event)
 {
     QTableView::focusInEvent(event);

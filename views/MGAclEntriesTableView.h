@@ -60,6 +60,14 @@ protected:
     // cell has it, so that a screen reader reads the row, not the whole table.
     void focusInEvent(QFocusEvent *event) override;
     void currentChanged(const QModelIndex &current, const QModelIndex &previous) override;
+    // Says rowsAboutToGo before the table moves its current row off the rows that go.
+    void rowsAboutToBeRemoved(const QModelIndex &parent, int start, int end) override;
+
+signals:
+    // Rows are about to go; the selection is still where the user left it.
+    void rowsAboutToGo();
+
+protected:
     // Moving between cells does not start editing; a click, Enter or typing does, and a
     // click or Enter opens the editor's pop-up at once.
     bool edit(const QModelIndex &index, EditTrigger trigger, QEvent *event) override;

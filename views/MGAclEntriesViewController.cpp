@@ -133,6 +133,12 @@ void MGAclEntriesViewController::viewDidLoad()
     // permission) is fitted by the header itself, and measuring again there would cost each
     // tick milliseconds on thousands of entries.
     connect(m_model, &QAbstractItemModel::rowsInserted, m_columnFit, qOverload<>(&QTimer::start));
+    // What was selected before rows go (a list read back replaces them), to select again;
+    // heard before the table moves its current row off the rows going.
+    connect(m_tableView, &MGAclEntriesTableView::rowsAboutToGo, this, [this] {
+        if (!m_selectedBeforeChange)
+            m_selectedBeforeChange = m_selectedEntry;
+    });
     // A row that made a column wide may go: the column narrows again.
     connect(m_model, &QAbstractItemModel::rowsRemoved, m_columnFit, qOverload<>(&QTimer::start));
     connect(m_model, &QAbstractItemModel::modelReset, m_columnFit, qOverload<>(&QTimer::start));
@@ -140,6 +146,7 @@ void MGAclEntriesViewController::viewDidLoad()
     m_tableView->verticalHeader()->setDefaultSectionSize(m_tableView->verticalHeader()->defaultSectionSize() + 6);
     connect(m_tableView->selectionModel(), &QItemSelectionModel::selectionChanged, this,
             &MGAclEntriesViewController::tableViewSelectionDidChange);
+
     // The double action uses the selection, whatever row was clicked.
     connect(m_tableView, &QTableView::doubleClicked, this, [this] { showPermissions(m_tableView); });
     m_tableView->installEventFilter(this);
@@ -353,16 +360,22 @@ void MGAclEntriesViewController::entriesChanged()
 void MGAclEntriesViewController::keepSelectedEntryInView()
 {
     // A save reads the list back, sorted as the item keeps it: the selected entry may now be
-    // another object on another row. It stays selected, and in view, as the same user or
-    // group in the same place.
-    const MGAclEntry::Pointer was = m_selectedEntry;
-    if (!was || selectedRow() >= 0)
+    // another object on another row (and the selection may have slid onto a neighbour as its
+    // rows went). It stays selected, and in view, as the same user or group in the same place.
+    const MGAclEntry::Pointer was = m_selectedBeforeChange;
+    m_selectedBeforeChange.reset();
+    if (!was)
         return;
+    const auto same = [&](const MGAclEntry *entry) {
+        return entry && entry->identity() == was->identity() && entry->kind() == was->kind()
+            && entry->isAcl() == was->isAcl() && entry->appliesTo() == was->appliesTo();
+    };
     const MGAclList &list = m_model->list();
+    const int selected = selectedRow();
+    if (selected >= 0 && selected < list.size() && MGAclLists::entryOf(list.at(selected)) == was.get())
+        return; // the entry itself is still there and selected
     for (qsizetype row = 0; row < list.size(); ++row) {
-        const MGAclEntry *entry = MGAclLists::entryOf(list.at(row));
-        if (entry && entry->identity() == was->identity() && entry->kind() == was->kind() && entry->isAcl() == was->isAcl()
-            && entry->appliesTo() == was->appliesTo()) {
+        if (same(MGAclLists::entryOf(list.at(row)))) {
             const QModelIndex index = m_model->index(int(row), qMax(0, m_tableView->currentIndex().column()));
             m_tableView->setCurrentIndex(index);
             selectRow(int(row));

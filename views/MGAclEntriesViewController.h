@@ -107,6 +107,7 @@ private:
     QPointer<QAction> m_propagateItem; // folders only, added when the tab first appears
     QPointer<QMenu> m_rowMenu;
     MGAclEntry::Pointer m_selectedEntry;
+    MGAclEntry::Pointer m_selectedBeforeChange;
     void keepSelectedEntryInView();
     void fitPermissionsColumn();
     // The entry "+" has just added while its chooser is open: Escape there takes the add back.
