@@ -32,7 +32,8 @@ class MGAclEditSession : public QAbstractTableModel
 {
     Q_OBJECT
 public:
-    enum Column { TagColumn, IdentityColumn, PermissionGroupColumn, AppliesToColumn, InheritedColumn, ColumnCount };
+    // Where an entry applies is last: only folders have it, and a file's table leaves it out.
+    enum Column { TagColumn, IdentityColumn, PermissionGroupColumn, InheritedColumn, AppliesToColumn, ColumnCount };
     enum Role {
         TitleRole = Qt::UserRole + 1, // a section title's text
         TagRole, // the entry's tag code

@@ -159,6 +159,13 @@ private slots:
                 maskSections << who->text(QAccessible::Description);
         }
         QCOMPARE(maskSections, (QStringList{"Access Control List", "POSIX Permissions"}));
+        // A folder's five columns are read in the order shown; a file's table has four.
+        QAccessibleTableInterface *columns = QAccessible::queryAccessibleInterface(table)->tableInterface();
+        QCOMPARE(columns->columnCount(), 5);
+        QHeaderView *header = table->horizontalHeader();
+        for (int column = 0; column < 5; ++column)
+            QCOMPARE(columns->columnDescription(column), table->model()->headerData(header->logicalIndex(column), Qt::Horizontal).toString());
+        QCOMPARE(columns->columnDescription(4), QStringLiteral("Applies to"));
 
         table->setFocus();
         table->setCurrentIndex(table->model()->index(3, MGAclEntriesTableModel::PermissionGroupColumn));
@@ -201,6 +208,21 @@ private slots:
         QTRY_VERIFY(!table->isEditing());
         QVERIFY(!table->hasFocus());
         QVERIFY(!QApplication::activePopupWidget());
+        plugin->window()->closeWithoutAsking();
+    }
+
+    // A file's entries apply to it alone: its table has no "Applies to" column, for a screen
+    // reader either.
+    void aFilesTableHasTheColumnsItShows()
+    {
+        const QString file = tmp.path("table-file");
+        QVERIFY(shOk("touch " + quoted(file) + " && setfacl -m u:daemon:r " + quoted(file)));
+        MGAclPlugin::Pointer plugin = openWindow(file);
+        MGAclEntriesTableView *table = entriesView(plugin)->tableView();
+        QAccessibleTableInterface *columns = QAccessible::queryAccessibleInterface(table)->tableInterface();
+        QCOMPARE(columns->columnCount(), 4);
+        QCOMPARE(columns->columnDescription(3), QStringLiteral("Inherited"));
+        QCOMPARE(cell(table, 1, 3)->text(QAccessible::Name), QStringLiteral("No"));
         plugin->window()->closeWithoutAsking();
     }
 

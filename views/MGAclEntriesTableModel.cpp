@@ -44,6 +44,33 @@ MGAclEntriesTableModel::MGAclEntriesTableModel(MGAclEditSession *session, QObjec
     : QIdentityProxyModel(parent), m_session(session)
 {
     setSourceModel(session);
+    // The session's changes name all of its columns; passed on, they name this model's.
+    disconnect(session, &QAbstractItemModel::dataChanged, this, nullptr);
+    connect(session, &QAbstractItemModel::dataChanged, this,
+            [this](const QModelIndex &topLeft, const QModelIndex &bottomRight, const QList<int> &roles) {
+                const int last = columnCount() - 1;
+                if (topLeft.column() > last)
+                    return;
+                emit dataChanged(index(topLeft.row(), topLeft.column()),
+                                 index(bottomRight.row(), qMin(bottomRight.column(), last)), roles);
+            });
+}
+
+int MGAclEntriesTableModel::columnCount(const QModelIndex &parent) const
+{
+    return parent.isValid() ? 0 : (m_appliesToShown ? ColumnCount : ColumnCount - 1);
+}
+
+void MGAclEntriesTableModel::setAppliesToShown(bool shown)
+{
+    if (shown == m_appliesToShown)
+        return;
+    if (shown)
+        beginInsertColumns({}, AppliesToColumn, AppliesToColumn);
+    else
+        beginRemoveColumns({}, AppliesToColumn, AppliesToColumn);
+    m_appliesToShown = shown;
+    shown ? endInsertColumns() : endRemoveColumns();
 }
 
 QString MGAclEntriesTableModel::permissionDetail(const MGAclEntry &entry) const
@@ -142,8 +169,8 @@ QVariant MGAclEntriesTableModel::headerData(int section, Qt::Orientation orienta
 {
     if (orientation != Qt::Horizontal || role != Qt::DisplayRole)
         return {};
-    static const char *const titles[] = {"Type", "User or Group", "Permissions", "Applies to", "Inherited"};
-    return section >= 0 && section < ColumnCount ? NTLocalizedString::localize(QString::fromLatin1(titles[section]), ACL)
+    static const char *const titles[] = {"Type", "User or Group", "Permissions", "Inherited", "Applies to"};
+    return section >= 0 && section < columnCount() ? NTLocalizedString::localize(QString::fromLatin1(titles[section]), ACL)
                                                  : QVariant();
 }
 

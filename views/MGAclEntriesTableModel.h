@@ -33,6 +33,11 @@ public:
     explicit MGAclEntriesTableModel(MGAclEditSession *session, QObject *parent = nullptr);
 
     MGAclEditSession *session() const { return m_session; }
+    // Whether the table has the "Applies to" column (a folder's does; a file's has four
+    // columns, so that a screen reader counts what is shown).
+    void setAppliesToShown(bool shown);
+    bool appliesToShown() const { return m_appliesToShown; }
+    int columnCount(const QModelIndex &parent = QModelIndex()) const override;
     // Where drops go (moves).
     void setDocument(MGAclDocument *document) { m_document = document; }
     bool isReadOnly() const { return m_session->isReadOnly(); }
@@ -72,6 +77,7 @@ signals:
     void customPermissionsChosen(int row);
 
 private:
+    bool m_appliesToShown = true;
     MGAclEditSession *m_session;
     QPointer<MGAclDocument> m_document;
 };

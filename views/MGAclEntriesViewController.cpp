@@ -262,15 +262,17 @@ void MGAclEntriesViewController::showTitleRows()
 {
     if (!m_tableView)
         return;
+    // Only a folder's entries may apply elsewhere than the item itself.
+    const bool folder = m_acl && resourceForKey(m_acl->url(), NSURLIsDirectoryKey).toBool();
+    // The column is the table's last, so that the columns a screen reader walks are the ones
+    // shown, in the order shown.
+    m_model->setAppliesToShown(folder);
     // Title rows span the table; the delegate draws them.
     m_tableView->clearSpans();
     for (int row = 0; row < m_model->rowCount(); ++row) {
         if (m_model->isGroupRow(row))
-            m_tableView->setSpan(row, 0, 1, MGAclEntriesTableModel::ColumnCount);
+            m_tableView->setSpan(row, 0, 1, m_model->columnCount());
     }
-    // Only a folder's entries may apply elsewhere than the item itself.
-    const bool folder = m_acl && resourceForKey(m_acl->url(), NSURLIsDirectoryKey).toBool();
-    m_tableView->setColumnHidden(MGAclEntriesTableModel::AppliesToColumn, !folder);
 }
 
 QWidget *MGAclEntriesViewController::cellEditor(int row, int column) const
