@@ -4,6 +4,7 @@
 // tst_ScreenReader listens to them there.)
 #include "CBIdentityAuthority.h"
 #include "MGAccessibleItems.h"
+#include "MGChangeBlockers.h"
 #include "MGAclAccessTreeModel.h"
 #include "MGAclAccessViewController.h"
 #include "MGAclEntriesTableModel.h"
@@ -335,6 +336,11 @@ private slots:
         const int column = MGAclEntriesTableModel::PermissionGroupColumn;
         QTRY_VERIFY(table->horizontalHeader()->sectionSize(column) >= table->contentWidth(column));
         plugin->window()->closeWithoutAsking();
+        // What the bar says of an item nobody can change is German too.
+        const MGResultError readOnly = MGChangeBlockers::describe(nullptr, true, MGChangeBlockers::ChangeFailure, "/x",
+                                                                  MGChangeBlockers::Scope::Item);
+        QVERIFY2(readOnly && readOnly->localizedDescription().contains(QStringLiteral("schreibgeschützt")),
+                 qPrintable(readOnly ? readOnly->localizedDescription() : QString()));
     }
 };
 
