@@ -100,9 +100,7 @@ QByteArray MGAclAudit::summaryText() const
 {
     auto t = [](const char *key) { return NTLocalizedString::localize(QString::fromUtf8(key), QStringLiteral("ACL")); };
     QString text = t("# What \u201c%1\u201d may do with %2 items below \u201c%3\u201d")
-                       .arg(m_identityName)
-                       .arg(qint64(m_items))
-                       .arg(m_item.shownPath())
+                       .arg(m_identityName, NTLocalizedString::count(qint64(m_items)), m_item.shownPath())
         + QLatin1Char('\n');
     // The heading is for people; the rows' words are for scripts, the same in every language.
     const QList<std::pair<const char *, qint64>> rows = {{"read-write", m_counts.readWrite},

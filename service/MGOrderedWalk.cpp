@@ -3,6 +3,7 @@
 #include "MGFolderListing.h"
 
 #include <QList>
+#include <vector>
 #include <cerrno>
 #include <dirent.h>
 #include <fcntl.h>
@@ -17,23 +18,56 @@ struct Listed
 };
 }
 
-void MGOrderedWalk::walk(int fd, const QByteArray &path)
+void MGOrderedWalk::walk(int rootFd, const QByteArray &rootPath)
 {
-    // The whole listing first: the folder's descriptor is all that stays open below it.
-    QList<Listed> items;
-    if (const int error = MGFolderListing::forEach(fd, [&](const char *name, unsigned char type) { items << Listed{QByteArray(name), type}; })) {
-        m_failures.add(path, error);
-        return;
-    }
-    for (const Listed &item : std::as_const(items)) {
-        if (stopped())
+    // A stack of open folders, not a recursion: a tree may be deeper than any thread's stack
+    // would hold (each level costs a descriptor here, and the walk ends its way down at the
+    // descriptor limit, as a failure of that folder).
+    struct Level
+    {
+        int fd;
+        bool owned;
+        QByteArray path;
+        QList<Listed> items;
+        qsizetype next = 0;
+    };
+    std::vector<Level> stack;
+    const auto enter = [&](int fd, bool owned, const QByteArray &path) {
+        // The whole listing first: the folder's descriptor is all that stays open below it.
+        Level level{fd, owned, path, {}, 0};
+        if (const int error = MGFolderListing::forEach(fd, [&](const char *name, unsigned char type) {
+                level.items << Listed{QByteArray(name), type};
+            })) {
+            m_failures.add(path, error);
+            if (owned)
+                close(fd);
             return;
-        if (item.type != DT_LNK)
-            visitChild(fd, item.name, item.type, path + '/' + item.name);
+        }
+        stack.push_back(std::move(level));
+    };
+    enter(rootFd, false, rootPath);
+    while (!stack.empty() && !stopped()) {
+        Level &top = stack.back();
+        if (top.next >= top.items.size()) {
+            if (top.owned)
+                close(top.fd);
+            stack.pop_back();
+            continue;
+        }
+        const Listed item = top.items.at(top.next++);
+        if (item.type == DT_LNK)
+            continue;
+        const QByteArray path = top.path + '/' + item.name;
+        if (const int folder = visitChild(top.fd, item.name, item.type, path); folder >= 0)
+            enter(folder, true, path);
+    }
+    for (const Level &level : stack) {
+        if (level.owned)
+            close(level.fd);
     }
 }
 
-void MGOrderedWalk::visitChild(int folder, const QByteArray &name, unsigned char type, const QByteArray &path)
+int MGOrderedWalk::visitChild(int folder, const QByteArray &name, unsigned char type, const QByteArray &path)
 {
     int fd = -1;
     int listError = 0;
@@ -47,7 +81,7 @@ void MGOrderedWalk::visitChild(int folder, const QByteArray &name, unsigned char
         fd = openat(folder, name.constData(), O_PATH | O_NOFOLLOW | O_CLOEXEC);
     if (fd < 0) {
         m_failures.add(path, errno);
-        return;
+        return -1;
     }
     const MGDescriptor item = listable ? MGDescriptor::opened(fd) : MGDescriptor::pathOnly(fd);
     struct statx status;
@@ -59,9 +93,9 @@ void MGOrderedWalk::visitChild(int folder, const QByteArray &name, unsigned char
         m_failures.add(path, error);
     } else if (S_ISDIR(status.stx_mode)) {
         if (listable)
-            walk(fd, path);
-        else
-            m_failures.add(path, listError ? listError : EACCES);
+            return fd; // entered next, and closed when its items are done
+        m_failures.add(path, listError ? listError : EACCES);
     }
     close(fd);
+    return -1;
 }

@@ -18,7 +18,9 @@
 // nothing), and its status is asked through that descriptor. Links are not followed nor
 // visited; nothing on another file system or behind a mount point is visited. A folder
 // that may not be listed is still visited (through an O_PATH descriptor); that its items
-// could not be listed counts as a failure.
+// could not be listed counts as a failure. The walk keeps its open folders on a stack of its
+// own, not the thread's: however deep a tree, it ends at the descriptor limit at worst, with
+// the folders below counted as failures.
 class MGOrderedWalk
 {
 public:
@@ -35,7 +37,9 @@ public:
 
 private:
     bool stopped() const { return m_stop && m_stop->load(std::memory_order_relaxed); }
-    void visitChild(int folder, const QByteArray &name, unsigned char type, const QByteArray &path);
+    // Visits an item of the folder open at `folder`; answers the descriptor of a folder to walk
+    // next (the caller closes it), or -1.
+    int visitChild(int folder, const QByteArray &name, unsigned char type, const QByteArray &path);
 
     Visit m_visit;
     quint64 m_mount;
