@@ -79,12 +79,14 @@ void restoreFrom(std::shared_ptr<MGAclServiceClient> client, std::shared_ptr<QLi
             unknown = true;
             std::fprintf(stderr, "%s\n", qPrintable(localized(message).arg(shown, name)));
         }
-        if (block.owner)
-            state->owner = *block.owner;
-        if (block.group)
-            state->group = *block.group;
-        state->access = block.access;
-        state->defaultAcl = block.defaultAcl;
+        MGAclTextFormat::Block settled = block;
+        MGAclTextFormat::resolveExecute(settled, state->isDirectory());
+        if (settled.owner)
+            state->owner = *settled.owner;
+        if (settled.group)
+            state->group = *settled.group;
+        state->access = settled.access;
+        state->defaultAcl = settled.defaultAcl;
         // Set-id and sticky bits become what the block says: none when it says none.
         client->restoreEntries(MGPosixLists::listFromState(*state), block.flags.value_or(0), url,
                                [next, unknown](auto outcome) {

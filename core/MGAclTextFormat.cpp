@@ -329,6 +329,60 @@ std::optional<Permissions> permissionsOf(const QString &letters)
     return perms;
 }
 
+QByteArray entryOfLine(const QByteArray &line)
+{
+    // setfacl reads "user:: rwx", "user::rwx#c" and "user::rwx\t#effective:r--" alike: blanks
+    // around the fields go, and a comment begins at the first "#" of the permissions' field.
+    // A user's or group's name may hold a "#" (no blank, no colon: those are escaped).
+    const auto field = [](QByteArrayView text) { return text.trimmed().toByteArray(); };
+    qsizetype colon = line.indexOf(':');
+    if (colon < 0)
+        return line;
+    QByteArray out;
+    QByteArray tag = field(QByteArrayView(line).first(colon));
+    qsizetype at = colon + 1;
+    if (tag == "d" || tag == "default") {
+        out = tag + ':';
+        colon = line.indexOf(':', at);
+        if (colon < 0)
+            return line;
+        tag = field(QByteArrayView(line).sliced(at, colon - at));
+        at = colon + 1;
+    }
+    out += tag + ':';
+    const bool named = tag == "u" || tag == "user" || tag == "g" || tag == "group";
+    const qsizetype hash = line.indexOf('#', at);
+    const qsizetype next = line.indexOf(':', at);
+    // The qualifier runs to the next colon: for a user or group (whose name may hold "#"), or
+    // for a mask or others written with two colons ("m::r").
+    if (next >= 0 && (named || hash < 0 || next < hash)) {
+        out += field(QByteArrayView(line).sliced(at, next - at)) + ':';
+        at = next + 1;
+    } else {
+        out += ':';
+    }
+    QByteArrayView perms = QByteArrayView(line).sliced(at);
+    if (const qsizetype comment = perms.indexOf('#'); comment >= 0)
+        perms = perms.first(comment);
+    return out + field(perms);
+}
+
+void resolveExecute(Block &block, bool folder)
+{
+    const bool searchable = folder || block.access.grantsExecute();
+    for (const Entry &entry : std::as_const(block.executeIfSearchable)) {
+        MGPosixAcl &acl = entry.isDefault ? block.defaultAcl : block.access;
+        if (searchable)
+            acl.set(entry.tag, acl.perm(entry.tag, entry.id).value_or(0) | 1, entry.id);
+    }
+    block.executeIfSearchable.clear();
+    for (const bool isDefault : {false, true}) {
+        MGPosixAcl &acl = isDefault ? block.defaultAcl : block.access;
+        if (!block.maskGiven[isDefault] && acl.hasNamedEntries())
+            acl.set(MGPosixAcl::Mask, acl.groupClassUnion());
+    }
+}
+
 std::optional<QList<Block>> parse(const QByteArray &text, QString *why)
 {
     QList<Block> blocks;
@@ -352,8 +406,14 @@ std::optional<QList<Block>> parse(const QByteArray &text, QString *why)
                                         std::pair{MGPosixAcl::Other, "other::"}}) {
             if (!current.access.contains(tag))
                 return QStringLiteral("the ACL has no \u201c%1\u201d entry").arg(QLatin1String(text));
-            if (!current.defaultAcl.isEmpty() && !current.defaultAcl.contains(tag))
+            if (!current.defaultAcl.isEmpty() && !current.defaultAcl.contains(tag)) {
                 current.defaultAcl.set(tag, *current.access.perm(tag));
+                // A base entry given "X" brings it along.
+                for (const Entry &pending : QList<Entry>(current.executeIfSearchable)) {
+                    if (!pending.isDefault && pending.tag == tag)
+                        current.executeIfSearchable << Entry{true, tag, pending.id, pending.perm, true};
+                }
+            }
         }
         for (MGPosixAcl *acl : {&current.access, &current.defaultAcl}) {
             if (acl->hasNamedEntries() && !acl->contains(MGPosixAcl::Mask))
@@ -371,8 +431,9 @@ std::optional<QList<Block>> parse(const QByteArray &text, QString *why)
             line.chop(1);
         const QByteArray trimmed = line.trimmed();
         if (trimmed.isEmpty()) {
+            // Blank lines among the header's comments are passed over; after entries, one ends the item.
             if (state == Header)
-                return fail(number, QStringLiteral("the item has no entries"));
+                continue;
             if (const auto problem = finish())
                 return fail(current.line, *problem);
             continue;
@@ -380,11 +441,8 @@ std::optional<QList<Block>> parse(const QByteArray &text, QString *why)
         if (trimmed.startsWith('#')) {
             const QByteArray comment = trimmed.mid(1).trimmed();
             const auto field = [&](const char *name) { return comment.startsWith(name); };
-            // A file line among entries begins the next item; other comments there are passed over.
-            if (state == Entries && field("file:")) {
-                if (const auto problem = finish())
-                    return fail(current.line, *problem);
-            }
+            // Among entries every comment is passed over, a file line too (the next item begins
+            // after a blank line).
             if (state == Entries)
                 continue;
             if (state == Between) {
@@ -403,21 +461,26 @@ std::optional<QList<Block>> parse(const QByteArray &text, QString *why)
                 current.hasPath = true;
                 if (current.path.isEmpty())
                     return fail(number, QStringLiteral("the file line names no path"));
+                if (current.path.contains('\0'))
+                    return fail(number, QStringLiteral("the file line names a path with a NUL byte (\\000), which no path holds"));
             } else if (field("owner:") || field("group:")) {
                 const bool user = field("owner:");
                 const QString name = QString::fromUtf8(unescapePath(comment.mid(6).trimmed()));
-                if (user ? current.ownerGiven : current.groupGiven)
+                // A second line after one that named an account is refused; after a name no
+                // account has, it is taken (as setfacl takes them).
+                if (user ? current.owner.has_value() : current.group.has_value())
                     return fail(number, user ? QStringLiteral("a second owner line for one item")
                                              : QStringLiteral("a second group line for one item"));
                 (user ? current.ownerGiven : current.groupGiven) = true;
-                if (const auto id = idFor(name, user))
+                if (const auto id = idFor(name, user)) {
                     (user ? current.owner : current.group) = *id;
-                else
+                    (user ? current.unknownOwner : current.unknownGroup).clear();
+                } else {
                     (user ? current.unknownOwner : current.unknownGroup) = name;
+                }
             } else if (field("flags:")) {
+                // A second flags line replaces the first, as setfacl takes it.
                 const QByteArray flags = comment.mid(6).trimmed();
-                if (current.flags)
-                    return fail(number, QStringLiteral("a second flags line for one item"));
                 if (flags.size() != 3 || (flags[0] != 's' && flags[0] != '-') || (flags[1] != 's' && flags[1] != '-')
                     || (flags[2] != 't' && flags[2] != '-'))
                     return fail(number, QStringLiteral("flags are s or -, s or -, t or - (such as -s-)"));
@@ -429,25 +492,21 @@ std::optional<QList<Block>> parse(const QByteArray &text, QString *why)
         if (state == Between || !current.hasPath)
             return fail(number, QStringLiteral("expected \u201c# file: PATH\u201d"));
         state = Entries;
-        // An entry, perhaps with a comment after blanks ("\t#effective:r--"). A name holds no
-        // blank (it is written \040), so the first blank ends the entry; a "#" in a name is
-        // part of the name.
-        QByteArray entryText = trimmed;
-        const qsizetype space = entryText.indexOf(' '), tab = entryText.indexOf('\t');
-        const qsizetype blank = space < 0 ? tab : tab < 0 ? space : std::min(space, tab);
-        if (blank >= 0) {
-            const QByteArray rest = entryText.mid(blank).trimmed();
-            if (!rest.startsWith('#'))
-                return fail(number, QStringLiteral("\u201c%1\u201d: only a comment may follow an entry").arg(QString::fromUtf8(trimmed)));
-            entryText.truncate(blank);
-        }
         QString problem;
-        const auto entry = parseEntry(QString::fromUtf8(entryText), true, &problem);
+        const auto entry = parseEntry(QString::fromUtf8(entryOfLine(trimmed)), true, &problem);
         if (!entry)
             return fail(number, problem);
         // A later entry for the same user or group replaces an earlier one, as setfacl takes it.
         MGPosixAcl &acl = entry->isDefault ? current.defaultAcl : current.access;
-        acl.set(entry->tag, *entry->perm | (entry->executeIfSearchable ? 1 : 0), entry->id);
+        acl.set(entry->tag, *entry->perm, entry->id);
+        // "X" depends on the item, known only when it is restored.
+        current.executeIfSearchable.removeIf([&](const Entry &e) {
+            return e.isDefault == entry->isDefault && e.tag == entry->tag && e.id == entry->id;
+        });
+        if (entry->executeIfSearchable)
+            current.executeIfSearchable << *entry;
+        if (entry->tag == MGPosixAcl::Mask)
+            current.maskGiven[entry->isDefault] = true;
     }
     if (state == Header)
         return fail(number, QStringLiteral("the item has no entries"));

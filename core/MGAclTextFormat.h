@@ -91,13 +91,26 @@ struct Block
     MGPosixAcl access;
     MGPosixAcl defaultAcl;
     int line = 0; // where the block began, for messages
+    // Entries given "X" without "x": execute only for a folder or an item someone may execute
+    // already, which the restore knows (resolveExecute); until then without execute.
+    QList<Entry> executeIfSearchable;
+    bool maskGiven[2] = {false, false}; // the access ACL's, the default ACL's
 };
+// Gives a block's "X" entries execute as setfacl --restore does: for a folder, or when another
+// entry of the ACL restored grants execute (setfacl -m asks the ACL before the change,
+// MGPosixEdits); and an ACL whose mask was not given the mask that limits none of its
+// entries then.
+void resolveExecute(Block &block, bool folder);
+// The entry of a restore file's line without its comment and the blanks around its fields.
+QByteArray entryOfLine(const QByteArray &line);
 // Reads a whole backup as setfacl --restore reads it; nothing, with `why` naming the line,
-// when a block is malformed: a file, owner, group or flags line given twice, flags other
-// than s, s and t or -, an empty path, an item without entries, an ACL without its owner's,
-// owning group's or others' entry. A later entry for the same user or group replaces an
-// earlier one; a default ACL takes the base entries it lacks from the access ACL; an ACL
-// with named entries and no mask gets the one that limits none of them; an owner or group
-// no account has here is kept by name, for the restore to say.
+// when a block is malformed: a file line given twice, an owner or group line after one that
+// named an account, flags other than s, s and t or -, an empty path (or one with a NUL byte),
+// an item without entries, an ACL without its owner's, owning group's or others' entry. A
+// later entry for the same user or group replaces an earlier one, a later flags line an
+// earlier one; comments among entries (a file line too) are passed over, and blank lines
+// among the header's comments; a default ACL takes the base entries it lacks from the access
+// ACL; an ACL with named entries and no mask gets the one that limits none of them; an
+// owner or group no account has here is kept by name, for the restore to say.
 std::optional<QList<Block>> parse(const QByteArray &text, QString *why);
 }

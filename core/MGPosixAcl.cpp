@@ -93,6 +93,11 @@ bool MGPosixAcl::isMinimal() const
                        [](const Entry &e) { return e.tag == UserObj || e.tag == GroupObj || e.tag == Other; });
 }
 
+bool MGPosixAcl::grantsExecute() const
+{
+    return std::any_of(m_entries.cbegin(), m_entries.cend(), [](const Entry &e) { return e.tag != Mask && (e.perm & 1); });
+}
+
 quint16 MGPosixAcl::groupClassUnion() const
 {
     quint16 bits = 0;

@@ -44,6 +44,8 @@ public:
     static bool isGroupClass(quint16 tag) { return tag == User || tag == Group || tag == GroupObj; }
     // The union of the owning group's and all named entries' permissions, as a new mask.
     quint16 groupClassUnion() const;
+    // Whether any entry grants execute (what setfacl's "X" asks of a file).
+    bool grantsExecute() const;
     // The mode permission bits (0777) the ACL implies: the mask stands for the group bits.
     mode_t permissionBits() const;
     // Keeps of the owner, the group class (the mask, or the owning group when there is no

@@ -32,6 +32,7 @@ MGResult<MGPosixItemState> apply(const MGPosixItemState &state, const QList<MGAc
     // Per ACL (the item's, then what a folder passes on): whether a change named it, and
     // whether one set or removed its mask.
     bool touched[2] = {false, false}, maskGiven[2] = {false, false};
+    QList<MGAclTextFormat::Entry> searchable; // given "X" without "x"
     for (const MGAclTextFormat::Entry &entry : remove) {
         // A file has no entries for new items: there is nothing to remove.
         if (entry.isDefault && !state.isDirectory())
@@ -56,12 +57,19 @@ MGResult<MGPosixItemState> apply(const MGPosixItemState &state, const QList<MGAc
             for (quint16 tag : {MGPosixAcl::UserObj, MGPosixAcl::GroupObj, MGPosixAcl::Other})
                 acl.set(tag, own.perm(tag).value_or(0));
         }
-        // "X": execute for a folder, or for an item someone may execute already.
-        const bool searchable = state.isDirectory() || (state.mode & 0111);
-        acl.set(entry.tag, entry.perm.value_or(0) | (entry.executeIfSearchable && searchable ? 1 : 0), entry.id);
+        acl.set(entry.tag, entry.perm.value_or(0), entry.id);
+        if (entry.executeIfSearchable)
+            searchable << entry;
         touched[entry.isDefault] = true;
         if (entry.tag == MGPosixAcl::Mask)
             maskGiven[entry.isDefault] = true;
+    }
+    // "X" is execute for a folder, or where the ACL before the change granted execute to
+    // anyone, as setfacl -m decides it.
+    for (const MGAclTextFormat::Entry &entry : std::as_const(searchable)) {
+        MGPosixAcl &acl = entry.isDefault ? result.defaultAcl : result.access;
+        if (state.isDirectory() || state.access.grantsExecute() || (state.access.isEmpty() && (state.mode & 0111)))
+            acl.set(entry.tag, acl.perm(entry.tag, entry.id).value_or(0) | 1, entry.id);
     }
     // An ACL a change named gets the mask that limits none of its entries, unless the change
     // gave the mask itself (as setfacl does without -n).

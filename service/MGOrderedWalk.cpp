@@ -22,32 +22,37 @@ void MGOrderedWalk::walk(int rootFd, const QByteArray &rootPath)
 {
     // A stack of open folders, not a recursion: a tree may be deeper than any thread's stack
     // would hold (each level costs a descriptor here, and the walk ends its way down at the
-    // descriptor limit, as a failure of that folder).
+    // descriptor limit, as a failure of that folder). One path grows and shrinks with the
+    // stack: a deep tree's paths are not each held whole.
     struct Level
     {
         int fd;
         bool owned;
-        QByteArray path;
+        qsizetype pathLength;
         QList<Listed> items;
         qsizetype next = 0;
     };
     std::vector<Level> stack;
-    const auto enter = [&](int fd, bool owned, const QByteArray &path) {
+    QByteArray path = rootPath;
+    // Enters the folder open at `fd`, named `path` as it stands; false when it cannot be listed.
+    const auto enter = [&](int fd, bool owned) {
         // The whole listing first: the folder's descriptor is all that stays open below it.
-        Level level{fd, owned, path, {}, 0};
+        Level level{fd, owned, path.size(), {}, 0};
         if (const int error = MGFolderListing::forEach(fd, [&](const char *name, unsigned char type) {
                 level.items << Listed{QByteArray(name), type};
             })) {
             m_failures.add(path, error);
             if (owned)
                 close(fd);
-            return;
+            return false;
         }
         stack.push_back(std::move(level));
+        return true;
     };
-    enter(rootFd, false, rootPath);
+    enter(rootFd, false);
     while (!stack.empty() && !stopped()) {
         Level &top = stack.back();
+        path.truncate(top.pathLength);
         if (top.next >= top.items.size()) {
             if (top.owned)
                 close(top.fd);
@@ -57,9 +62,10 @@ void MGOrderedWalk::walk(int rootFd, const QByteArray &rootPath)
         const Listed item = top.items.at(top.next++);
         if (item.type == DT_LNK)
             continue;
-        const QByteArray path = top.path + '/' + item.name;
-        if (const int folder = visitChild(top.fd, item.name, item.type, path); folder >= 0)
-            enter(folder, true, path);
+        const int parent = top.fd;
+        path += '/' + item.name;
+        if (const int folder = visitChild(parent, item.name, item.type, path); folder >= 0)
+            enter(folder, true);
     }
     for (const Level &level : stack) {
         if (level.owned)

@@ -190,6 +190,20 @@ private slots:
                 "user:odd#name:-w-\\ngroup::r-x\\ngroup:odd\\\\\\\\group:--x\\nmask::rwx\\nother::---\\n\\n");
         restore("restore a missing item among others", "touch f",
                 "# file: gone\\n" + acl + "\\n# file: f\\nuser::r-x\\ngroup::r-x\\nother::r-x\\n\\n");
+        // Found by trying: what setfacl takes that a strict reading refused, and what it does
+        // not do that a loose one did.
+        restore("restore X on a file nobody may execute", "touch f && chmod 644 f", "# file: f\\nuser::rwX\\ngroup::r-X\\nother::r--\\n\\n");
+        restore("restore X on an executable file", "touch f && chmod 744 f", "# file: f\\nuser::rwX\\ngroup::r-X\\nuser:bin:r-X\\nother::r--\\n\\n");
+        restore("restore X where another entry grants execute", "touch f && chmod 644 f", "# file: f\\nuser::rwx\\ngroup::r-X\\nother::r--\\n\\n");
+        set("set X where the change grants execute", "touch k", "u:bin:rX,o::x");
+        restore("restore X on a folder", "mkdir f", "# file: f\\nuser::rwX\\ngroup::r-X\\nother::r-X\\ndefault:user:bin:rX\\n\\n");
+        restore("restore a file line among entries", "touch f g && chmod 644 f g",
+                "# file: f\\nuser::rwx\\ngroup::r--\\nother::r--\\n# file: g\\nuser::r--\\ngroup::---\\nother::---\\n\\n");
+        restore("restore blank lines in the header", "touch f", "# file: f\\n\\n# owner: 65534\\n\\n" + acl + "\\n");
+        restore("restore a second flags line", "touch f", "# file: f\\n# flags: s--\\n# flags: -s-\\n" + acl + "\\n");
+        restore("restore an owner after an unknown one", "touch f",
+                "# file: f\\n# owner: nosuchuser\\n# owner: 65534\\n" + acl + "\\n");
+        restore("restore blanks inside entries", "touch f", "# file: f\\nuser:: rwx\\ngroup ::r-x\\nother::r--#note\\n\\n");
         restore("restore an unknown owner", "touch f", "# file: f\\n# owner: nosuchuser\\n# group: nosuchgroup\\n" + acl + "\\n",
                 Difference::Says);
         restore("restore entries for new items on a file", "touch f",

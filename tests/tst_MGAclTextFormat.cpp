@@ -98,8 +98,8 @@ private slots:
         QTest::newRow("no path") << QByteArray("# file: \nuser::rwx\n") << "line 1: the file line names no path";
         QTest::newRow("flags") << QByteArray("# file: a\n# flags: --x\n") << "line 2: flags are s or -, s or -, t or - (such as -s-)";
         QTest::newRow("no other") << QByteArray("\n# file: a\nuser::rwx\ngroup::r-x\n") << "line 2: the ACL has no \u201cother::\u201d entry";
-        QTest::newRow("text after an entry") << QByteArray("# file: a\nuser::rwx more\n") << "line 2: \u201cuser::rwx more\u201d: only a comment may follow an entry";
-        QTest::newRow("empty item") << QByteArray("# file: a\n# owner: root\n\n") << "line 3: the item has no entries";
+        QTest::newRow("text after an entry") << QByteArray("# file: a\nuser::rwx more\n") << "line 2: \u201cuser::rwx more\u201d: permissions are r, w, x, X or -, or one octal digit";
+        QTest::newRow("empty item") << QByteArray("# file: a\n# owner: root\n\n") << "line 4: the item has no entries";
     }
     // What setfacl --restore takes, it reads the same way.
     void blocksAreReadAsSetfaclReadsThem()
