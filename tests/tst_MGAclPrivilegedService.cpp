@@ -368,7 +368,7 @@ private slots:
             if (allowed.isEmpty())
                 QVERIFY(error && error->code() == EACCES);
             else
-                QVERIFY2(!error, qPrintable(error->fullDescription()));
+                QVERIFY2(!error, qPrintable(error ? error->fullDescription() : QString()));
         }
         QCOMPARE(checks().size(), 2);
     }

@@ -65,7 +65,9 @@ void MGViewController::dismissViewController(MGViewController *controller)
 
 bool MGViewController::eventFilter(QObject *watched, QEvent *event)
 {
-    if (watched == m_view && event->type() == QEvent::Show)
+    // The event's type first: an object being destroyed still sends events (children
+    // removed), and comparing it with a guarded pointer would cast it to what it no longer is.
+    if (event->type() == QEvent::Show && watched == m_view)
         viewDidAppear();
     return QObject::eventFilter(watched, event);
 }

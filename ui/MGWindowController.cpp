@@ -4,7 +4,8 @@
 #include <QRegularExpression>
 #include <QSettings>
 
-MGWindowController::MGWindowController(MGWindow *window, QObject *parent) : QObject(parent), m_window(window)
+MGWindowController::MGWindowController(MGWindow *window, QObject *parent)
+    : QObject(parent), m_window(window), m_windowObject(window)
 {
     // Moving and resizing send many events; the frame is written once they settle.
     m_saveTimer.setSingleShot(true);
@@ -15,6 +16,8 @@ MGWindowController::MGWindowController(MGWindow *window, QObject *parent) : QObj
 
 MGWindowController::~MGWindowController()
 {
+    if (m_window)
+        m_window->removeEventFilter(this);
     delete m_window;
 }
 
@@ -53,7 +56,9 @@ std::optional<QRect> MGWindowController::rectFromString(const QString &text)
 
 bool MGWindowController::eventFilter(QObject *watched, QEvent *event)
 {
-    if (watched == m_window && !m_autosaveName.isEmpty()) {
+    // Compared as objects: a window being destroyed still sends events, is no longer an
+    // MGWindow, and the guarded pointer would cast it to one.
+    if (watched == m_windowObject && !m_autosaveName.isEmpty()) {
         if (event->type() == QEvent::Move || event->type() == QEvent::Resize)
             m_saveTimer.start();
         else if (event->type() == QEvent::Close || event->type() == QEvent::Hide)

@@ -32,6 +32,7 @@ private:
     void saveFrame();
 
     QPointer<MGWindow> m_window;
+    const QObject *m_windowObject; // the same window, compared in the event filter
     QString m_autosaveName;
     QTimer m_saveTimer;
 };

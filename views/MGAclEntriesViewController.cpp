@@ -213,11 +213,13 @@ void MGAclEntriesViewController::viewDidAppear()
 
 bool MGAclEntriesViewController::eventFilter(QObject *watched, QEvent *event)
 {
-    if (watched == m_tableView
-        && (event->type() == QEvent::Show || event->type() == QEvent::FontChange || event->type() == QEvent::StyleChange
-            || event->type() == QEvent::Resize))
+    // The event's type before the object: a table being destroyed still sends events, and
+    // comparing it with the guarded pointer would cast it to what it no longer is.
+    if ((event->type() == QEvent::Show || event->type() == QEvent::FontChange || event->type() == QEvent::StyleChange
+         || event->type() == QEvent::Resize)
+        && watched == m_tableView)
         m_columnFit->start();
-    if (watched == m_tableView && event->type() == QEvent::KeyPress) {
+    if (event->type() == QEvent::KeyPress && watched == m_tableView) {
         auto *key = static_cast<QKeyEvent *>(event);
         if ((key->key() == Qt::Key_Return || key->key() == Qt::Key_Enter) && key->modifiers() == Qt::NoModifier
             && !m_tableView->isEditing()) {
