@@ -27,28 +27,34 @@ QAccessibleInterface *cellOf(QAbstractItemView *view, const QModelIndex &index)
     return cells->cellAt(row, index.column());
 }
 
-void sayStateChanged(QAbstractItemView *view, const QModelIndex &index, QAccessible::State changed)
+namespace {
+// Sends an event made for the view as one for the cell at `index` (the cell as the view's
+// child, as the view's own cell events are). Only while someone listens: asking for the
+// interfaces makes them, and they stay.
+void sendForCell(QAbstractItemView *view, const QModelIndex &index, QAccessibleEvent &event)
 {
+    if (!QAccessible::isActive())
+        return;
     QAccessibleInterface *table = QAccessible::queryAccessibleInterface(view);
     QAccessibleInterface *cell = cellOf(view, index);
     if (!table || !cell)
         return;
-    // Sent for the view with the cell as its child, as the view's own events are.
-    QAccessibleStateChangeEvent event(view, changed);
     event.setChild(table->indexOfChild(cell));
     QAccessible::updateAccessibility(&event);
+}
+}
+
+void sayStateChanged(QAbstractItemView *view, const QModelIndex &index, QAccessible::State changed)
+{
+    QAccessibleStateChangeEvent event(view, changed);
+    sendForCell(view, index, event);
 }
 
 void sayFocus(QAbstractItemView *view, const QModelIndex &index)
 {
     if (!view->hasFocus())
         return;
-    QAccessibleInterface *table = QAccessible::queryAccessibleInterface(view);
-    QAccessibleInterface *cell = cellOf(view, index);
-    if (!table || !cell)
-        return;
     QAccessibleEvent event(view, QAccessible::Focus);
-    event.setChild(table->indexOfChild(cell));
-    QAccessible::updateAccessibility(&event);
+    sendForCell(view, index, event);
 }
 }

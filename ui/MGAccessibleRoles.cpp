@@ -32,7 +32,7 @@ void announce(QWidget *widget, const QString &text)
     // tells assistive technology), and an alert that comes back into view is shown again.
     if (widget->accessibleName() != text)
         widget->setAccessibleName(text);
-    if (widget->isVisible()) {
+    if (widget->isVisible() && QAccessible::isActive()) {
         QAccessibleEvent event(widget, QAccessible::Alert);
         QAccessible::updateAccessibility(&event);
     }

@@ -132,7 +132,12 @@ QVariant MGAclEntriesTableModel::data(const QModelIndex &index, int role) const
     if (role == Qt::AccessibleTextRole && !entry && index.isValid())
         return index.column() == 0 ? QIdentityProxyModel::data(index, MGAclEditSession::TitleRole) : QVariant();
     if (role == Qt::AccessibleDescriptionRole && entry) {
-        const int titleRow = index.row() <= m_session->aclEntries().size() ? 0 : int(m_session->aclEntries().size()) + 1;
+        // ACL entries follow the first title; the few POSIX settings follow theirs, close by.
+        int titleRow = 0;
+        if (!entry->isAcl()) {
+            for (titleRow = index.row(); titleRow > 0 && !m_session->isGroupRow(titleRow); --titleRow) {
+            }
+        }
         return QIdentityProxyModel::data(this->index(titleRow, 0), MGAclEditSession::TitleRole);
     }
     if (role != Qt::DisplayRole && role != Qt::ToolTipRole && role != Qt::AccessibleTextRole)

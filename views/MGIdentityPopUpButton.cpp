@@ -114,14 +114,18 @@ void MGIdentityPopUpButton::keyPressEvent(QKeyEvent *event)
     }
     const CBIdentity before = identity();
     QComboBox::keyPressEvent(event);
-    if (identity() != before && identity().isUserOrGroup())
-        emit identityChosen(identity());
+    chooseIfMoved(before);
 }
 
 void MGIdentityPopUpButton::wheelEvent(QWheelEvent *event)
 {
     const CBIdentity before = identity();
     QComboBox::wheelEvent(event);
+    chooseIfMoved(before);
+}
+
+void MGIdentityPopUpButton::chooseIfMoved(const CBIdentity &before)
+{
     if (identity() != before && identity().isUserOrGroup())
         emit identityChosen(identity());
 }

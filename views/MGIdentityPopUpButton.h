@@ -75,6 +75,8 @@ protected:
 private:
     friend class MGIdentityPopUp;
     void choose(int row);
+    // An identity the closed button moved to (a key, the wheel) is chosen.
+    void chooseIfMoved(const CBIdentity &before);
 
     QPointer<MGIdentityPopUp> m_popUp;
     MGIdentityListModel *m_ownList = nullptr;
