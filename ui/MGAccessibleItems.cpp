@@ -50,6 +50,12 @@ void sayStateChanged(QAbstractItemView *view, const QModelIndex &index, QAccessi
     sendForCell(view, index, event);
 }
 
+void sayNameChanged(QAbstractItemView *view, const QModelIndex &index)
+{
+    QAccessibleEvent event(view, QAccessible::NameChanged);
+    sendForCell(view, index, event);
+}
+
 void sayFocus(QAbstractItemView *view, const QModelIndex &index)
 {
     if (!view->hasFocus())

@@ -12,6 +12,9 @@ class QAbstractItemView;
 namespace MGAccessibleItems {
 void sayStateChanged(QAbstractItemView *view, const QModelIndex &index, QAccessible::State changed);
 void sayFocus(QAbstractItemView *view, const QModelIndex &index);
+// A cell's text changed: a screen reader keeps the names it has read, and a view says only
+// that its data changed.
+void sayNameChanged(QAbstractItemView *view, const QModelIndex &index);
 // The cell's interface, or null (a row hidden, a view without a table interface).
 QAccessibleInterface *cellOf(QAbstractItemView *view, const QModelIndex &index);
 }

@@ -117,6 +117,16 @@ void MGAclEntriesTableView::closeEditor(QWidget *editor, QAbstractItemDelegate::
         QWidget::focusNextPrevChild(next);
 }
 
+void MGAclEntriesTableView::dataChanged(const QModelIndex &topLeft, const QModelIndex &bottomRight, const QList<int> &roles)
+{
+    QTableView::dataChanged(topLeft, bottomRight, roles);
+    const QModelIndex current = currentIndex();
+    if (!QAccessible::isActive() || !current.isValid() || current.row() < topLeft.row() || current.row() > bottomRight.row())
+        return;
+    for (int column = topLeft.column(); column <= bottomRight.column(); ++column)
+        MGAccessibleItems::sayNameChanged(this, current.siblingAtColumn(column));
+}
+
 void MGAclEntriesTableView::rowsAboutToBeRemoved(const QModelIndex &parent, int start, int end)
 {
     emit rowsAboutToGo();
@@ -126,7 +136,9 @@ void MGAclEntriesTableView::rowsAboutToBeRemoved(const QModelIndex &parent, int 
 void MGAclEntriesTableView::focusInEvent(QFocusEvent *event)
 {
     QTableView::focusInEvent(event);
-    MGAccessibleItems::sayFocus(this, currentIndex());
+    // After the focus event Qt sends for the whole table once this returns, and after the
+    // edit an editor's closing commits: the cell is what is read last, with what it holds.
+    QTimer::singleShot(0, this, [this] { MGAccessibleItems::sayFocus(this, currentIndex()); });
 }
 
 void MGAclEntriesTableView::currentChanged(const QModelIndex &current, const QModelIndex &previous)

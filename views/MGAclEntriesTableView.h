@@ -60,6 +60,9 @@ protected:
     // cell has it, so that a screen reader reads the row, not the whole table.
     void focusInEvent(QFocusEvent *event) override;
     void currentChanged(const QModelIndex &current, const QModelIndex &previous) override;
+    // The row with the focus says its new texts (an edit of any of its cells), so that what a
+    // screen reader has read of it is what the list holds.
+    void dataChanged(const QModelIndex &topLeft, const QModelIndex &bottomRight, const QList<int> &roles = {}) override;
     // Says rowsAboutToGo before the table moves its current row off the rows that go.
     void rowsAboutToBeRemoved(const QModelIndex &parent, int start, int end) override;
 
