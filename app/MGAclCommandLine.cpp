@@ -6,6 +6,10 @@
 #include "MGAclEditCommands.h"
 #include "MGAclPropagateCommand.h"
 #include "MGAclReadCommands.h"
+#include "MGAclServerCommands.h"
+#include "MGAclTerminalLogin.h"
+#include "MGItemPaths.h"
+#include "MGServerLogins.h"
 
 #include <QFile>
 #include <cstdio>
@@ -43,14 +47,38 @@ std::optional<MGAclCommandSyntax> MGAclCommandLine::syntaxOf(const QByteArray &c
     return std::nullopt;
 }
 
-bool MGAclCommandLine::handles(const QByteArrayList &arguments)
+bool MGAclCommandLine::handles(QByteArrayList arguments)
 {
+    if (const qsizetype at = arguments.indexOf("--authentication-file"); at >= 0)
+        arguments.remove(at, std::min<qsizetype>(2, arguments.size() - at));
     // Every command but the window's own ones (the item alone, and its picture).
     return !arguments.isEmpty() && arguments.first() != "screenshot" && syntaxOf(arguments.first()).has_value();
 }
 
-int MGAclCommandLine::run(const QByteArrayList &arguments)
+std::optional<int> MGAclCommandLine::takeAuthentication(QByteArrayList &arguments)
 {
+    const qsizetype at = arguments.indexOf("--authentication-file");
+    if (at < 0) {
+        MGAclTerminalLogin::install();
+        return std::nullopt;
+    }
+    if (at + 1 >= arguments.size())
+        return usageError(localized("--authentication-file needs a FILE."));
+    const MGResult<MGServerCredentials> credentials =
+        MGServerCredentials::fromAuthenticationFile(QFile::decodeName(arguments.at(at + 1)));
+    arguments.remove(at, 2);
+    if (!credentials) {
+        printError(credentials.error());
+        return Failure;
+    }
+    MGServerLogins::rememberForEveryServer(*credentials);
+    return std::nullopt;
+}
+
+int MGAclCommandLine::run(QByteArrayList arguments)
+{
+    if (const std::optional<int> failed = takeAuthentication(arguments))
+        return *failed;
     const QByteArray command = arguments.value(0);
     QString error;
     const std::optional<MGAclCommandSyntax> syntax = syntaxOf(command);
@@ -59,6 +87,22 @@ int MGAclCommandLine::run(const QByteArrayList &arguments)
         return usageError(syntax ? error : localized("Unknown command \u201c%1\u201d.").arg(QString::fromLocal8Bit(command)));
     const QByteArrayList &words = given->arguments;
     const bool json = given->has("--json");
+    // A file server's items are named by URL; their commands are their own.
+    for (const QByteArray &word : words) {
+        if (!MGItemPaths::isServerPath(word))
+            continue;
+        const QUrl url = QUrl::fromEncoded(words.value(command == "access" || command == "audit" ? 1 : 0));
+        if (!MGItemPaths::isServerUrl(url))
+            return usageError(localized("\u201c%1\u201d is not the URL of an item on a file server (smb://SERVER/SHARE/PATH).")
+                                  .arg(QString::fromLocal8Bit(word)));
+        if (command == "list")
+            return MGAclServerCommands::list(url, json);
+        if (command == "set")
+            return MGAclServerCommands::set(url, words.mid(1));
+        if (command == "remove")
+            return MGAclServerCommands::remove(url, words.mid(1));
+        return MGAclServerCommands::notForServers(command);
+    }
     if (command == "list")
         return MGAclReadCommands::list(words[0], json);
     if (command == "access")

@@ -23,7 +23,12 @@ public:
     static std::optional<MGAclCommandSyntax> syntaxOf(const QByteArray &command);
 
     // `arguments`: as the program got them (without its name), bytes: paths need not be UTF-8.
-    static bool handles(const QByteArrayList &arguments);
-    // Runs the command in `arguments`; needs a QCoreApplication.
-    static int run(const QByteArrayList &arguments);
+    static bool handles(QByteArrayList arguments);
+    // Runs the command in `arguments`; needs a QCoreApplication. "--authentication-file FILE"
+    // anywhere gives the account for file servers.
+    static int run(QByteArrayList arguments);
+    // Takes "--authentication-file FILE" out of `arguments` and remembers its account; the
+    // command's status when that failed. Without one, a terminal is asked when a server
+    // refuses.
+    static std::optional<int> takeAuthentication(QByteArrayList &arguments);
 };

@@ -1,5 +1,8 @@
 #include "MGAclServiceClient.h"
 
+#include "MGItemPaths.h"
+#include "MGServerLogins.h"
+
 #include <QCoreApplication>
 #include <QThread>
 
@@ -38,7 +41,7 @@ QHash<QString, MGRemoteClasses::Classes> MGAclServiceClient::remoteEncodableClas
 
 template <typename Result>
 void MGAclServiceClient::performRemote(MGAclRemoteMethod method, Invoke<Result> invoke,
-                                       std::function<void(Outcome<Result>)> done)
+                                       std::function<void(Outcome<Result>)> done, const QUrl &item)
 {
     using Done = Outcome<Result>;
     // The client lives as long as any of its calls.
@@ -48,12 +51,29 @@ void MGAclServiceClient::performRemote(MGAclRemoteMethod method, Invoke<Result> 
         done(Done{Done::Failed, std::nullopt, MGError::errorWithError(error, description)});
     };
     auto proxy = connection()->remoteObjectProxyWithErrorHandler(connectionFailed);
-    invoke(*proxy, [self, method, invoke, done, description, connectionFailed](std::optional<Result> result,
+    invoke(*proxy, [self, method, invoke, done, description, connectionFailed, item](std::optional<Result> result,
                                                                                  MGResultError error) {
         if (result)
             return done(Done{Done::Succeeded, std::move(result), std::nullopt});
         if (!error || !error->isPermissionError())
             return done(Done{Done::Failed, std::nullopt, error});
+        if (MGItemPaths::isServerUrl(item)) {
+            if (!MGServerLogins::canAsk())
+                return done(Done{Done::Failed, std::nullopt, error});
+            MGServerLogins::ask(item, *error, [self, invoke, done](bool given) {
+                if (!given)
+                    return done(Done{Done::Cancelled, std::nullopt, std::nullopt});
+                auto retry = self->connection()->remoteObjectProxyWithErrorHandler([done](const MGError &error) {
+                    done(Done{Done::Failed, std::nullopt, error});
+                });
+                invoke(*retry, [done](std::optional<Result> result, MGResultError error) {
+                    if (result)
+                        return done(Done{Done::Succeeded, std::move(result), std::nullopt});
+                    done(Done{Done::Failed, std::nullopt, error, true});
+                });
+            });
+            return;
+        }
         self->getAuthConnectionForRight(MGAclProtocol::right(method), [self, invoke, done, description,
                                                                        connectionFailed](MGResultError authError) {
             if (authError && authError->isAuthorizationCanceled())
@@ -75,18 +95,19 @@ void MGAclServiceClient::performRemote(MGAclRemoteMethod method, Invoke<Result> 
 }
 
 template void MGAclServiceClient::performRemote<MGAclList>(MGAclRemoteMethod, Invoke<MGAclList>,
-                                                           std::function<void(Outcome<MGAclList>)>);
+                                                           std::function<void(Outcome<MGAclList>)>, const QUrl &);
 template void MGAclServiceClient::performRemote<QList<MGTreeNode::Pointer>>(
-    MGAclRemoteMethod, Invoke<QList<MGTreeNode::Pointer>>, std::function<void(Outcome<QList<MGTreeNode::Pointer>>)>);
+    MGAclRemoteMethod, Invoke<QList<MGTreeNode::Pointer>>, std::function<void(Outcome<QList<MGTreeNode::Pointer>>)>,
+    const QUrl &);
 template void MGAclServiceClient::performRemote<std::monostate>(MGAclRemoteMethod, Invoke<std::monostate>,
-                                                                std::function<void(Outcome<std::monostate>)>);
+                                                                std::function<void(Outcome<std::monostate>)>, const QUrl &);
 
 void MGAclServiceClient::getEntriesWithUrl(const QUrl &url, MGAclServiceProxy::EntriesReply reply)
 {
     performRemote<MGAclList>(
         MGAclRemoteMethod::GetEntries,
         [url](MGAclServiceProxy &proxy, auto answer) { proxy.getAclEntriesWithUrl(url, answer); },
-        [reply](Outcome<MGAclList> outcome) { reply(outcome.result, outcome.error); });
+        [reply](Outcome<MGAclList> outcome) { reply(outcome.result, outcome.error); }, url);
 }
 
 void MGAclServiceClient::getAccessWithUrl(const QUrl &url, const QUuid &uuid, MGAclServiceProxy::AccessReply reply,
@@ -104,7 +125,8 @@ void MGAclServiceClient::getAccessWithUrl(const QUrl &url, const QUuid &uuid, MG
         },
         [reply, blockedBy](Outcome<QList<MGTreeNode::Pointer>> outcome) {
             reply(outcome.result, outcome.fromPrivilegedReply ? MGResultError() : outcome.error, *blockedBy);
-        });
+        },
+        url);
 }
 
 void MGAclServiceClient::sendEntries(MGAclRemoteMethod method, const MGAclList &entries, const QUrl &url,
@@ -123,7 +145,7 @@ void MGAclServiceClient::sendEntries(MGAclRemoteMethod method, const MGAclList &
             else
                 proxy.setAclEntries(entries, url, reply, expected);
         },
-        std::move(done));
+        std::move(done), url);
 }
 
 void MGAclServiceClient::restoreEntries(const MGAclList &entries, mode_t specialBits, const QUrl &url,
@@ -139,7 +161,7 @@ void MGAclServiceClient::restoreEntries(const MGAclList &entries, mode_t special
                 },
                 expected, specialBits);
         },
-        std::move(done));
+        std::move(done), url);
 }
 
 void MGAclServiceClient::backupWithUrl(const QUrl &url, MGAclServiceProxy::TextHandler text,
@@ -165,7 +187,7 @@ void MGAclServiceClient::backupWithUrl(const QUrl &url, MGAclServiceProxy::TextH
                 },
                 itemOnly);
         },
-        std::move(done));
+        std::move(done), url);
 }
 
 void MGAclServiceClient::auditWithUrl(const QUrl &url, const QUuid &uuid, const QString &level, bool summary,
@@ -183,5 +205,5 @@ void MGAclServiceClient::auditWithUrl(const QUrl &url, const QUuid &uuid, const 
                     answer(error ? std::nullopt : std::optional<QByteArray>(*text), error);
                 });
         },
-        std::move(done));
+        std::move(done), url);
 }

@@ -67,8 +67,12 @@ public:
     void auditWithUrl(const QUrl &url, const QUuid &uuid, const QString &level, bool summary,
                       std::function<void(Outcome<QByteArray>)> done);
 
+    // For an item on a file server (`item`), a permission error asks for another account of
+    // that server (MGServerLogins::ask) instead of an authorisation, and the one retry is made
+    // with it over the ordinary connection: the privileged service never reaches a server.
     template <typename Result>
-    void performRemote(MGAclRemoteMethod method, Invoke<Result> invoke, std::function<void(Outcome<Result>)> done);
+    void performRemote(MGAclRemoteMethod method, Invoke<Result> invoke, std::function<void(Outcome<Result>)> done,
+                       const QUrl &item = QUrl());
 
 protected:
     explicit MGAclServiceClient(const QString &queueLabel);

@@ -1,6 +1,7 @@
 #include "MGServiceConnection.h"
 
 #include "MGItemPaths.h"
+#include "MGServerLogins.h"
 #include "NTLocalizedString.h"
 
 #include <QCborArray>
@@ -8,6 +9,18 @@
 namespace Key = MGAclProtocol::Key;
 
 namespace {
+
+// What names an item in a request: its path, or a server item's URL with the account
+// given for that server.
+QCborMap itemArguments(const QUrl &url)
+{
+    QCborMap arguments{{QString(Key::Path), MGItemPaths::requestPath(url)}};
+    if (MGItemPaths::isServerUrl(url)) {
+        if (const std::optional<MGServerCredentials> login = MGServerLogins::forUrl(url))
+            arguments.insert(QString(Key::Credentials), login->toCbor());
+    }
+    return arguments;
+}
 
 class RemoteProxy : public MGAclServiceProxy
 {
@@ -19,7 +32,7 @@ public:
 
     void getAclEntriesWithUrl(const QUrl &url, EntriesReply reply) override
     {
-        call(MGAclRemoteMethod::GetEntries, {{QString(Key::Path), MGItemPaths::nativePath(url)}}, [reply](const QCborMap &map, QString *why) {
+        call(MGAclRemoteMethod::GetEntries, itemArguments(url), [reply](const QCborMap &map, QString *why) {
             const QCborValue entries = map.value(MGAclProtocol::Field::Entries);
             std::optional<MGAclList> list;
             if (!entries.isUndefined() && !(list = MGAclLists::fromCbor(entries, why)))
@@ -71,7 +84,7 @@ public:
 
     void backupAclEntriesWithUrl(const QUrl &url, TextHandler text, ErrorReply reply, bool itemOnly) override
     {
-        QCborMap arguments{{QString(Key::Path), MGItemPaths::nativePath(url)}};
+        QCborMap arguments = itemArguments(url);
         if (itemOnly)
             arguments.insert(QString(Key::ItemOnly), true);
         call(MGAclRemoteMethod::BackupEntries, arguments, errorOnly(reply), textPieces(text));
@@ -91,7 +104,7 @@ public:
     {
         call(
             MGAclRemoteMethod::AuditAccess,
-            {{QString(Key::Path), MGItemPaths::nativePath(url)},
+            {{QString(Key::Path), MGItemPaths::requestPath(url)},
              {QString(Key::Identity), uuid.toString(QUuid::WithoutBraces)},
              {QString(Key::Level), level},
              {QString(Key::Summary), summary}},
@@ -101,7 +114,7 @@ public:
     void getAclAccessWithUrl(const QUrl &url, const QUuid &uuid, AccessReply reply,
                              const std::optional<MGAclList> &edited) override
     {
-        QCborMap arguments{{QString(Key::Path), MGItemPaths::nativePath(url)},
+        QCborMap arguments{{QString(Key::Path), MGItemPaths::requestPath(url)},
                            {QString(Key::Identity), uuid.toString(QUuid::WithoutBraces)}};
         if (edited)
             arguments.insert(QString(Key::Entries), MGAclLists::toCbor(*edited));
@@ -141,8 +154,8 @@ private:
                      const MGAclExpectation &expected, ErrorReply reply, const QCborMap &extra = {},
                      MGServiceConnection::ProgressHandler onProgress = {})
     {
-        QCborMap arguments{{QString(Key::Path), MGItemPaths::nativePath(url)},
-                           {QString(Key::Entries), MGAclLists::toCbor(entries)}};
+        QCborMap arguments = itemArguments(url);
+        arguments.insert(QString(Key::Entries), MGAclLists::toCbor(entries));
         if (expected.entries)
             arguments.insert(QString(Key::Expected), MGAclLists::toCbor(*expected.entries));
         if (expected.item) {

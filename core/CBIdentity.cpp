@@ -22,6 +22,13 @@ CBIdentity CBIdentity::group(gid_t gid, const QString &name, const QString &full
     return CBIdentity(Class::Group, gid, name, fullName);
 }
 
+CBIdentity CBIdentity::principal(const QString &sid, const QString &name)
+{
+    CBIdentity identity(Class::Principal, 0, name, QString());
+    identity.m_sid = sid.toUpper();
+    return identity;
+}
+
 QUuid CBIdentity::uuidFor(Class identityClass, quint32 posixID)
 {
     if (identityClass != Class::User && identityClass != Class::Group)
@@ -59,6 +66,8 @@ QString CBIdentity::displayName() const
         return NTLocalizedString::localize(QStringLiteral("Everyone"), acl);
     case Class::MaskSpecial:
         return NTLocalizedString::localize(QStringLiteral("Mask"), acl);
+    case Class::Principal:
+        return m_posixName.isEmpty() ? m_sid : m_posixName;
     default:
         // An id without an account is shown in a form no name can take (no name holds a
         // colon), so "5000" the name and 5000 the id are never mistaken for each other.

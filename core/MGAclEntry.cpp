@@ -40,6 +40,13 @@ MGAclEntry::Pointer MGAclEntry::posixEntry(Kind kind, const CBIdentity &identity
     return entry;
 }
 
+MGAclEntry::Pointer MGAclEntry::ownerEntry(Kind kind, const CBIdentity &identity, bool directory)
+{
+    Pointer entry = aclEntry(Allow, identity, 0, 0, directory, false);
+    entry->m_kind = kind;
+    return entry;
+}
+
 qint64 MGAclEntry::permissionGroup() const
 {
     if (m_customPicked)
@@ -284,7 +291,7 @@ namespace {
 // An entry travels as the list of its fields in this order: a list of thousands of entries
 // then costs a fraction of what maps with named fields cost to write and read.
 enum Field { KindField, TagField, ClassField, IdField, NameField, FullNameField, PermissionsField, FlagsField,
-             DirectoryField, PosixField, FieldCount };
+             DirectoryField, PosixField, SidField, FieldCount };
 }
 
 QCborValue MGAclEntry::toCbor() const
@@ -298,7 +305,8 @@ QCborValue MGAclEntry::toCbor() const
                       qint64(m_permissions),
                       qint64(m_flags),
                       m_directory,
-                      m_posix});
+                      m_posix,
+                      m_identity.sid()});
 }
 
 MGAclEntry::Pointer MGAclEntry::fromCbor(const QCborValue &value, QString *problem)
@@ -307,7 +315,7 @@ MGAclEntry::Pointer MGAclEntry::fromCbor(const QCborValue &value, QString *probl
         QStringLiteral("entry kind"),        QStringLiteral("entry tag"),   QStringLiteral("entry identity class"),
         QStringLiteral("entry identity id"), QStringLiteral("entry name"),  QStringLiteral("entry full name"),
         QStringLiteral("entry permissions"), QStringLiteral("entry flags"), QStringLiteral("entry directory mark"),
-        QStringLiteral("entry POSIX mark")};
+        QStringLiteral("entry POSIX mark"),  QStringLiteral("entry SID")};
     MGCborReader read(problem);
     if (!isEncodedEntry(value)) {
         read.fail(QStringLiteral("an entry is not tagged as one"));
@@ -327,14 +335,22 @@ MGAclEntry::Pointer MGAclEntry::fromCbor(const QCborValue &value, QString *probl
     const auto id = read.integer(at(IdField), {names[IdField]}, 0, UINT32_MAX);
     const auto name = read.text(at(NameField), names[NameField], MaximumNameLength);
     const auto fullName = read.text(at(FullNameField), names[FullNameField], MaximumNameLength);
-    const auto permissions = read.bits(at(PermissionsField), {names[PermissionsField]}, MGAclPermission::All);
+    // A file server's entries keep bits the editor has no box for (generic rights).
+    const auto permissions = read.bits(at(PermissionsField), {names[PermissionsField]}, 0xFFFFFFFF);
     const auto flags = read.bits(at(FlagsField), {names[FlagsField]}, MGAclFlag::All);
     const auto directory = read.boolean(at(DirectoryField), {names[DirectoryField]});
     const auto posix = read.boolean(at(PosixField), {names[PosixField]});
+    const auto sid = read.text(at(SidField), names[SidField], MaximumNameLength);
     if (!read.ok())
         return nullptr;
-    const CBIdentity who(CBIdentity::Class(*identityClass), quint32(*id), *name,
-                         *fullName == *name ? QString() : *fullName);
+    // Only a file server's entries hold bits beyond the editor's own (generic rights).
+    if (*posix && (*permissions & ~quint32(MGAclPermission::All))) {
+        read.fail(QStringLiteral("%1 holds bits a POSIX entry cannot have").arg(names[PermissionsField]));
+        return nullptr;
+    }
+    const CBIdentity who = CBIdentity::Class(*identityClass) == CBIdentity::Class::Principal
+        ? CBIdentity::principal(*sid, *name)
+        : CBIdentity(CBIdentity::Class(*identityClass), quint32(*id), *name, *fullName == *name ? QString() : *fullName);
     Pointer entry = aclEntry(int(*tag), who, *permissions, *flags, *directory, *posix);
     entry->m_kind = Kind(*kind);
     return entry;

@@ -45,6 +45,8 @@ public:
                             bool directory, bool posix);
     // An entry of the POSIX section with r/w/x bits (4, 2, 1).
     static Pointer posixEntry(Kind kind, const CBIdentity &identity, int rwx, bool directory);
+    // The owner or owning group of an item whose store names them without permissions.
+    static Pointer ownerEntry(Kind kind, const CBIdentity &identity, bool directory);
 
     Kind kind() const { return m_kind; }
     bool isAcl() const { return m_kind == Kind::Acl; }

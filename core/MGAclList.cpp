@@ -4,6 +4,7 @@
 
 #include <QCborArray>
 #include <QHash>
+#include <cerrno>
 
 namespace MGAclLists {
 
@@ -29,6 +30,14 @@ bool sameEntries(const MGAclList &a, const MGAclList &b)
             y << entry;
     return std::equal(x.begin(), x.end(), y.begin(), y.end(),
                       [](const MGAclEntry *p, const MGAclEntry *q) { return p->isEqual(*q); });
+}
+
+MGError changedElsewhere(const QString &what, const QString &path)
+{
+    return MGError::posixError(ESTALE, QStringLiteral("%1 \u201c%2\u201d: they were changed elsewhere since they were "
+                                                      "read, and nothing was changed. Look at them as they are now and "
+                                                      "make the change again.")
+                                           .arg(what, path));
 }
 
 bool isEqualToList(const MGAclList &a, const MGAclList &b)

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "MGAclEntry.h"
+#include "MGError.h"
 
 #include <QByteArray>
 #include <QList>
@@ -32,6 +33,9 @@ inline MGAclEntry::Pointer entryPointerOf(const MGAclItem &item)
 bool itemsEqual(const MGAclItem &a, const MGAclItem &b);
 // The same entries in the same order; section titles (words in some language) aside.
 bool sameEntries(const MGAclList &a, const MGAclList &b);
+// The error for an item whose entries were changed elsewhere since they were read; `what`
+// says what failed ("Cannot change the permissions of").
+MGError changedElsewhere(const QString &what, const QString &path);
 // Titles compare as strings, entries by value.
 bool isEqualToList(const MGAclList &a, const MGAclList &b);
 // The first index holding an item equal to `item`, -1 when there is none.

@@ -2,6 +2,7 @@
 
 #include "MGAclList.h"
 #include "MGCborReader.h"
+#include "MGItemPaths.h"
 
 #include <QCborStreamReader>
 #include <QUuid>
@@ -40,7 +41,7 @@ using MGAclProtocol::Argument;
 using MGAclProtocol::ArgumentType;
 namespace Key = MGAclProtocol::Key;
 
-constexpr Argument ReadArguments[] = {{Key::Path, ArgumentType::Path}};
+constexpr Argument ReadArguments[] = {{Key::Path, ArgumentType::Path}, {Key::Credentials, ArgumentType::Credentials, true}};
 constexpr Argument BackupArguments[] = {{Key::Path, ArgumentType::Path}, {Key::ItemOnly, ArgumentType::Flag, true}};
 constexpr Argument SetArguments[] = {{Key::Path, ArgumentType::Path},
                                      {Key::Entries, ArgumentType::Entries},
@@ -48,7 +49,8 @@ constexpr Argument SetArguments[] = {{Key::Path, ArgumentType::Path},
                                      {Key::Device, ArgumentType::Number, true},
                                      {Key::Inode, ArgumentType::Number, true},
                                      {Key::Born, ArgumentType::Number, true},
-                                     {Key::SpecialBits, ArgumentType::SpecialBits, true}};
+                                     {Key::SpecialBits, ArgumentType::SpecialBits, true},
+                                     {Key::Credentials, ArgumentType::Credentials, true}};
 constexpr Argument PropagateArguments[] = {{Key::Path, ArgumentType::Path},
                                            {Key::Entries, ArgumentType::Entries},
                                            {Key::Expected, ArgumentType::Entries, true},
@@ -77,7 +79,9 @@ bool check(const Argument &argument, const QCborMap &map, MGCborReader &read)
         if (!value.isByteArray())
             return read.fail(QStringLiteral("the item is not a path"));
         const QByteArray path = value.toByteArray();
-        return path.startsWith('/') && !path.contains('\0') ? true : read.fail(QStringLiteral("the item is not an absolute path"));
+        return (path.startsWith('/') || MGItemPaths::isServerPath(path)) && !path.contains('\0')
+            ? true
+            : read.fail(QStringLiteral("the item is not an absolute path"));
     }
     case ArgumentType::Entries: {
         // Read entry by entry here, so that no malformed list reaches an authorisation.
@@ -111,6 +115,12 @@ bool check(const Argument &argument, const QCborMap &map, MGCborReader &read)
     }
     case ArgumentType::Flag:
         return read.boolean(map, what, name).has_value();
+    case ArgumentType::Credentials: {
+        const QString kind = QStringLiteral("credentials");
+        const std::optional<QCborMap> fields = read.map(value, kind, {QStringLiteral("user"), QStringLiteral("password"), QStringLiteral("domain")});
+        return fields && read.text(*fields, kind, QStringLiteral("user"), 256) && read.text(*fields, kind, QStringLiteral("domain"), 256)
+            && read.bytes(*fields, kind, QStringLiteral("password"), 1024);
+    }
     }
     return false;
 }

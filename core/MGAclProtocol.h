@@ -73,7 +73,7 @@ inline constexpr QLatin1String Text("text");
 // The arguments of the methods, by name: the client builds requests with these names and
 // the service checks every request against the table below before anything else.
 namespace Key {
-inline constexpr QLatin1String Path("path"); // bytes: an absolute path
+inline constexpr QLatin1String Path("path"); // bytes: an absolute path, or an smb:// URL (MGItemPaths)
 inline constexpr QLatin1String Entries("entries"); // an entry list
 inline constexpr QLatin1String Expected("expected"); // the list the item must still hold
 inline constexpr QLatin1String Identity("uuid"); // text: a user's or group's UUID
@@ -85,11 +85,12 @@ inline constexpr QLatin1String Device("device"); // with "inode" (and "born"): t
 inline constexpr QLatin1String Inode("inode");
 inline constexpr QLatin1String Born("born"); // nanoseconds since the epoch
 inline constexpr QLatin1String ItemOnly("itemOnly"); // true or false: a backup of the item alone
+inline constexpr QLatin1String Credentials("credentials"); // {"user", "password", "domain"}: a file server's account
 inline constexpr QLatin1String SpecialBits("specialBits"); // set-id and sticky bits to give the item (S_ISUID | S_ISGID | S_ISVTX)
 }
 
 // What an argument must be.
-enum class ArgumentType { Path, Entries, Identity, RequestNumber, Level, Flag, Number, SpecialBits };
+enum class ArgumentType { Path, Entries, Identity, RequestNumber, Level, Flag, Number, SpecialBits, Credentials };
 struct Argument
 {
     QLatin1String name;

@@ -22,8 +22,26 @@ QUrl urlForNativePath(const QByteArray &path)
     return QUrl::fromEncoded("file://" + path.toPercentEncoding("/"), QUrl::StrictMode);
 }
 
+bool isServerUrl(const QUrl &url)
+{
+    return url.scheme() == QLatin1String("smb") && !url.host().isEmpty();
+}
+
+bool isServerPath(const QByteArray &path)
+{
+    return path.startsWith("smb://");
+}
+
+QByteArray requestPath(const QUrl &url)
+{
+    return isServerUrl(url) ? url.adjusted(QUrl::RemovePassword | QUrl::RemoveQuery | QUrl::RemoveFragment).toEncoded()
+                            : nativePath(url);
+}
+
 QString shownPath(const QUrl &url)
 {
+    if (isServerUrl(url))
+        return url.toDisplayString(QUrl::RemovePassword | QUrl::RemoveQuery | QUrl::RemoveFragment);
     return QFile::decodeName(nativePath(url));
 }
 

@@ -13,6 +13,13 @@ namespace MGItemPaths {
 QByteArray nativePath(const QUrl &url);
 // The file URL of a path given as bytes; nativePath() gives the same bytes back.
 QUrl urlForNativePath(const QByteArray &path);
+// Items on SMB file servers are named by their URL ("smb://SERVER/SHARE/PATH"), which
+// travels to the ACL service as its encoded bytes in place of a path.
+bool isServerUrl(const QUrl &url);
+bool isServerPath(const QByteArray &path);
+// What names the item in a request: its path, or a server item's URL without any password.
+QByteArray requestPath(const QUrl &url);
+
 // The path as shown to the user (bytes that are not UTF-8 show as replacement characters).
 QString shownPath(const QUrl &url);
 

@@ -287,9 +287,6 @@ std::optional<MGError> MGPosixLists::changedSince(const MGPosixItemState &curren
 {
     if (MGAclLists::sameEntries(listFromState(current), expected))
         return std::nullopt;
-    return MGError::posixError(ESTALE, QStringLiteral("%1 \u201c%2\u201d: they were changed elsewhere since they were "
-                                                      "read, and nothing was changed. Look at them as they are now and "
-                                                      "make the change again.")
-                                           .arg(what, path));
+    return MGAclLists::changedElsewhere(what, path);
 }
 

@@ -20,6 +20,8 @@ public:
             for (const MGAclProtocol::Argument &argument : MGAclProtocol::arguments(*header.method)) {
                 if (argument.type == MGAclProtocol::ArgumentType::Entries)
                     m_entryLists << QString(argument.name);
+                if (argument.type == MGAclProtocol::ArgumentType::Credentials)
+                    m_smallMaps << QString(argument.name);
             }
         }
     }
@@ -40,7 +42,7 @@ public:
 private:
     // Where a value stands: the request itself, one of its fields, the method's argument
     // record, or one of its arguments (an entry list by the table, or another).
-    enum class Level { Request, Field, Arguments, Argument, EntryList };
+    enum class Level { Request, Field, Arguments, Argument, EntryList, SmallMap };
 
     std::nullopt_t fail(const QString &why)
     {
@@ -121,6 +123,8 @@ private:
         case QCborStreamReader::Map:
             if (level == Level::Request || level == Level::Arguments)
                 return copyMap(level);
+            if (level == Level::SmallMap)
+                return copySmall();
             return empty(false);
         case QCborStreamReader::Array:
             if (level == Level::EntryList)
@@ -168,12 +172,26 @@ private:
             if (level == Level::Request && key == MGAclProtocol::Field::Arguments)
                 inner = Level::Arguments;
             else if (level == Level::Arguments)
-                inner = m_entryLists.contains(key) ? Level::EntryList : Level::Argument;
+                inner = m_entryLists.contains(key) ? Level::EntryList : m_smallMaps.contains(key) ? Level::SmallMap : Level::Argument;
             if (!copy(inner))
                 return false;
         }
         m_writer.endMap();
         return readable() && m_reader.leaveContainer();
+    }
+
+    // A map the method takes whole (a file server's account): copied when it is small, which
+    // is all it can be when it is right.
+    bool copySmall()
+    {
+        const qint64 start = m_reader.currentOffset();
+        if (!m_reader.next())
+            return false;
+        const qint64 size = m_reader.currentOffset() - start;
+        if (size > MGRequestOutline::MaximumItemBytes)
+            return refuse(QStringLiteral("an argument is larger than %1 bytes").arg(MGRequestOutline::MaximumItemBytes));
+        QCborValue::fromCbor(m_request.mid(start, size)).toCbor(m_writer);
+        return true;
     }
 
     // An entry list: each entry read alone from its own bytes and checked as a list of one,
@@ -211,6 +229,7 @@ private:
     QCborStreamWriter m_writer;
     QString *m_problem;
     QStringList m_entryLists; // the method's arguments that are entry lists
+    QStringList m_smallMaps; // the method's arguments that are small maps, copied whole
 };
 }
 

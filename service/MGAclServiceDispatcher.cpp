@@ -9,7 +9,9 @@
 #include "MGAclTextFormat.h"
 #include "MGAuditLog.h"
 #include "MGCborReader.h"
+#include "MGItemPaths.h"
 #include "MGPosixAclStore.h"
+#include "MGSmbRequests.h"
 #include "NTLocalizedString.h"
 
 #include <QUuid>
@@ -183,6 +185,13 @@ QCborMap MGAclServiceDispatcher::answer(const QCborMap &request, const Caller &c
                                                                     .arg(failureFor(*method),
                                                                          QFile::decodeName(path.left(64)))
                                                                     .arg(MaximumPathLength - 1)));
+    if (MGItemPaths::isServerPath(path)) {
+        if (!caller.serverItems)
+            return errorReply(id, MGError::posixError(EPERM, QStringLiteral("%1: items on file servers are reached as "
+                                                                            "the user, never by the privileged service.")
+                                                                 .arg(MGAclProtocol::description(*method))));
+        return MGSmbRequests::answer(id, *method, args);
+    }
     // The item is resolved once, here; everything after goes through its descriptor.
     const MGResult<MGFileItem> item = MGFileItem::open(path, failureFor(*method));
     if (!item)

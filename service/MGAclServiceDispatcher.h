@@ -30,6 +30,9 @@ public:
         // service keeps them): saves, propagations and dry runs, stops, whether they
         // changed anything or not; none for reads, and none when empty.
         std::function<void(const MGAuditRecord &record)> record;
+        // Whether items on file servers are served: only by the ordinary service, which
+        // runs as the user; the privileged one refuses them.
+        bool serverItems = false;
     };
 
     static QCborMap handle(const QCborMap &request, const Caller &caller);

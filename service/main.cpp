@@ -19,6 +19,7 @@
 #include <malloc.h>
 #include <cstdio>
 #include <sys/resource.h>
+#include <fcntl.h>
 #include <unistd.h>
 
 namespace {
@@ -31,13 +32,19 @@ constexpr std::size_t MaximumWaiting = 64;
 int serveStdio()
 {
     MGPropagationRegistry registry;
+    // Replies go out on a descriptor of their own: what a library prints to standard output
+    // (the SMB client's messages) goes to standard error and never into a frame.
+    const int replies = fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, 3);
+    if (replies < 0 || dup2(STDERR_FILENO, STDOUT_FILENO) < 0)
+        return 1;
     // Progress reports come from the walking threads while a request runs.
     QMutex writeLock;
-    auto send = [&writeLock](const QCborMap &frame) {
+    auto send = [&writeLock, replies](const QCborMap &frame) {
         QMutexLocker locker(&writeLock);
-        return MGFrames::writeFrame(STDOUT_FILENO, frame.toCborValue().toCbor());
+        return MGFrames::writeFrame(replies, frame.toCborValue().toCbor());
     };
-    const MGAclServiceDispatcher::Caller caller{StdioCaller, &registry, [&send](const QCborMap &report) { send(report); }, {}};
+    const MGAclServiceDispatcher::Caller caller{StdioCaller, &registry, [&send](const QCborMap &report) { send(report); }, {},
+                                                true};
 
     // Requests run one at a time, in order, on a worker; a stop is answered at once here,
     // so that it reaches the walk it stops.

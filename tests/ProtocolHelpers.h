@@ -42,11 +42,17 @@ inline QCborMap validArguments(MGAclRemoteMethod method, const QString &file, co
         case MGAclProtocol::ArgumentType::Level: value = QStringLiteral("write"); break;
         case MGAclProtocol::ArgumentType::Flag: value = false; break;
         case MGAclProtocol::ArgumentType::SpecialBits: value = 0; break;
+        case MGAclProtocol::ArgumentType::Credentials:
+            value = QCborMap{{QStringLiteral("user"), QStringLiteral("nobody")}, {QStringLiteral("password"), QByteArray("x")},
+                             {QStringLiteral("domain"), QString()}};
+            break;
         }
         // What the item must still hold ("expected", its device and inode) is left out: a
         // write of these arguments is refused by nothing else. So are special bits to give it.
+        // A file server's account is for server items only.
         const bool expectation = argument.type == MGAclProtocol::ArgumentType::Entries
-            || argument.type == MGAclProtocol::ArgumentType::Number || argument.type == MGAclProtocol::ArgumentType::SpecialBits;
+            || argument.type == MGAclProtocol::ArgumentType::Number || argument.type == MGAclProtocol::ArgumentType::SpecialBits
+            || argument.type == MGAclProtocol::ArgumentType::Credentials;
         if (!argument.optional || !expectation)
             arguments.insert(QString(argument.name), value);
     }
@@ -58,7 +64,7 @@ inline QList<QCborValue> wrongValues(MGAclProtocol::ArgumentType type)
 {
     switch (type) {
     case MGAclProtocol::ArgumentType::Path:
-        return {QStringLiteral("/tmp"), 5, QByteArray("relative/path"), QByteArray("/tmp\0x", 6), QCborValue()};
+        return {QStringLiteral("/tmp"), 5, QByteArray("relative/path"), QByteArray("/tmp\0x", 6), QByteArray("smbx://h/s"), QCborValue()};
     case MGAclProtocol::ArgumentType::Entries:
         return {QCborMap(), QStringLiteral("entries"), 3, QCborValue()};
     case MGAclProtocol::ArgumentType::Identity:
@@ -72,6 +78,11 @@ inline QList<QCborValue> wrongValues(MGAclProtocol::ArgumentType type)
         return {QStringLiteral("yes"), 1, QStringLiteral("true"), QCborValue()};
     case MGAclProtocol::ArgumentType::SpecialBits: // permission bits, a file type, beyond a mode
         return {QStringLiteral("2048"), -1, 0777, 04777, 0100000, qint64(1) << 40, 1.5, QCborValue()};
+    case MGAclProtocol::ArgumentType::Credentials: // not a map, a field missing or too long, a text password
+        return {QStringLiteral("alice:secret"), QCborMap{{QStringLiteral("user"), QStringLiteral("alice")}},
+                QCborMap{{QStringLiteral("user"), QString(300, 'a')}, {QStringLiteral("password"), QByteArray("x")}, {QStringLiteral("domain"), QString()}},
+                QCborMap{{QStringLiteral("user"), QStringLiteral("a")}, {QStringLiteral("password"), QStringLiteral("x")}, {QStringLiteral("domain"), QString()}},
+                QCborValue()};
     }
     return {};
 }

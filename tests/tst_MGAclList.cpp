@@ -92,7 +92,7 @@ private slots:
         const QCborArray good = encodedSample();
         QVERIFY(MGAclLists::fromCbor(good, nullptr));
         // An entry is the list of its fields: kind, tag, identity class, id, name, full name,
-        // permissions, flags, directory mark, POSIX mark.
+        // permissions, flags, directory mark, POSIX mark, SID.
         auto withEntryField = [&](int field, const QCborValue &value) {
             QCborArray bad = good;
             QCborArray entry = bad.at(1).taggedValue().toArray();
@@ -113,6 +113,8 @@ private slots:
         expectRefused(withEntryField(7, 0x10));
         expectRefused(withEntryField(8, 1));
         expectRefused(withEntryField(9, QCborValue()));
+        expectRefused(withEntryField(10, 7));
+        expectRefused(withEntryField(10, QString(5000, 'S')));
         QCborArray missing = good;
         QCborArray entry = missing.at(1).taggedValue().toArray();
         entry.removeLast();

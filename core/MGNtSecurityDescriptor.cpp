@@ -1,0 +1,261 @@
+#include "MGNtSecurityDescriptor.h"
+
+#include "MGPosixLists.h"
+#include "NTLocalizedString.h"
+
+#include <algorithm>
+#include <cerrno>
+
+namespace {
+MGError unreadable(const QString &why)
+{
+    return MGError::posixError(EPROTO, QStringLiteral("The server described the item's permissions in a form that "
+                                                      "cannot be read: %1.")
+                                           .arg(why));
+}
+
+// The server's name for a SID in the form it gives: "\Everyone" for a name without a
+// domain, the SID itself for one it cannot name.
+QString shownName(const QString &name, const QString &sid)
+{
+    if (name.compare(sid, Qt::CaseInsensitive) == 0)
+        return QString();
+    return name.startsWith(QLatin1Char('\\')) ? name.mid(1) : name;
+}
+
+std::optional<quint32> number(const QString &text)
+{
+    bool ok = false;
+    const quint32 value = text.startsWith(QLatin1String("0x"), Qt::CaseInsensitive) ? text.mid(2).toUInt(&ok, 16)
+                                                                                     : text.toUInt(&ok, 10);
+    return ok ? std::optional<quint32>(value) : std::nullopt;
+}
+
+struct Parsed
+{
+    QString owner, group;
+    QList<MGNtAce> aces; // with the SID or the name in `sid`
+};
+
+std::optional<Parsed> parseText(const QByteArray &text, QString *why)
+{
+    Parsed parsed;
+    // The library ends the text with its terminating zero; names hold no comma.
+    for (const QString &token : QString::fromUtf8(text).remove(QChar(0)).split(QLatin1Char(','), Qt::SkipEmptyParts)) {
+        if (token.startsWith(QLatin1String("REVISION:")))
+            continue;
+        if (token.startsWith(QLatin1String("OWNER:"))) {
+            parsed.owner = token.mid(6);
+            continue;
+        }
+        if (token.startsWith(QLatin1String("GROUP:"))) {
+            parsed.group = token.mid(6);
+            continue;
+        }
+        if (!token.startsWith(QLatin1String("ACL:"))) {
+            *why = QStringLiteral("unknown part \u201c%1\u201d").arg(token.left(40));
+            return std::nullopt;
+        }
+        const qsizetype colon = token.lastIndexOf(QLatin1Char(':'));
+        const QStringList fields = token.mid(colon + 1).split(QLatin1Char('/'));
+        const auto type = fields.size() == 3 ? number(fields[0]) : std::nullopt;
+        const auto flags = fields.size() == 3 ? number(fields[1]) : std::nullopt;
+        const auto mask = fields.size() == 3 ? number(fields[2]) : std::nullopt;
+        if (colon <= 4 || !type || !flags || !mask) {
+            *why = QStringLiteral("the entry \u201c%1\u201d").arg(token.left(80));
+            return std::nullopt;
+        }
+        if (*type != MGNtAce::Allowed && *type != MGNtAce::Denied) {
+            *why = QStringLiteral("an entry is of kind %1, which this editor cannot show or keep (only allow and deny "
+                                  "entries)")
+                       .arg(*type);
+            return std::nullopt;
+        }
+        if (*flags & ~(MGNtSecurityDescriptor::InheritanceFlags | MGNtSecurityDescriptor::InheritedFlag)) {
+            *why = QStringLiteral("an entry has flags 0x%1, which this editor cannot show or keep").arg(*flags, 0, 16);
+            return std::nullopt;
+        }
+        parsed.aces << MGNtAce{int(*type), *flags, *mask, token.mid(4, colon - 4), QString()};
+    }
+    return parsed;
+}
+
+QString sidText(const QString &text)
+{
+    return text.startsWith(QLatin1String("S-"), Qt::CaseInsensitive) ? text.toUpper() : QString();
+}
+
+bool aceLess(const MGNtAce &a, const MGNtAce &b)
+{
+    return std::tie(a.type, a.flags, a.mask, a.sid) < std::tie(b.type, b.flags, b.mask, b.sid);
+}
+}
+
+MGResult<MGNtSecurityDescriptor> MGNtSecurityDescriptor::parse(const QByteArray &bySid, const QByteArray &byName)
+{
+    QString why;
+    const std::optional<Parsed> sids = parseText(bySid, &why);
+    if (!sids)
+        return unreadable(why);
+    const std::optional<Parsed> names = parseText(byName, &why);
+    if (!names)
+        return unreadable(why);
+    if (sids->aces.size() != names->aces.size())
+        return unreadable(QStringLiteral("it changed while it was read"));
+    MGNtSecurityDescriptor descriptor;
+    descriptor.ownerSid = sidText(sids->owner);
+    descriptor.ownerName = shownName(names->owner, sids->owner);
+    descriptor.groupSid = sidText(sids->group);
+    descriptor.groupName = shownName(names->group, sids->group);
+    for (qsizetype i = 0; i < sids->aces.size(); ++i) {
+        MGNtAce ace = sids->aces[i];
+        const MGNtAce &named = names->aces[i];
+        if (ace.type != named.type || ace.flags != named.flags || ace.mask != named.mask)
+            return unreadable(QStringLiteral("it changed while it was read"));
+        ace.sid = sidText(ace.sid);
+        if (ace.sid.isEmpty())
+            return unreadable(QStringLiteral("an entry names no SID"));
+        ace.name = shownName(named.sid, ace.sid);
+        descriptor.aces << ace;
+    }
+    return descriptor;
+}
+
+QByteArray MGNtSecurityDescriptor::text() const
+{
+    QStringList parts{QStringLiteral("REVISION:1")};
+    if (!ownerSid.isEmpty())
+        parts << QStringLiteral("OWNER:") + ownerSid;
+    else if (!ownerName.isEmpty())
+        parts << QStringLiteral("OWNER+:") + ownerName;
+    if (!groupSid.isEmpty())
+        parts << QStringLiteral("GROUP:") + groupSid;
+    for (const MGNtAce &ace : aces) {
+        const QString numbers = QStringLiteral("%1/%2/%3").arg(ace.type).arg(ace.flags).arg(ace.mask);
+        parts << (ace.sid.isEmpty() ? QStringLiteral("ACL+:%1:%2").arg(ace.name, numbers)
+                                    : QStringLiteral("ACL:%1:%2").arg(ace.sid, numbers));
+    }
+    return parts.join(QLatin1Char(',')).toUtf8();
+}
+
+QString MGNtSecurityDescriptor::ownerTitle()
+{
+    return NTLocalizedString::localize(QStringLiteral("Owner and Group"), QStringLiteral("ACL"));
+}
+
+MGAclList MGNtSecurityDescriptor::list(bool directory) const
+{
+    MGAclList list{MGPosixLists::aclTitle()};
+    for (const MGNtAce &ace : aces) {
+        const quint32 flags = (ace.flags & InheritanceFlags) | ((ace.flags & InheritedFlag) ? quint32(MGAclFlag::Inherited) : 0u);
+        list << MGAclEntry::aclEntry(ace.type == MGNtAce::Denied ? MGAclEntry::Deny : MGAclEntry::Allow,
+                                     CBIdentity::principal(ace.sid, ace.name), ace.mask, flags, directory, false);
+    }
+    list << ownerTitle();
+    list << MGAclEntry::ownerEntry(MGAclEntry::Kind::Owner, CBIdentity::principal(ownerSid, ownerName), directory);
+    list << MGAclEntry::ownerEntry(MGAclEntry::Kind::OwningGroup, CBIdentity::principal(groupSid, groupName), directory);
+    return list;
+}
+
+MGResult<MGNtSecurityDescriptor> MGNtSecurityDescriptor::fromList(const MGAclList &list)
+{
+    MGNtSecurityDescriptor descriptor;
+    for (const MGAclItem &item : list) {
+        const MGAclEntry *entry = MGAclLists::entryOf(item);
+        if (!entry)
+            continue;
+        const CBIdentity &who = entry->identity();
+        if (!who.isPrincipal() || (who.sid().isEmpty() && who.posixName().isEmpty()))
+            return MGError::posixError(EINVAL, QStringLiteral("The entry for \u201c%1\u201d names no account of the "
+                                                              "server, and nothing was changed.")
+                                                   .arg(entry->identityText()));
+        switch (entry->kind()) {
+        case MGAclEntry::Kind::Acl: {
+            if (entry->tag() != MGAclEntry::Allow && entry->tag() != MGAclEntry::Deny)
+                return MGError::posixError(EINVAL, QStringLiteral("The entry for \u201c%1\u201d is neither Allow nor "
+                                                                  "Deny, and nothing was changed.")
+                                                       .arg(entry->identityText()));
+            const quint32 flags = (entry->flags() & InheritanceFlags) | (entry->inherited() ? InheritedFlag : 0);
+            descriptor.aces << MGNtAce{entry->tag() == MGAclEntry::Deny ? MGNtAce::Denied : MGNtAce::Allowed, flags,
+                                       entry->permissions(), who.sid(), who.posixName()};
+            break;
+        }
+        case MGAclEntry::Kind::Owner:
+            descriptor.ownerSid = who.sid();
+            descriptor.ownerName = who.posixName();
+            break;
+        case MGAclEntry::Kind::OwningGroup:
+            descriptor.groupSid = who.sid();
+            descriptor.groupName = who.posixName();
+            if (who.sid().isEmpty())
+                return MGError::posixError(EINVAL, QStringLiteral("The group \u201c%1\u201d is known by name only; "
+                                                                  "give its SID, and nothing was changed.")
+                                                       .arg(who.posixName()));
+            break;
+        default:
+            return MGError::posixError(EINVAL, QStringLiteral("\u201c%1\u201d is a POSIX setting, which a file "
+                                                              "server does not keep, and nothing was changed.")
+                                                   .arg(entry->identityText()));
+        }
+    }
+    return descriptor;
+}
+
+namespace {
+// A SID of N sub-authorities takes 8 + 4N bytes; "S-1-5-21-a-b-c-d" has 5.
+qsizetype sidSize(const QString &sid)
+{
+    if (sid.isEmpty())
+        return 8 + 4 * 15;
+    return 8 + 4 * std::max<qsizetype>(0, sid.count(QLatin1Char('-')) - 2);
+}
+}
+
+qsizetype MGNtSecurityDescriptor::binarySize() const
+{
+    qsizetype size = 20 + sidSize(ownerSid) + sidSize(groupSid) + 8;
+    for (const MGNtAce &ace : aces)
+        size += 8 + sidSize(ace.sid);
+    return size;
+}
+
+bool MGNtSecurityDescriptor::isCanonical() const
+{
+    // Inherited entries keep the order of the folders they come from, which is theirs.
+    bool inherited = false, explicitAllow = false;
+    for (const MGNtAce &ace : aces) {
+        if (ace.flags & InheritedFlag) {
+            inherited = true;
+        } else if (inherited || (ace.type == MGNtAce::Denied && explicitAllow)) {
+            return false;
+        } else {
+            explicitAllow = explicitAllow || ace.type == MGNtAce::Allowed;
+        }
+    }
+    return true;
+}
+
+quint32 MGNtSecurityDescriptor::mapGenericRights(quint32 mask)
+{
+    constexpr struct
+    {
+        quint32 generic, rights;
+    } mapping[] = {{0x80000000, 0x00120089}, {0x40000000, 0x00120116}, {0x20000000, 0x001200a0}, {0x10000000, 0x001f01ff}};
+    for (const auto &map : mapping) {
+        if (mask & map.generic)
+            mask = (mask & ~map.generic) | map.rights;
+    }
+    return mask;
+}
+
+bool MGNtSecurityDescriptor::holdsSameAs(const MGNtSecurityDescriptor &other) const
+{
+    const auto sorted = [](QList<MGNtAce> aces) {
+        for (MGNtAce &ace : aces)
+            ace.mask = mapGenericRights(ace.mask);
+        std::sort(aces.begin(), aces.end(), aceLess);
+        aces.erase(std::unique(aces.begin(), aces.end()), aces.end());
+        return aces;
+    };
+    return ownerSid == other.ownerSid && groupSid == other.groupSid && sorted(aces) == sorted(other.aces);
+}

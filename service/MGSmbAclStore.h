@@ -1,0 +1,34 @@
+#pragma once
+
+#include "MGAclList.h"
+#include "MGNtSecurityDescriptor.h"
+#include "MGSmbClient.h"
+
+// Reads and writes the entry list of an item on an SMB file server (MGNtSecurityDescriptor)
+// over one connection.
+//
+// A write sends the owner, group and access control list whole, after checking that the
+// server still holds what the caller read, and reads it back: what the server then holds is
+// either what was sent or, where it kept something else, what it held before (put back).
+// The server's client library sorts entries into canonical order on the way, so a list in
+// another order is refused before anything is sent. Audit entries (the SACL) are never sent,
+// and stay as they are.
+class MGSmbAclStore
+{
+public:
+    explicit MGSmbAclStore(const MGSmbClient &client) : m_client(client) {}
+
+    MGResult<MGNtSecurityDescriptor> readDescriptor(const QByteArray &url) const;
+    MGResult<MGAclList> read(const QByteArray &url) const;
+    // With `expected`, only while the item still holds those entries.
+    MGResultError write(const QByteArray &url, const MGAclList &list, const std::optional<MGAclList> &expected) const;
+    MGResultError writeDescriptor(const QByteArray &url, const MGNtSecurityDescriptor &descriptor,
+                                  const MGNtSecurityDescriptor &current) const;
+
+    static inline const QString ReadFailure = QStringLiteral("Cannot read the permissions of");
+    static inline const QString WriteFailure = QStringLiteral("Cannot change the permissions of");
+
+private:
+    MGResult<bool> isDirectory(const QByteArray &url) const;
+    const MGSmbClient &m_client;
+};

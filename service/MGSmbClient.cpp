@@ -1,0 +1,243 @@
+#include "MGSmbClient.h"
+
+#include <QLibrary>
+#include <QMutex>
+#include <QUrl>
+#include <cerrno>
+#include <cstring>
+#include <libsmbclient.h>
+
+namespace {
+// The calls used, resolved once from the library.
+struct Library
+{
+    decltype(&smbc_new_context) newContext = nullptr;
+    decltype(&smbc_free_context) freeContext = nullptr;
+    decltype(&smbc_init_context) initContext = nullptr;
+    decltype(&smbc_setFunctionAuthDataWithContext) setAuth = nullptr;
+    decltype(&smbc_setOptionUserData) setUserData = nullptr;
+    decltype(&smbc_getOptionUserData) getUserData = nullptr;
+    decltype(&smbc_setOptionNoAutoAnonymousLogin) noAnonymous = nullptr;
+    decltype(&smbc_setOptionUseKerberos) useKerberos = nullptr;
+    decltype(&smbc_setOptionFallbackAfterKerberos) fallbackAfterKerberos = nullptr;
+    decltype(&smbc_setOptionUseCCache) useCCache = nullptr;
+    decltype(&smbc_setTimeout) setTimeout = nullptr;
+    decltype(&smbc_setDebug) setDebug = nullptr;
+    decltype(&smbc_setLogCallback) setLogCallback = nullptr;
+    decltype(&smbc_getFunctionGetxattr) getxattr = nullptr;
+    decltype(&smbc_getFunctionSetxattr) setxattr = nullptr;
+    decltype(&smbc_getFunctionStat) stat = nullptr;
+    decltype(&smbc_getFunctionOpendir) opendir = nullptr;
+    decltype(&smbc_getFunctionReaddir) readdir = nullptr;
+    decltype(&smbc_getFunctionClosedir) closedir = nullptr;
+    QString error;
+};
+
+const Library &library()
+{
+    static const Library loaded = [] {
+        Library l;
+        QLibrary lib(QStringLiteral("smbclient"), 0);
+        if (!lib.load()) {
+            l.error = lib.errorString();
+            return l;
+        }
+        const auto resolve = [&](auto &function, const char *name) {
+            function = reinterpret_cast<std::remove_reference_t<decltype(function)>>(lib.resolve(name));
+            if (!function && l.error.isEmpty())
+                l.error = QStringLiteral("the SMB client library has no %1").arg(QLatin1String(name));
+        };
+        resolve(l.newContext, "smbc_new_context");
+        resolve(l.freeContext, "smbc_free_context");
+        resolve(l.initContext, "smbc_init_context");
+        resolve(l.setAuth, "smbc_setFunctionAuthDataWithContext");
+        resolve(l.setUserData, "smbc_setOptionUserData");
+        resolve(l.getUserData, "smbc_getOptionUserData");
+        resolve(l.noAnonymous, "smbc_setOptionNoAutoAnonymousLogin");
+        resolve(l.useKerberos, "smbc_setOptionUseKerberos");
+        resolve(l.fallbackAfterKerberos, "smbc_setOptionFallbackAfterKerberos");
+        resolve(l.useCCache, "smbc_setOptionUseCCache");
+        resolve(l.setTimeout, "smbc_setTimeout");
+        resolve(l.setDebug, "smbc_setDebug");
+        resolve(l.setLogCallback, "smbc_setLogCallback");
+        resolve(l.getxattr, "smbc_getFunctionGetxattr");
+        resolve(l.setxattr, "smbc_getFunctionSetxattr");
+        resolve(l.stat, "smbc_getFunctionStat");
+        resolve(l.opendir, "smbc_getFunctionOpendir");
+        resolve(l.readdir, "smbc_getFunctionReaddir");
+        resolve(l.closedir, "smbc_getFunctionClosedir");
+        return l;
+    }();
+    return loaded;
+}
+
+// The library keeps state of its own between calls, so one connection works at a time.
+QMutex &turns()
+{
+    static QMutex mutex;
+    return mutex;
+}
+
+void copyInto(char *buffer, int size, const QByteArray &text)
+{
+    if (size <= 0)
+        return;
+    const int n = std::min<int>(size - 1, int(text.size()));
+    std::memcpy(buffer, text.constData(), size_t(n));
+    buffer[n] = '\0';
+}
+}
+
+struct MGSmbClient::Context
+{
+    SMBCCTX *context = nullptr;
+    const MGServerCredentials *credentials = nullptr;
+};
+
+MGSmbClient::MGSmbClient(const MGServerCredentials &credentials) : m_credentials(credentials)
+{
+    const Library &l = library();
+    if (!l.error.isEmpty()) {
+        m_setupError = MGError::posixError(ENOSYS, QStringLiteral("Items on file servers cannot be reached: %1.").arg(l.error));
+        return;
+    }
+    const QMutexLocker locker(&turns());
+    m_context = std::make_unique<Context>();
+    m_context->credentials = &m_credentials;
+    m_context->context = l.newContext();
+    if (!m_context->context) {
+        m_setupError = MGError::posixError(errno ? errno : ENOMEM, QStringLiteral("Items on file servers cannot be reached: "
+                                                                                  "the SMB client could not be set up."));
+        return;
+    }
+    SMBCCTX *context = m_context->context;
+    // The library's own messages (its attempts, in its words) say nothing the error that a
+    // call returns does not; they would only reach the caller's terminal.
+    l.setDebug(context, 0);
+    l.setLogCallback(context, nullptr, [](void *, int, const char *) {});
+    l.setUserData(context, m_context.get());
+    l.setAuth(context, [](SMBCCTX *c, const char *, const char *, char *workgroup, int workgroupSize, char *user,
+                          int userSize, char *password, int passwordSize) {
+        const auto *self = static_cast<Context *>(library().getUserData(c));
+        if (!self || self->credentials->isEmpty())
+            return; // the user's own ticket, or nothing
+        copyInto(user, userSize, self->credentials->user().toUtf8());
+        copyInto(password, passwordSize, self->credentials->password());
+        if (!self->credentials->domain().isEmpty())
+            copyInto(workgroup, workgroupSize, self->credentials->domain().toUtf8());
+    });
+    l.noAnonymous(context, 1);
+    // With no account given, the user's Kerberos ticket; with one, its password.
+    l.useKerberos(context, m_credentials.isEmpty() ? 1 : 0);
+    l.fallbackAfterKerberos(context, m_credentials.isEmpty() ? 0 : 1);
+    l.useCCache(context, 0);
+    l.setTimeout(context, TimeLimitMilliseconds);
+    if (!l.initContext(context)) {
+        const int error = errno;
+        l.freeContext(context, 1);
+        m_context->context = nullptr;
+        m_setupError = MGError::posixError(error ? error : EIO, QStringLiteral("Items on file servers cannot be reached: "
+                                                                               "the SMB client could not be set up."));
+    }
+}
+
+MGSmbClient::~MGSmbClient()
+{
+    if (m_context && m_context->context) {
+        const QMutexLocker locker(&turns());
+        library().freeContext(m_context->context, 1);
+    }
+}
+
+MGError MGSmbClient::failure(const QByteArray &url, int error) const
+{
+    const QString item = QUrl::fromEncoded(url).toDisplayString(QUrl::RemovePassword);
+    // The library says 0 where the server refused a change without saying why.
+    if (error == 0)
+        error = EACCES;
+    QString why;
+    switch (error) {
+    case EACCES:
+    case EPERM:
+        why = m_credentials.isEmpty() ? QStringLiteral("the server refused access to your account")
+                                      : QStringLiteral("the server refused access to the account \u201c%1\u201d (or its "
+                                                       "password is wrong)")
+                                            .arg(m_credentials.user());
+        break;
+    case ETIMEDOUT:
+    case EHOSTUNREACH:
+    case ECONNREFUSED:
+    case ENETUNREACH:
+        why = QStringLiteral("the server does not answer (%1)").arg(QString::fromLocal8Bit(strerror(error)));
+        break;
+    case ENOENT:
+        why = QStringLiteral("there is no such item on the server");
+        break;
+    default:
+        why = QString::fromLocal8Bit(strerror(error));
+    }
+    return MGError::posixError(error, QStringLiteral("\u201c%1\u201d: %2.").arg(item, why));
+}
+
+MGResult<QByteArray> MGSmbClient::getAttribute(const QByteArray &url, const char *name) const
+{
+    if (m_setupError)
+        return *m_setupError;
+    const QMutexLocker locker(&turns());
+    // A descriptor of an ACL at the largest size the protocol allows fits; the library says
+    // ERANGE for more.
+    QByteArray buffer(256 * 1024, '\0');
+    errno = 0;
+    const int result = library().getxattr(m_context->context)(m_context->context, url.constData(), name, buffer.data(),
+                                                              size_t(buffer.size()));
+    if (result < 0)
+        return failure(url, errno);
+    buffer.truncate(qsizetype(strnlen(buffer.constData(), size_t(buffer.size()))));
+    return buffer;
+}
+
+MGResultError MGSmbClient::setAttribute(const QByteArray &url, const char *name, const QByteArray &value) const
+{
+    if (m_setupError)
+        return m_setupError;
+    const QMutexLocker locker(&turns());
+    errno = 0;
+    const int result = library().setxattr(m_context->context)(m_context->context, url.constData(), name, value.constData(),
+                                                              size_t(value.size()), 0);
+    if (result < 0)
+        return failure(url, errno);
+    return std::nullopt;
+}
+
+MGResult<struct stat> MGSmbClient::status(const QByteArray &url) const
+{
+    if (m_setupError)
+        return *m_setupError;
+    const QMutexLocker locker(&turns());
+    struct stat st = {};
+    errno = 0;
+    if (library().stat(m_context->context)(m_context->context, url.constData(), &st) < 0)
+        return failure(url, errno);
+    return st;
+}
+
+MGResult<QList<MGSmbClient::Child>> MGSmbClient::children(const QByteArray &url) const
+{
+    if (m_setupError)
+        return *m_setupError;
+    const QMutexLocker locker(&turns());
+    const Library &l = library();
+    errno = 0;
+    SMBCFILE *folder = l.opendir(m_context->context)(m_context->context, url.constData());
+    if (!folder)
+        return failure(url, errno);
+    QList<Child> children;
+    while (const struct smbc_dirent *entry = l.readdir(m_context->context)(m_context->context, folder)) {
+        const QByteArray name(entry->name);
+        if (name == "." || name == ".." || (entry->smbc_type != SMBC_DIR && entry->smbc_type != SMBC_FILE))
+            continue;
+        children << Child{name, entry->smbc_type == SMBC_DIR};
+    }
+    l.closedir(m_context->context)(m_context->context, folder);
+    return children;
+}

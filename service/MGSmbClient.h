@@ -1,0 +1,50 @@
+#pragma once
+
+#include "MGError.h"
+#include "MGServerCredentials.h"
+
+#include <QByteArray>
+#include <QString>
+#include <memory>
+#include <sys/stat.h>
+
+// One connection to SMB file servers with one account, through the system's SMB client
+// library. The library is loaded when the first connection is made, so a process that never
+// asks for a server item (the privileged service refuses them) never maps it.
+//
+// Without credentials the connection uses the user's own: a Kerberos ticket where there is
+// one. It never logs in anonymously. Every call gives up after the time limit, well within
+// what the service's caller waits. The library is not safe for use from several threads at
+// once, so connections take turns.
+class MGSmbClient
+{
+public:
+    explicit MGSmbClient(const MGServerCredentials &credentials);
+    ~MGSmbClient();
+    MGSmbClient(const MGSmbClient &) = delete;
+    MGSmbClient &operator=(const MGSmbClient &) = delete;
+
+    // The library could not be loaded or the connection not be made.
+    MGResultError setupError() const { return m_setupError; }
+
+    MGResult<QByteArray> getAttribute(const QByteArray &url, const char *name) const;
+    MGResultError setAttribute(const QByteArray &url, const char *name, const QByteArray &value) const;
+    MGResult<struct stat> status(const QByteArray &url) const;
+    // The names in a folder, without "." and ".." (and without what the server lists but is
+    // no file or folder: printers, pipes).
+    struct Child
+    {
+        QByteArray name;
+        bool directory = false;
+    };
+    MGResult<QList<Child>> children(const QByteArray &url) const;
+
+    static constexpr int TimeLimitMilliseconds = 20000;
+
+private:
+    MGError failure(const QByteArray &url, int error) const;
+    struct Context;
+    std::unique_ptr<Context> m_context;
+    MGResultError m_setupError;
+    MGServerCredentials m_credentials;
+};
