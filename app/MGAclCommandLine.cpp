@@ -95,6 +95,9 @@ int MGAclCommandLine::run(QByteArrayList arguments)
         if (!MGItemPaths::isServerUrl(url))
             return usageError(localized("\u201c%1\u201d is not the URL of an item on a file server (smb://SERVER/SHARE/PATH).")
                                   .arg(QString::fromLocal8Bit(word)));
+        // A password on a command line is seen by every process of the machine.
+        if (!url.password().isEmpty())
+            return usageError(localized("The URL holds a password; give the account with --authentication-file instead."));
         if (command == "list")
             return MGAclServerCommands::list(url, json);
         if (command == "set")

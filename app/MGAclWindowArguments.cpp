@@ -3,6 +3,7 @@
 #include "MGAclCommandLine.h"
 #include "MGAclCommandSupport.h"
 #include "MGItemPaths.h"
+#include "MGServerCredentials.h"
 
 #include <QDir>
 #include <QFile>
@@ -33,9 +34,18 @@ std::optional<QSize> sizeOf(const QByteArray &text)
 }
 }
 
-std::optional<MGAclWindowArguments> MGAclWindowArguments::read(const QByteArrayList &arguments, QString *error)
+std::optional<MGAclWindowArguments> MGAclWindowArguments::read(QByteArrayList arguments, QString *error)
 {
     MGAclWindowArguments read;
+    // The account for file servers, wherever it is given.
+    if (const qsizetype at = arguments.indexOf("--authentication-file"); at >= 0) {
+        if (at + 1 >= arguments.size()) {
+            *error = localized("--authentication-file needs a FILE.");
+            return std::nullopt;
+        }
+        read.authenticationFile = QFile::decodeName(arguments.at(at + 1));
+        arguments.remove(at, 2);
+    }
     read.screenshot = !arguments.isEmpty() && arguments.first() == "screenshot";
     QByteArrayList positional;
     if (read.screenshot) {
@@ -122,6 +132,18 @@ bool MGAclWindowArguments::hasDisplay()
 
 QString MGAclWindowArguments::itemProblem() const
 {
+    if (MGItemPaths::isServerPath(path)) {
+        if (!MGItemPaths::isServerUrl(QUrl::fromEncoded(path, QUrl::StrictMode)))
+            return localized("\u201c%1\u201d is not the URL of an item on a file server (smb://SERVER/SHARE/PATH).")
+                .arg(QString::fromLocal8Bit(path));
+        if (!QUrl::fromEncoded(path).password().isEmpty())
+            return localized("The URL holds a password; give the account with --authentication-file instead.");
+        if (!authenticationFile.isEmpty()) {
+            if (const MGResult<MGServerCredentials> read = MGServerCredentials::fromAuthenticationFile(authenticationFile); !read)
+                return read.error().fullDescription();
+        }
+        return QString();
+    }
     const MGItemPaths::Resolution item = MGItemPaths::resolve(path);
     if (!item.exists) {
         struct stat link {};

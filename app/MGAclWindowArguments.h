@@ -10,6 +10,7 @@
 //   screenshot PATH OUT.png [--tab 0|1] [--permissions ROW] [--find ROW TEXT] [--add WHO]
 //                                                 [--size WIDTHxHEIGHT] [--elsewhere ENTRY]
 //                                                 [--who USER-OR-GROUP] [--as-edited]
+// Either takes "--authentication-file FILE" for an item on a file server (smb://).
 // The command line checks them and says what is wrong; the window host reads them again.
 struct MGAclWindowArguments
 {
@@ -25,9 +26,11 @@ struct MGAclWindowArguments
     QString elsewhere;
     QString who;
     bool asEdited = false;
+    // "--authentication-file FILE": the account for an item on a file server.
+    QString authenticationFile;
 
     // The arguments read; `error` says what is wrong with them when nothing is answered.
-    static std::optional<MGAclWindowArguments> read(const QByteArrayList &arguments, QString *error);
+    static std::optional<MGAclWindowArguments> read(QByteArrayList arguments, QString *error);
     // What else must hold before the window is shown: the item exists, the picture's folder
     // exists, there is a display to show a window on. Empty when all does.
     QString problem() const;

@@ -3,6 +3,7 @@
 #include "MGAclHost.h"
 #include "MGAclHostInstance.h"
 #include "MGAclWindowArguments.h"
+#include "MGServerLogins.h"
 #include "NTLocalizedString.h"
 
 #include <QApplication>
@@ -24,8 +25,19 @@ int main(int argc, char **argv)
     if (window->screenshot && qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM") && qEnvironmentVariableIsEmpty("DISPLAY")
         && qEnvironmentVariableIsEmpty("WAYLAND_DISPLAY"))
         qputenv("QT_QPA_PLATFORM", "offscreen");
+    // The account a file server's item is read with: for this host alone, which therefore
+    // shows the window itself rather than handing it over.
+    if (!window->authenticationFile.isEmpty()) {
+        const MGResult<MGServerCredentials> login = MGServerCredentials::fromAuthenticationFile(window->authenticationFile);
+        if (!login) {
+            std::fprintf(stderr, "%s\n", qPrintable(login.error().fullDescription()));
+            return 1;
+        }
+        MGServerLogins::rememberForEveryServer(*login);
+    }
     // A window for a display where one is open already goes to that host.
-    const QString instance = window->screenshot ? QString() : MGAclHostInstance::nameForEnvironment();
+    const QString instance = window->screenshot || !window->authenticationFile.isEmpty() ? QString()
+                                                                                        : MGAclHostInstance::nameForEnvironment();
     if (!instance.isEmpty() && MGAclHostInstance::handOver(instance, window->path))
         return 0;
     QApplication app(argc, argv);

@@ -32,6 +32,15 @@ bool sameEntries(const MGAclList &a, const MGAclList &b)
                       [](const MGAclEntry *p, const MGAclEntry *q) { return p->isEqual(*q); });
 }
 
+bool isDirectoryList(const MGAclList &list)
+{
+    for (const MGAclItem &item : list) {
+        if (const MGAclEntry *entry = entryOf(item))
+            return entry->isDirectory();
+    }
+    return false;
+}
+
 MGError changedElsewhere(const QString &what, const QString &path)
 {
     return MGError::posixError(ESTALE, QStringLiteral("%1 \u201c%2\u201d: they were changed elsewhere since they were "

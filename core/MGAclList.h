@@ -33,6 +33,8 @@ inline MGAclEntry::Pointer entryPointerOf(const MGAclItem &item)
 bool itemsEqual(const MGAclItem &a, const MGAclItem &b);
 // The same entries in the same order; section titles (words in some language) aside.
 bool sameEntries(const MGAclList &a, const MGAclList &b);
+// Whether a list read from an item is a folder's (its entries say so).
+bool isDirectoryList(const MGAclList &list);
 // The error for an item whose entries were changed elsewhere since they were read; `what`
 // says what failed ("Cannot change the permissions of").
 MGError changedElsewhere(const QString &what, const QString &path);

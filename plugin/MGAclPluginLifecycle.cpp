@@ -17,6 +17,8 @@
 #include <QLabel>
 #include <QKeySequence>
 #include <QCoreApplication>
+#include "MGAclServerLogin.h"
+
 #include <QGuiApplication>
 #include <QScreen>
 #include <QSettings>
@@ -36,6 +38,7 @@ void MGAclPlugin::initialize()
 {
     MGIdentities::sharedIdentities();
     MGAclValueTransformers::loadTransformers();
+    MGAclServerLogin::install();
 
     // The edit session holds the list; what it says of the list is what the document says.
     m_session = new MGAclEditSession(this);

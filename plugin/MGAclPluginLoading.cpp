@@ -26,8 +26,12 @@ void MGAclPlugin::setUrl(const QUrl &url)
     queue()->async([self, url] {
         self->updateEntries();
         // One watch of the item for the window's life: the list, the bar and the access tab
-        // all follow it.
+        // all follow it. A file server tells nothing of changes: its items are read again on
+        // request, and a save finds what changed meanwhile.
         delete self->m_watch;
+        self->m_watch = nullptr;
+        if (MGItemPaths::isServerUrl(url))
+            return;
         const std::weak_ptr<MGAclPlugin> weak = self;
         self->m_watch = new MGAclItemWatch(MGItemPaths::nativePath(url), [weak] {
             if (const Pointer watcher = weak.lock())
@@ -47,9 +51,12 @@ void MGAclPlugin::setUrl(const QUrl &url)
 
 MGAclPlugin::ItemNotices MGAclPlugin::itemNotices() const
 {
+    ItemNotices notices;
+    // A server item's store and rights are the server's: its answers say them.
+    if (MGItemPaths::isServerUrl(url()))
+        return notices;
     const QByteArray path = MGItemPaths::nativePath(url());
     const QString shown = MGItemPaths::shownPath(url());
-    ItemNotices notices;
     notices.noAcls = MGAclSupport::unavailableReason(url());
     if (const MGResultError blocked = MGChangeBlockers::checkPath(path, MGChangeBlockers::ChangeFailure, shown)) {
         notices.blocked = blocked->localizedDescription();
@@ -68,12 +75,18 @@ void MGAclPlugin::updateEntries()
 {
     const Pointer self = shared_from_this();
     // Taken before the read: a change after it is seen as one.
-    const MGAclItemStamp stamp = MGAclItemStamp::of(MGItemPaths::nativePath(url()));
+    const MGAclItemStamp stamp = MGAclItemStamp::of(url());
     getEntriesWithUrl(url(), [self, stamp](std::optional<MGAclList> list, MGResultError error) {
         if (list) {
             // Asked here, off the main thread: it touches the file system.
             const ItemNotices notices = self->itemNotices();
             MGMainQueue::async([self, list = *list, stamp, notices] {
+                // A server item is a folder or a file as its entries say.
+                if (MGItemPaths::isServerUrl(self->url())) {
+                    const bool directory = MGAclLists::isDirectoryList(list);
+                    rememberKind(self->url(), directory);
+                    self->m_session->setDirectory(directory);
+                }
                 self->m_aclUnavailable = notices.noAcls;
                 self->m_session->installRead(list, stamp);
                 self->m_session->setItemNotices(notices.blocked, notices.asksAuthorisation, notices.noAcls);
@@ -92,7 +105,7 @@ void MGAclPlugin::itemChanged()
 {
     // On the work queue. Events of other items in the folder count for nothing: only what the
     // item itself became since it was read.
-    const MGAclItemStamp now = MGAclItemStamp::of(MGItemPaths::nativePath(url()));
+    const MGAclItemStamp now = MGAclItemStamp::of(url());
     const MGAclItemStamp::Difference difference = m_session->readStamp().to(now);
     const ItemNotices notices = itemNotices();
     m_watch->setPolling(!notices.blocked.isEmpty());
@@ -253,7 +266,7 @@ void MGAclPlugin::keepEditsOverDisk()
     // What is on disk now becomes what the edits are compared with and written over.
     const Pointer self = shared_from_this();
     queue()->async([self] {
-        const MGAclItemStamp stamp = MGAclItemStamp::of(MGItemPaths::nativePath(self->url()));
+        const MGAclItemStamp stamp = MGAclItemStamp::of(self->url());
         self->getEntriesWithUrl(self->url(), [self, stamp](std::optional<MGAclList> list, MGResultError error) {
             if (!list) {
                 if (error)

@@ -638,7 +638,8 @@ Qt::ItemFlags MGAclEditSession::flags(const QModelIndex &index) const
         editable = named;
         break;
     case PermissionGroupColumn:
-        editable = true;
+        // A file server's owner and group are named without permissions.
+        editable = entry->isAcl() || entry->isPosix();
         break;
     case AppliesToColumn:
         editable = named && entry->isDirectory();

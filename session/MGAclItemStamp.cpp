@@ -1,8 +1,15 @@
 #include "MGAclItemStamp.h"
 
+#include "MGItemPaths.h"
+
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <sys/sysmacros.h>
+
+MGAclItemStamp MGAclItemStamp::of(const QUrl &url)
+{
+    return url.isLocalFile() ? of(MGItemPaths::nativePath(url)) : MGAclItemStamp();
+}
 
 MGAclItemStamp MGAclItemStamp::of(const QByteArray &path)
 {

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <QUrl>
+
 #include <QByteArray>
 #include <QtGlobal>
 
@@ -18,6 +20,8 @@ struct MGAclItemStamp
     // The item at `path` now (a link on the way followed, as the window follows it); not
     // known when nothing is there.
     static MGAclItemStamp of(const QByteArray &path);
+    // The same for a URL; never known for an item on a file server, which has no local file.
+    static MGAclItemStamp of(const QUrl &url);
 
     enum class Difference { None, Changed, Replaced, Gone };
     // What became of the item read as `this`, now that it is `now`.

@@ -144,6 +144,10 @@ QVariant MGAclEntriesTableModel::data(const QModelIndex &index, int role) const
         return QIdentityProxyModel::data(index, role);
     if (!entry)
         return {};
+    // A file server's owner and group are who they are: no type, no permissions of their own.
+    const bool ownerOnly = !entry->isAcl() && !entry->isPosix();
+    if (ownerOnly && (index.column() == TagColumn || index.column() == PermissionGroupColumn || index.column() == InheritedColumn))
+        return QString();
     switch (index.column()) {
     case TagColumn:
         return transformed("MGAclTagValueTransformer", entry->tag());
