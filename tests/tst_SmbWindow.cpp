@@ -1,0 +1,131 @@
+// The window on a folder of a real Samba server: deny entries, inheritance flags and
+// inherited entries as the server holds them, the owner and group below, an edit made with
+// the keyboard saved so that smbcacls reads it, and the login sheet when the server refuses.
+#include "MGAclEditSession.h"
+#include "MGAclEntriesTableModel.h"
+#include "MGLoginDialog.h"
+#include "MGServerLogins.h"
+#include "PluginHelpers.h"
+#include "SmbServerHelpers.h"
+
+#include <QComboBox>
+#include <QLineEdit>
+#include <QStandardItemModel>
+
+class tst_SmbWindow : public QObject
+{
+    Q_OBJECT
+
+    SmbServer server;
+
+    static QStringList rows(MGAclEntriesViewController *view)
+    {
+        QStringList texts;
+        const QAbstractItemModel *model = view->tableView()->model();
+        for (int row = 0; row < model->rowCount(); ++row) {
+            QStringList cells;
+            for (int column = 0; column < model->columnCount(); ++column)
+                cells << model->index(row, column).data().toString();
+            const QString title = model->index(row, 0).data(MGAclEditSession::TitleRole).toString();
+            texts << (title.isEmpty() ? cells.join(QLatin1Char('|')) : QStringLiteral("# ") + title);
+        }
+        return texts;
+    }
+
+    static QWidget *keyOnCell(MGAclEntriesViewController *view, int row, int column, Qt::Key key)
+    {
+        QTableView *table = view->tableView();
+        table->setFocus();
+        table->setCurrentIndex(table->model()->index(row, column));
+        QTest::keyClick(table, key);
+        QWidget *editor = nullptr;
+        (void)QTest::qWaitFor([&] { return (editor = view->cellEditor(row, column)) != nullptr; }, 2000);
+        return editor;
+    }
+
+    // A folder with an explicit deny entry, explicit allow entries and what its parent passes
+    // on (inherited, a deny among them), as smbcacls propagates it.
+    QString makeFolder(const QString &name)
+    {
+        server.make(name + QStringLiteral("/inner"), true);
+        sh(QStringLiteral("chown -R mgalice %1").arg(quoted(server.root + QLatin1Char('/') + name)));
+        for (const QString &acl : {QStringLiteral("ACL:MGSERVER\\mgjürgen:DENIED/OI|CI/0x00010040"),
+                                   QStringLiteral("ACL:Unix Group\\mgteam:ALLOWED/OI|CI/CHANGE")})
+            sh(QStringLiteral("smbcacls -s %1 //127.0.0.1/acls %2 -A %3 --propagate-inheritance -a %4")
+                   .arg(quoted(server.conf), quoted(name), quoted(server.authFile(QStringLiteral("mgalice"))), quoted(acl)));
+        const QString inner = name + QStringLiteral("/inner");
+        sh(QStringLiteral("smbcacls -s %1 //127.0.0.1/acls %2 -A %3 -a %4")
+               .arg(quoted(server.conf), quoted(inner), quoted(server.authFile(QStringLiteral("mgalice"))),
+                    quoted(QStringLiteral("ACL:MGSERVER\\mgbob:DENIED/0x0/0x00040000"))));
+        return inner;
+    }
+
+private slots:
+    void initTestCase()
+    {
+        SKIP_WITHOUT_SERVER(server)
+        useTestSettings();
+    }
+
+    void cleanup() { MGServerLogins::forgetAll(); }
+
+    void theWindowShowsAndSavesWhatTheServerHolds()
+    {
+        const QString inner = makeFolder(QStringLiteral("shown"));
+        MGServerLogins::rememberForEveryServer(server.login(QStringLiteral("mgalice")));
+        const MGAclPlugin::Pointer plugin = openWindow(QString::fromLatin1(SmbServer::url(inner)));
+        MGAclEntriesViewController *view = entriesView(plugin);
+        const QStringList shown = rows(view);
+        QCOMPARE(shown.first(), QStringLiteral("# Access Control List"));
+        QVERIFY2(shown.contains(QStringLiteral("Deny|MGSERVER\\mgbob|Custom\u2026|No|This folder")), qPrintable(shown.join('\n')));
+        QVERIFY(shown.contains(QStringLiteral("Deny|MGSERVER\\mgjürgen|Custom\u2026|Yes|This folder and new items")));
+        QVERIFY(shown.contains(QStringLiteral("# Owner and Group")));
+        QVERIFY(shown.contains(QStringLiteral("|Owner: MGSERVER\\mgalice|||")));
+        QVERIFY(!shown.join('\n').contains(QStringLiteral("POSIX")));
+        QVERIFY(plugin->window()->windowTitle().startsWith(QStringLiteral("inner")));
+
+        // Everyone's explicit Read becomes a Deny, chosen with the keyboard: Deny is live.
+        const int everyone = int(shown.indexOf(QStringLiteral("Allow|Everyone|Read|No|This folder")));
+        QVERIFY2(everyone > 0, qPrintable(shown.join('\n')));
+        auto *tag = qobject_cast<QComboBox *>(keyOnCell(view, everyone, MGAclEntriesTableModel::TagColumn, Qt::Key_F2));
+        QVERIFY(tag);
+        QVERIFY(qobject_cast<QStandardItemModel *>(tag->model())->item(1)->isEnabled());
+        QTRY_VERIFY(tag->view()->isVisible());
+        QTest::keyClick(tag->view(), Qt::Key_Down);
+        QTest::keyClick(tag->view(), Qt::Key_Return);
+        QTRY_VERIFY(!view->cellEditor(everyone, MGAclEntriesTableModel::TagColumn));
+        QCOMPARE(view->tableView()->model()->index(everyone, MGAclEntriesTableModel::TagColumn).data().toString(), QStringLiteral("Deny"));
+        QVERIFY(plugin->window()->isWindowModified());
+        QSignalSpy installed(plugin.get(), &MGAclPlugin::entriesChanged);
+        QTest::keyClick(plugin->window(), Qt::Key_S, Qt::ControlModifier);
+        QVERIFY(installed.wait(10000));
+        QTRY_VERIFY(!plugin->window()->isWindowModified());
+        QVERIFY2(server.smbcacls(inner).contains(QStringLiteral("ACL:S-1-1-0:1/0x0/0x001200a9")), qPrintable(server.smbcacls(inner).join('\n')));
+        plugin->window()->close();
+    }
+
+    // Without an account the server refuses; the login sheet asks for one, and the read is
+    // made again with it. Cancelled, it leaves the window empty and says nothing more.
+    void aRefusalAsksForALogin()
+    {
+        const QString inner = makeFolder(QStringLiteral("login"));
+        const MGAclPlugin::Pointer plugin = MGAclPlugin::plugin();
+        QSignalSpy loaded(plugin.get(), &MGAclPlugin::entriesChanged);
+        plugin->processItems({MGHostItem::fromPath(QString::fromLatin1(SmbServer::url(inner)))});
+        MGLoginDialog *dialog = nullptr;
+        QVERIFY(QTest::qWaitFor([&] { return (dialog = qApp->findChild<MGLoginDialog *>()) || (dialog = plugin->window()->findChild<MGLoginDialog *>()); }, 10000));
+        QVERIFY(dialog->isVisible());
+        auto *user = dialog->findChild<QLineEdit *>(QStringLiteral("loginUser"));
+        auto *password = dialog->findChild<QLineEdit *>(QStringLiteral("loginPassword"));
+        QCOMPARE(password->echoMode(), QLineEdit::Password);
+        QTest::keyClicks(user, QStringLiteral("MGSERVER\\mgalice"));
+        QTest::keyClicks(password, QStringLiteral("pw-mgalice"));
+        QTest::keyClick(password, Qt::Key_Return);
+        QVERIFY(loaded.wait(10000));
+        QVERIFY(rows(entriesView(plugin)).join('\n').contains(QStringLiteral("MGSERVER\\mgbob")));
+        plugin->window()->close();
+    }
+};
+
+QTEST_MAIN(tst_SmbWindow)
+#include "tst_SmbWindow.moc"
