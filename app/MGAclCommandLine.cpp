@@ -85,8 +85,13 @@ int MGAclCommandLine::run(QByteArrayList arguments)
     const std::optional<MGAclCommandSyntax::Match> given = syntax ? syntax->match(arguments.mid(1), &error) : std::nullopt;
     if (!given)
         return usageError(syntax ? error : localized("Unknown command \u201c%1\u201d.").arg(QString::fromLocal8Bit(command)));
-    const QByteArrayList &words = given->arguments;
+    QByteArrayList words = given->arguments;
     const bool json = given->has("--json");
+    // A path inside a desktop's mount of an SMB share names the server's item.
+    for (QByteArray &word : words) {
+        if (const std::optional<QUrl> server = MGItemPaths::serverUrlForMountPath(MGItemPaths::absolutePath(word)))
+            word = server->toEncoded();
+    }
     // A file server's items are named by URL; their commands are their own.
     for (const QByteArray &word : words) {
         if (!MGItemPaths::isServerPath(word))

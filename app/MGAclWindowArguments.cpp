@@ -101,6 +101,9 @@ std::optional<MGAclWindowArguments> MGAclWindowArguments::read(QByteArrayList ar
         return std::nullopt;
     }
     read.path = positional.first();
+    // A path inside a desktop's mount of an SMB share names the server's item.
+    if (const std::optional<QUrl> server = MGItemPaths::serverUrlForMountPath(MGItemPaths::absolutePath(read.path)))
+        read.path = server->toEncoded();
     if (read.screenshot)
         read.out = QFile::decodeName(positional.at(1));
     return read;

@@ -32,6 +32,32 @@ bool isServerPath(const QByteArray &path)
     return path.startsWith("smb://");
 }
 
+std::optional<QUrl> serverUrlForMountPath(const QByteArray &path)
+{
+    static const QByteArray marker = "/gvfs/smb-share:";
+    const qsizetype at = path.indexOf(marker);
+    if (!path.startsWith("/run/user/") || at < 0)
+        return std::nullopt;
+    const qsizetype end = path.indexOf('/', at + marker.size());
+    const QByteArray fields = path.mid(at + marker.size(), end < 0 ? -1 : end - at - marker.size());
+    QByteArray server, share;
+    for (const QByteArray &field : fields.split(',')) {
+        if (field.startsWith("server="))
+            server = QByteArray::fromPercentEncoding(field.mid(7));
+        else if (field.startsWith("share="))
+            share = QByteArray::fromPercentEncoding(field.mid(6));
+    }
+    if (server.isEmpty() || share.isEmpty())
+        return std::nullopt;
+    QUrl url;
+    url.setScheme(QStringLiteral("smb"));
+    url.setHost(QString::fromUtf8(server));
+    url.setPath(QLatin1Char('/') + QString::fromUtf8(share) + (end < 0 ? QString() : QString::fromUtf8(path.mid(end))));
+    if (!url.isValid())
+        return std::nullopt;
+    return url.adjusted(QUrl::StripTrailingSlash);
+}
+
 QByteArray requestPath(const QUrl &url)
 {
     return isServerUrl(url) ? url.adjusted(QUrl::RemovePassword | QUrl::RemoveQuery | QUrl::RemoveFragment).toEncoded()

@@ -17,6 +17,10 @@ QUrl urlForNativePath(const QByteArray &path);
 // travels to the ACL service as its encoded bytes in place of a path.
 bool isServerUrl(const QUrl &url);
 bool isServerPath(const QByteArray &path);
+// The smb:// URL of a path inside a desktop's mount of an SMB share
+// ("/run/user/UID/gvfs/smb-share:server=S,share=H,user=U/REST" is smb://S/H/REST); nothing
+// for any other path.
+std::optional<QUrl> serverUrlForMountPath(const QByteArray &path);
 // What names the item in a request: its path, or a server item's URL without any password.
 QByteArray requestPath(const QUrl &url);
 

@@ -747,6 +747,34 @@
         <source>%1 users or groups that match are not offered: they already have an entry that applies here.</source>
         <translation>%1 passende Benutzer oder Gruppen werden nicht angeboten: Sie haben schon einen Eintrag, der hier gilt.</translation>
     </message>
+    <message>
+        <source>Owner and Group</source>
+        <translation>Besitzer und Gruppe</translation>
+    </message>
+    <message>
+        <source>Log in to “%1”</source>
+        <translation>Bei „%1“ anmelden</translation>
+    </message>
+    <message>
+        <source>%1 Give the name and password of an account that may do this.</source>
+        <translation>%1 Geben Sie Name und Passwort eines Kontos an, das dies darf.</translation>
+    </message>
+    <message>
+        <source>Name:</source>
+        <translation>Name:</translation>
+    </message>
+    <message>
+        <source>Password:</source>
+        <translation>Passwort:</translation>
+    </message>
+    <message>
+        <source>Log In</source>
+        <translation>Anmelden</translation>
+    </message>
+    <message>
+        <source>DOMAIN\name</source>
+        <translation>DOMÄNE\Name</translation>
+    </message>
 </context>
 <context>
     <name>Localizable</name>
@@ -1036,6 +1064,54 @@
     <message>
         <source>“%1”: no group here is called “%2”; the group was not changed.</source>
         <translation>„%1“: Hier heißt keine Gruppe „%2“; die Gruppe wurde nicht geändert.</translation>
+    </message>
+    <message>
+        <source>--authentication-file FILE</source>
+        <translation>--authentication-file FILE</translation>
+    </message>
+    <message>
+        <source>the account for items on SMB file servers: lines username =, password = and domain =; without it your Kerberos ticket is used, and a terminal asks when the server refuses</source>
+        <translation>das Konto für Objekte auf SMB-Dateiservern: Zeilen username =, password = und domain =; ohne sie gilt Ihr Kerberos-Ticket, und ein Terminal fragt nach, wenn der Server ablehnt</translation>
+    </message>
+    <message>
+        <source>A PATH may also be the URL of an item on an SMB file server, smb://SERVER/SHARE/PATH, for the window, list, set and remove; set and remove then take entries as ACL:NAME:ALLOWED/OI|CI/READ (ALLOWED or DENIED; flags OI, CI, NP and IO joined by |; READ, CHANGE, FULL, letters of RWXDPO or a number), and remove also an account alone.</source>
+        <translation>Ein PATH kann auch die URL eines Objekts auf einem SMB-Dateiserver sein, smb://SERVER/SHARE/PATH, für das Fenster, list, set und remove; set und remove nehmen dann Einträge als ACL:NAME:ALLOWED/OI|CI/READ (ALLOWED oder DENIED; die Flags OI, CI, NP und IO mit | verbunden; READ, CHANGE, FULL, Buchstaben aus RWXDPO oder eine Zahl), remove auch ein Konto allein.</translation>
+    </message>
+    <message>
+        <source>--authentication-file needs a FILE.</source>
+        <translation>--authentication-file braucht eine Datei (FILE).</translation>
+    </message>
+    <message>
+        <source>The URL holds a password; give the account with --authentication-file instead.</source>
+        <translation>Die URL enthält ein Passwort; geben Sie das Konto stattdessen mit --authentication-file an.</translation>
+    </message>
+    <message>
+        <source>“%1” is not the URL of an item on a file server (smb://SERVER/SHARE/PATH).</source>
+        <translation>„%1“ ist nicht die URL eines Objekts auf einem Dateiserver (smb://SERVER/SHARE/PATH).</translation>
+    </message>
+    <message>
+        <source>%1 does not take items on file servers: %2.</source>
+        <translation>%1 nimmt keine Objekte auf Dateiservern: %2.</translation>
+    </message>
+    <message>
+        <source>a file server applies inheritance itself; use set and propagate</source>
+        <translation>ein Dateiserver wendet die Vererbung selbst an; nehmen Sie set und propagate</translation>
+    </message>
+    <message>
+        <source>backups are in the text form of POSIX ACLs, which cannot hold a file server&apos;s entries; use list --json</source>
+        <translation>Sicherungen haben die Textform von POSIX-ACLs, die die Einträge eines Dateiservers nicht fassen kann; nehmen Sie list --json</translation>
+    </message>
+    <message>
+        <source>this is not available for items on file servers yet</source>
+        <translation>das gibt es für Objekte auf Dateiservern noch nicht</translation>
+    </message>
+    <message>
+        <source>Account on %1 (DOMAIN\NAME, empty to stop): </source>
+        <translation>Konto auf %1 (DOMÄNE\NAME, leer zum Abbrechen): </translation>
+    </message>
+    <message>
+        <source>Password: </source>
+        <translation>Passwort: </translation>
     </message>
 </context>
 </TS>

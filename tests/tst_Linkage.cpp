@@ -37,6 +37,9 @@ private slots:
         }
         if (program == QStringLiteral(MARROWGATE_SERVICE_PATH))
             QVERIFY(!loaded.contains("libmarrowgate-client.so.0"));
+        // The SMB client library is loaded by the ordinary service when a server item is asked
+        // for, never by the privileged one.
+        QVERIFY2(!loaded.join(' ').contains(QLatin1String("libsmbclient")), qPrintable(loaded.join(' ')));
     }
 };
 

@@ -60,6 +60,11 @@ private slots:
         QCOMPARE(server.smbcacls(QStringLiteral("team")).filter(QStringLiteral("ACL:S-1-1-0:1/")),
                  QStringList{QStringLiteral("ACL:S-1-1-0:1/0x3/0x00000006")});
 
+        // A path in the desktop's mount of the share names the same item.
+        run = acl(as(QStringLiteral("mgalice"), {QStringLiteral("list"), QStringLiteral("/run/user/%1/gvfs/smb-share:server=127.0.0.1,share=acls,user=mgalice/team").arg(getuid())}));
+        QCOMPARE(run.status, 0);
+        QVERIFY2(run.out.startsWith(QStringLiteral("# smb://127.0.0.1/acls/team\n")), qPrintable(run.out + run.err));
+
         run = acl(as(QStringLiteral("mgalice"), {QStringLiteral("remove"), url, QStringLiteral("mgjürgen")}));
         QCOMPARE(run.status, 0);
         QVERIFY(server.smbcacls(QStringLiteral("team")).filter(jurgen).isEmpty());
