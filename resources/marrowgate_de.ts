@@ -775,6 +775,38 @@
         <source>DOMAIN\name</source>
         <translation>DOMÄNE\Name</translation>
     </message>
+    <message>
+        <source>This folder only</source>
+        <translation>Nur dieser Ordner</translation>
+    </message>
+    <message>
+        <source>This folder, subfolders and files</source>
+        <translation>Dieser Ordner, Unterordner und Dateien</translation>
+    </message>
+    <message>
+        <source>Subfolders and files only</source>
+        <translation>Nur Unterordner und Dateien</translation>
+    </message>
+    <message>
+        <source>This folder and subfolders</source>
+        <translation>Dieser Ordner und Unterordner</translation>
+    </message>
+    <message>
+        <source>Subfolders only</source>
+        <translation>Nur Unterordner</translation>
+    </message>
+    <message>
+        <source>This folder and files</source>
+        <translation>Dieser Ordner und Dateien</translation>
+    </message>
+    <message>
+        <source>Files only</source>
+        <translation>Nur Dateien</translation>
+    </message>
+    <message>
+        <source>%1, one level</source>
+        <translation>%1, eine Ebene</translation>
+    </message>
 </context>
 <context>
     <name>Localizable</name>

@@ -77,15 +77,15 @@ private slots:
         MGAclEntriesViewController *view = entriesView(plugin);
         const QStringList shown = rows(view);
         QCOMPARE(shown.first(), QStringLiteral("# Access Control List"));
-        QVERIFY2(shown.contains(QStringLiteral("Deny|MGSERVER\\mgbob|Custom\u2026|No|This folder")), qPrintable(shown.join('\n')));
-        QVERIFY(shown.contains(QStringLiteral("Deny|MGSERVER\\mgjürgen|Custom\u2026|Yes|This folder and new items")));
+        QVERIFY2(shown.contains(QStringLiteral("Deny|MGSERVER\\mgbob|Custom\u2026|No|This folder only")), qPrintable(shown.join('\n')));
+        QVERIFY(shown.contains(QStringLiteral("Deny|MGSERVER\\mgjürgen|Custom\u2026|Yes|This folder, subfolders and files")));
         QVERIFY(shown.contains(QStringLiteral("# Owner and Group")));
         QVERIFY(shown.contains(QStringLiteral("|Owner: MGSERVER\\mgalice|||")));
         QVERIFY(!shown.join('\n').contains(QStringLiteral("POSIX")));
         QVERIFY(plugin->window()->windowTitle().startsWith(QStringLiteral("inner")));
 
         // Everyone's explicit Read becomes a Deny, chosen with the keyboard: Deny is live.
-        const int everyone = int(shown.indexOf(QStringLiteral("Allow|Everyone|Read|No|This folder")));
+        const int everyone = int(shown.indexOf(QStringLiteral("Allow|Everyone|Read|No|This folder only")));
         QVERIFY2(everyone > 0, qPrintable(shown.join('\n')));
         auto *tag = qobject_cast<QComboBox *>(keyOnCell(view, everyone, MGAclEntriesTableModel::TagColumn, Qt::Key_F2));
         QVERIFY(tag);

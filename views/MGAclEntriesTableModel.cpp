@@ -123,6 +123,26 @@ QString MGAclEntriesTableModel::appliesToText(MGAclEntry::AppliesTo appliesTo)
     }
 }
 
+QString MGAclEntriesTableModel::inheritanceText(quint32 flags)
+{
+    using namespace MGAclFlag;
+    const bool files = flags & FileInherit, folders = flags & DirectoryInherit, here = !(flags & OnlyInherit);
+    const char *words = nullptr;
+    if (!files && !folders)
+        words = "This folder only";
+    else if (files && folders)
+        words = here ? "This folder, subfolders and files" : "Subfolders and files only";
+    else if (folders)
+        words = here ? "This folder and subfolders" : "Subfolders only";
+    else
+        words = here ? "This folder and files" : "Files only";
+    const QString text = NTLocalizedString::localize(QString::fromLatin1(words), ACL);
+    // Limit-inherit: what passes on reaches the items in the folder, not below them.
+    if ((files || folders) && (flags & LimitInherit))
+        return NTLocalizedString::localize(QStringLiteral("%1, one level"), ACL).arg(text);
+    return text;
+}
+
 QVariant MGAclEntriesTableModel::data(const QModelIndex &index, int role) const
 {
     const MGAclEntry *entry = index.isValid() ? m_session->entryAt(index.row()) : nullptr;
@@ -157,7 +177,9 @@ QVariant MGAclEntriesTableModel::data(const QModelIndex &index, int role) const
         return permissionText(*entry);
     case AppliesToColumn:
         // Files, and a folder's own POSIX settings, apply to the item only.
-        return entry->isAcl() && entry->isDirectory() ? appliesToText(entry->appliesTo()) : QString();
+        if (!entry->isAcl() || !entry->isDirectory())
+            return QString();
+        return entry->isPosix() ? appliesToText(entry->appliesTo()) : inheritanceText(entry->flags());
     case InheritedColumn:
         return transformed("MGAclInheritedValueTransformer", entry->inherited());
     default:

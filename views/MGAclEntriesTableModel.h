@@ -71,6 +71,9 @@ public:
     // that is not kept in a POSIX ACL.
     QString permissionDetail(const MGAclEntry &entry) const;
     static QString appliesToText(MGAclEntry::AppliesTo appliesTo);
+    // Where a file server's entry of a folder applies, in words, from all its inheritance
+    // flags (files and subfolders apart, the folder itself or not, one level down or all).
+    static QString inheritanceText(quint32 flags);
 
 signals:
     // "Custom…" was chosen for a row's permission group: its permissions are chosen one by one.
