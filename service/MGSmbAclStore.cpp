@@ -30,18 +30,18 @@ MGResult<bool> MGSmbAclStore::isDirectory(const QByteArray &url) const
     return S_ISDIR(status->st_mode);
 }
 
-MGResult<MGNtSecurityDescriptor> MGSmbAclStore::readDescriptor(const QByteArray &url) const
+MGResult<MGNtSecurityDescriptor> MGSmbAclStore::readDescriptor(const QByteArray &url, bool names) const
 {
     for (int attempt = 1;; ++attempt) {
         const MGResult<QByteArray> bySid = m_client.getAttribute(url, BySid);
         if (!bySid)
             return wrapped(ReadFailure, url, bySid.error());
-        const MGResult<QByteArray> byName = m_client.getAttribute(url, ByName);
+        const MGResult<QByteArray> byName = names ? m_client.getAttribute(url, ByName) : bySid;
         if (!byName)
             return wrapped(ReadFailure, url, byName.error());
         MGResult<MGNtSecurityDescriptor> descriptor = MGNtSecurityDescriptor::parse(*bySid, *byName);
         if (!descriptor) {
-            if (attempt < ReadAttempts)
+            if (names && attempt < ReadAttempts)
                 continue;
             return wrapped(ReadFailure, url, descriptor.error());
         }
@@ -83,14 +83,14 @@ MGResultError MGSmbAclStore::write(const QByteArray &url, const MGAclList &list,
                                                           "a file server keeps them only in that order. Sort them first; "
                                                           "nothing was changed.")
                                                .arg(WriteFailure, shown(url)));
-    const MGResult<MGNtSecurityDescriptor> current = readDescriptor(url);
+    const MGResult<MGNtSecurityDescriptor> current = readDescriptor(url, false);
     if (!current)
         return current.error();
     if (expected) {
-        const MGResult<bool> directory = isDirectory(url);
-        if (!directory)
-            return wrapped(WriteFailure, url, directory.error());
-        if (!MGAclLists::sameEntries(current->list(*directory), *expected))
+        // What the caller read, as the server would hold it: the same SIDs, kinds, flags and
+        // masks in the same order, owner and group.
+        const MGResult<MGNtSecurityDescriptor> read = MGNtSecurityDescriptor::fromList(*expected);
+        if (!read || !(*read == *current))
             return MGAclLists::changedElsewhere(WriteFailure, shown(url));
     }
     return writeDescriptor(url, *wanted, *current);
@@ -109,7 +109,7 @@ MGResultError MGSmbAclStore::writeDescriptor(const QByteArray &url, const MGNtSe
         sent.groupSid.clear();
     if (const MGResultError error = m_client.setAttribute(url, BySid, sent.text()))
         return wrapped(WriteFailure, url, *error);
-    const MGResult<MGNtSecurityDescriptor> now = readDescriptor(url);
+    const MGResult<MGNtSecurityDescriptor> now = readDescriptor(url, false);
     if (!now)
         return MGError::errorWithError(now.error(), QStringLiteral("%1 \u201c%2\u201d: the change was sent, but what the "
                                                                    "server holds now could not be read back")

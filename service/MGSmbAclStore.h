@@ -18,7 +18,8 @@ class MGSmbAclStore
 public:
     explicit MGSmbAclStore(const MGSmbClient &client) : m_client(client) {}
 
-    MGResult<MGNtSecurityDescriptor> readDescriptor(const QByteArray &url) const;
+    // Without `names`, by SIDs alone (one request less): what a comparison needs.
+    MGResult<MGNtSecurityDescriptor> readDescriptor(const QByteArray &url, bool names = true) const;
     MGResult<MGAclList> read(const QByteArray &url) const;
     // With `expected`, only while the item still holds those entries.
     MGResultError write(const QByteArray &url, const MGAclList &list, const std::optional<MGAclList> &expected) const;

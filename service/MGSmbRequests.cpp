@@ -5,6 +5,8 @@
 #include "MGServerCredentials.h"
 #include "MGSmbAclStore.h"
 
+#include <QCryptographicHash>
+#include <QMutex>
 #include <QUrl>
 #include <cerrno>
 
@@ -26,6 +28,58 @@ std::optional<MGError> urlProblem(const QByteArray &path, MGAclRemoteMethod meth
                                                .arg(MGAclProtocol::description(method)));
     return std::nullopt;
 }
+
+// The last connection, kept for the next request with the same account: reading a list and
+// then saving it is two requests, and a connection costs the server a login each time. The
+// ordinary service answers one request at a time, and serves one program of one user.
+class ConnectionCache
+{
+public:
+    std::shared_ptr<MGSmbClient> connection(const MGServerCredentials &credentials)
+    {
+        const QMutexLocker locker(&m_lock);
+        const QByteArray key = keyOf(credentials);
+        if (!m_client || key != m_key) {
+            m_client = std::make_shared<MGSmbClient>(credentials);
+            m_key = key;
+        }
+        return m_client;
+    }
+    // After a failure that may be the connection's own (a server gone and back), the next
+    // request makes a new one.
+    void forget()
+    {
+        const QMutexLocker locker(&m_lock);
+        m_client.reset();
+        m_key.clear();
+    }
+
+private:
+    static QByteArray keyOf(const MGServerCredentials &credentials)
+    {
+        QCryptographicHash hash(QCryptographicHash::Sha256);
+        hash.addData(credentials.user().toUtf8() + '\0' + credentials.domain().toUtf8() + '\0');
+        hash.addData(credentials.password());
+        return hash.result();
+    }
+    QMutex m_lock;
+    std::shared_ptr<MGSmbClient> m_client;
+    QByteArray m_key;
+};
+
+// Never destroyed: at exit the library and its lock may be gone before it; the connection
+// ends with the process.
+ConnectionCache &cache()
+{
+    static ConnectionCache *connections = new ConnectionCache;
+    return *connections;
+}
+
+QCborMap failed(ConnectionCache &connections, const QCborValue &id, const MGError &error)
+{
+    connections.forget();
+    return MGAclServiceDispatcher::errorReply(id, error);
+}
 }
 
 QCborMap MGSmbRequests::answer(const QCborValue &id, MGAclRemoteMethod method, const QCborMap &args)
@@ -33,14 +87,15 @@ QCborMap MGSmbRequests::answer(const QCborValue &id, MGAclRemoteMethod method, c
     const QByteArray url = args.value(QString(Key::Path)).toByteArray();
     if (const std::optional<MGError> problem = urlProblem(url, method))
         return MGAclServiceDispatcher::errorReply(id, *problem);
-    const MGSmbClient client(MGServerCredentials::fromCbor(args.value(QString(Key::Credentials)).toMap()));
-    const MGSmbAclStore store(client);
+    const std::shared_ptr<MGSmbClient> client =
+        cache().connection(MGServerCredentials::fromCbor(args.value(QString(Key::Credentials)).toMap()));
+    const MGSmbAclStore store(*client);
     QCborMap reply{{MGAclProtocol::Field::Id, id}};
     switch (method) {
     case MGAclRemoteMethod::GetEntries: {
         const MGResult<MGAclList> list = store.read(url);
         if (!list)
-            return MGAclServiceDispatcher::errorReply(id, list.error());
+            return failed(cache(), id, list.error());
         reply.insert(MGAclProtocol::Field::Entries, MGAclLists::toCbor(*list));
         return reply;
     }
@@ -58,7 +113,7 @@ QCborMap MGSmbRequests::answer(const QCborValue &id, MGAclRemoteMethod method, c
                                                                                                      "or sticky bits.")
                                                                                           .arg(MGAclProtocol::description(method))));
         if (const MGResultError error = store.write(url, *list, expected))
-            return MGAclServiceDispatcher::errorReply(id, *error);
+            return failed(cache(), id, *error);
         return reply;
     }
     default:
