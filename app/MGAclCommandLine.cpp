@@ -109,6 +109,8 @@ int MGAclCommandLine::run(QByteArrayList arguments)
             return MGAclServerCommands::set(url, words.mid(1));
         if (command == "remove")
             return MGAclServerCommands::remove(url, words.mid(1));
+        if (command == "propagate")
+            return MGAclPropagateCommand::runOnUrl(url, given->has("--dry-run"), json);
         return MGAclServerCommands::notForServers(command);
     }
     if (command == "list")

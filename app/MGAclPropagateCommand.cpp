@@ -110,6 +110,11 @@ int run(const QByteArray &path, bool dryRun, bool json)
     if (stat(MGItemPaths::nativePath(url).constData(), &folder) != 0 || !S_ISDIR(folder.st_mode))
         return usageError(localized("propagate needs a folder: \u201c%1\u201d is not one.")
                               .arg(QFile::decodeName(MGItemPaths::nativePath(url))));
+    return runOnUrl(url, dryRun, json);
+}
+
+int runOnUrl(const QUrl &url, bool dryRun, bool json)
+{
     auto line = std::make_shared<ProgressLine>();
     auto last = std::make_shared<std::optional<MGPropagationProgress>>();
     auto watch = std::make_shared<MGPropagationWatch>(
@@ -144,6 +149,12 @@ int run(const QByteArray &path, bool dryRun, bool json)
                     printError(*error);
                 return finish(error ? Failure : Dismissed);
             }
+            // A server's item says whether it is a folder only when read.
+            if (!MGAclLists::isDirectoryList(*list)) {
+                std::fprintf(stderr, "%s\n", qPrintable(localized("propagate needs a folder: \u201c%1\u201d is not one.")
+                                                             .arg(MGItemPaths::shownPath(url))));
+                return finish(Usage);
+            }
             // What is propagated is what was just read, and only while the folder holds it.
             client->sendEntries(
                 MGAclRemoteMethod::PropagateEntries, *list, url,
@@ -157,7 +168,7 @@ int run(const QByteArray &path, bool dryRun, bool json)
     if (*last) {
         const MGPropagationProgress &summary = **last;
         const char *how = summary.stopped ? "Stopped: %1" : summary.dryRun ? "Dry run: %1" : "Propagated: %1";
-        writeOut(json ? summaryJson(summary, MGItemPaths::nativePath(url))
+        writeOut(json ? summaryJson(summary, MGItemPaths::requestPath(url))
                       : (localizedAcl(how).arg(summary.summaryText()) + QLatin1Char('\n')).toUtf8());
         if (summary.stopped && status == Success)
             return Stopped;

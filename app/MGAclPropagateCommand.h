@@ -1,5 +1,7 @@
 #pragma once
 
+#include <QUrl>
+
 #include <QByteArray>
 
 // propagate FOLDER [--dry-run] [--json]: gives everything below a folder the folder's owner, group,
@@ -12,4 +14,6 @@
 //    "otherMounts", "special", "hardLinks", "changedWhileWalking", "failed", "failedPaths"}
 namespace MGAclPropagateCommand {
 int run(const QByteArray &path, bool dryRun, bool json);
+// The same for an item named by URL (a folder on a file server).
+int runOnUrl(const QUrl &url, bool dryRun, bool json);
 }

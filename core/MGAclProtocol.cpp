@@ -57,7 +57,8 @@ constexpr Argument PropagateArguments[] = {{Key::Path, ArgumentType::Path},
                                            {Key::DryRun, ArgumentType::Flag, true},
                                            {Key::Device, ArgumentType::Number, true},
                                            {Key::Inode, ArgumentType::Number, true},
-                                           {Key::Born, ArgumentType::Number, true}};
+                                           {Key::Born, ArgumentType::Number, true},
+                                           {Key::Credentials, ArgumentType::Credentials, true}};
 // With entries, the access an edited list would give: the item is read, not changed.
 constexpr Argument AccessArguments[] = {{Key::Path, ArgumentType::Path},
                                         {Key::Identity, ArgumentType::Identity},

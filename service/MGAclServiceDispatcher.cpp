@@ -190,7 +190,7 @@ QCborMap MGAclServiceDispatcher::answer(const QCborMap &request, const Caller &c
             return errorReply(id, MGError::posixError(EPERM, QStringLiteral("%1: items on file servers are reached as "
                                                                             "the user, never by the privileged service.")
                                                                  .arg(MGAclProtocol::description(*method))));
-        return MGSmbRequests::answer(id, *method, args);
+        return MGSmbRequests::answer(id, *method, args, caller);
     }
     // The item is resolved once, here; everything after goes through its descriptor.
     const MGResult<MGFileItem> item = MGFileItem::open(path, failureFor(*method));

@@ -29,6 +29,8 @@ public:
     static inline const QString ReadFailure = QStringLiteral("Cannot read the permissions of");
     static inline const QString WriteFailure = QStringLiteral("Cannot change the permissions of");
 
+    const MGSmbClient &client() const { return m_client; }
+
 private:
     MGResult<bool> isDirectory(const QByteArray &url) const;
     const MGSmbClient &m_client;

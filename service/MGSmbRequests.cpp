@@ -4,6 +4,7 @@
 #include "MGAclServiceDispatcher.h"
 #include "MGServerCredentials.h"
 #include "MGSmbAclStore.h"
+#include "MGSmbPropagator.h"
 
 #include <QCryptographicHash>
 #include <QMutex>
@@ -82,7 +83,8 @@ QCborMap failed(ConnectionCache &connections, const QCborValue &id, const MGErro
 }
 }
 
-QCborMap MGSmbRequests::answer(const QCborValue &id, MGAclRemoteMethod method, const QCborMap &args)
+QCborMap MGSmbRequests::answer(const QCborValue &id, MGAclRemoteMethod method, const QCborMap &args,
+                               const MGAclServiceDispatcher::Caller &caller)
 {
     const QByteArray url = args.value(QString(Key::Path)).toByteArray();
     if (const std::optional<MGError> problem = urlProblem(url, method))
@@ -113,6 +115,33 @@ QCborMap MGSmbRequests::answer(const QCborValue &id, MGAclRemoteMethod method, c
                                                                                                      "or sticky bits.")
                                                                                           .arg(MGAclProtocol::description(method))));
         if (const MGResultError error = store.write(url, *list, expected))
+            return failed(cache(), id, *error);
+        return reply;
+    }
+    case MGAclRemoteMethod::PropagateEntries: {
+        QString why;
+        const auto list = MGAclLists::fromCbor(args.value(QString(Key::Entries)), &why);
+        if (!list)
+            return MGAclServiceDispatcher::malformedReply(why, id);
+        std::optional<MGAclList> expected;
+        if (args.contains(QString(Key::Expected)) && !(expected = MGAclLists::fromCbor(args.value(QString(Key::Expected)), &why)))
+            return MGAclServiceDispatcher::malformedReply(why, id);
+        const MGPropagationRegistry::Registration running(caller.registry, caller.name, id.toInteger());
+        MGSmbPropagator propagator(store, url, *list);
+        propagator.setExpected(expected);
+        propagator.setDryRun(args.value(QString(Key::DryRun)).toBool());
+        propagator.setStopFlag(running.flag());
+        const auto progress = [&](const MGPropagationProgress &sofar) {
+            if (caller.progress)
+                caller.progress(QCborMap{{MGAclProtocol::Field::Id, id}, {MGAclProtocol::Field::Progress, sofar.toCbor()}});
+        };
+        propagator.setProgressHandler(progress, std::chrono::milliseconds(250));
+        const MGResultError error = propagator.run();
+        // The whole summary, before the reply: what was done, whatever the outcome.
+        MGPropagationProgress summary = propagator.summary();
+        summary.finished = true;
+        progress(summary);
+        if (error)
             return failed(cache(), id, *error);
         return reply;
     }

@@ -3,6 +3,7 @@
 // written is what it reads (masks in decimal), and the edits of set and remove keep
 // canonical order.
 #include "MGNtEntryText.h"
+#include "MGNtInheritance.h"
 #include "MGNtSecurityDescriptor.h"
 #include "MGItemPaths.h"
 
@@ -104,6 +105,38 @@ private slots:
         QCOMPARE(MGNtEntryText::remove(list, *alone), 1);
         // Inherited entries are the parent's: never removed here.
         QCOMPARE(MGNtEntryText::remove(list, MGNtEntryText::Entry{QStringLiteral("S-1-3-0"), std::nullopt}), 0);
+    }
+
+    // What a folder's entries give a subfolder and a file: the flags each kind passes on,
+    // no-propagate, inherit-only, and Creator Owner and Group made the item's own.
+    void childrenInheritAsServersDo()
+    {
+        const QString team = QStringLiteral("S-1-5-21-9-9-9-1100"), bob = QStringLiteral("S-1-5-21-9-9-9-1001");
+        const QList<MGNtAce> parent{{MGNtAce::Denied, 0x2, 0x00010040, bob, {}},          // subfolders, onward
+                                    {MGNtAce::Allowed, 0x3, 0x001301bf, team, {}},        // everything below
+                                    {MGNtAce::Allowed, 0x5, 0x001200a9, bob, {}},         // files, one level
+                                    {MGNtAce::Allowed, 0x1, 0x001200a9, team, {}},        // files, onward
+                                    {MGNtAce::Allowed, 0xb, 0x001f01ff, MGNtInheritance::CreatorOwner, {}},
+                                    {MGNtAce::Allowed, 0x0, 0x001f01ff, team, {}}};       // the folder alone
+        const QString owner = QStringLiteral("S-1-5-21-9-9-9-1000"), group = QStringLiteral("S-1-22-2-0");
+        const auto text = [](const QList<MGNtAce> &aces) {
+            QStringList lines;
+            for (const MGNtAce &ace : aces)
+                lines << QStringLiteral("%1:%2/0x%3/0x%4").arg(ace.sid).arg(ace.type).arg(ace.flags, 0, 16).arg(ace.mask, 0, 16);
+            return lines;
+        };
+        QCOMPARE(text(MGNtInheritance::inheritedBy(parent, true, owner, group)),
+                 QStringList({bob + ":1/0x12/0x10040", team + ":0/0x13/0x1301bf", team + ":0/0x19/0x1200a9",
+                              owner + ":0/0x10/0x1f01ff", QStringLiteral("S-1-3-0:0/0x1b/0x1f01ff")}));
+        QCOMPARE(text(MGNtInheritance::inheritedBy(parent, false, owner, group)),
+                 QStringList({team + ":0/0x10/0x1301bf", bob + ":0/0x10/0x1200a9", team + ":0/0x10/0x1200a9",
+                              owner + ":0/0x10/0x1f01ff"}));
+        // A child keeps its explicit entries first; its old inherited ones give way.
+        MGNtSecurityDescriptor child{owner, {}, group, {}, {{MGNtAce::Allowed, 0x10, 0x1, team, {}}, {MGNtAce::Denied, 0, 0x2, bob, {}}}};
+        const MGNtSecurityDescriptor now = MGNtInheritance::withInherited(child, MGNtInheritance::inheritedBy(parent, false, owner, group));
+        QCOMPARE(now.aces.size(), 5);
+        QCOMPARE(now.aces.first().sid, bob);
+        QVERIFY(now.isCanonical());
     }
 
     void aDesktopMountOfAShareNamesTheServersItem()

@@ -5,6 +5,7 @@
 #include "MGAclServiceDispatcher.h"
 #include "MGNtEntryText.h"
 #include "MGSmbAclStore.h"
+#include "MGSmbPropagator.h"
 #include "SmbServerHelpers.h"
 
 #include <QElapsedTimer>
@@ -231,6 +232,60 @@ private slots:
         QVERIFY2(notServers->fullDescription().contains(QLatin1String("no account of the server")), qPrintable(notServers->fullDescription()));
 
         QCOMPARE(server.smbcacls(name), before);
+    }
+
+    // Every item below gets what it inherits, its explicit entries kept; a second run finds
+    // all right; a stop before the walk leaves everything below as it was.
+    void propagationGivesEveryItemWhatItInherits()
+    {
+        server.make(QStringLiteral("tree/a/b"), true);
+        for (const QString &file : {QStringLiteral("tree/f"), QStringLiteral("tree/a/g"), QStringLiteral("tree/a/b/h")})
+            server.make(file, false);
+        sh(QStringLiteral("chown -R mgalice %1").arg(quoted(server.root + QStringLiteral("/tree"))));
+        const MGSmbClient client(server.login(QStringLiteral("mgalice")));
+        const MGSmbAclStore store(client);
+        const QByteArray top = SmbServer::url(QStringLiteral("tree"));
+        const MGResult<MGAclList> read = store.read(top);
+        QVERIFY(read);
+        MGAclList list = *read;
+        const QString bob = server.sid(QStringLiteral("mgbob")), jurgen = server.sid(QStringLiteral("mgjürgen"));
+        MGNtEntryText::set(list, MGNtAce{MGNtAce::Denied, 0x2, 0x00010040, {}, {}}, jurgen);
+        MGNtEntryText::set(list, MGNtAce{MGNtAce::Allowed, 0x5, 0x001200a9, {}, {}}, bob);
+        const auto explicitBefore = server.smbcacls(QStringLiteral("tree/a/g"));
+
+        MGSmbPropagator stopped(store, top, list);
+        stopped.setExpected(*read);
+        stopped.setStopFlag(std::make_shared<std::atomic<bool>>(true));
+        QVERIFY(!stopped.run());
+        QVERIFY(stopped.summary().stopped);
+        QCOMPARE(stopped.summary().changed, 0);
+        QCOMPARE(server.smbcacls(QStringLiteral("tree/a/g")), explicitBefore);
+
+        const MGResult<MGAclList> now = store.read(top);
+        MGSmbPropagator propagator(store, top, *now);
+        QList<MGPropagationProgress> reports;
+        propagator.setProgressHandler([&](const MGPropagationProgress &p) { reports << p; }, std::chrono::milliseconds(0));
+        QVERIFY(!propagator.run());
+        QCOMPARE(propagator.summary().changed, 5);
+        QCOMPARE(propagator.summary().failed, 0);
+        QVERIFY(!reports.isEmpty());
+        // jürgen's deny reaches the folders (and passes on), bob's read the first files only.
+        for (const QString &folder : {QStringLiteral("tree/a"), QStringLiteral("tree/a/b")})
+            QVERIFY2(server.smbcacls(folder).contains(QStringLiteral("ACL:%1:1/0x12/0x00010040").arg(jurgen)), qPrintable(folder));
+        QVERIFY(server.smbcacls(QStringLiteral("tree/f")).contains(QStringLiteral("ACL:%1:0/0x10/0x001200a9").arg(bob)));
+        QVERIFY(server.smbcacls(QStringLiteral("tree/a/g")).filter(bob).isEmpty());
+        QVERIFY(server.smbcacls(QStringLiteral("tree/a/g")).filter(jurgen).isEmpty());
+        // What the file had of its own is still there.
+        for (const QString &line : explicitBefore) {
+            if (!line.contains(QLatin1String("/0x1")) || !line.startsWith(QLatin1String("ACL:")))
+                QVERIFY2(server.smbcacls(QStringLiteral("tree/a/g")).contains(line), qPrintable(line));
+        }
+
+        MGSmbPropagator again(store, top, *store.read(top));
+        again.setDryRun(true);
+        QVERIFY(!again.run());
+        QCOMPARE(again.summary().changed, 0);
+        QCOMPARE(again.summary().alreadyRight, 5);
     }
 
     // The privileged service never reaches a server, and a URL never carries a password.
