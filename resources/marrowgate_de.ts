@@ -1106,8 +1106,8 @@
         <translation>das Konto für Objekte auf SMB-Dateiservern: Zeilen username =, password = und domain =; ohne sie gilt Ihr Kerberos-Ticket, und ein Terminal fragt nach, wenn der Server ablehnt</translation>
     </message>
     <message>
-        <source>A PATH may also be the URL of an item on an SMB file server, smb://SERVER/SHARE/PATH, for the window, list, set and remove; set and remove then take entries as ACL:NAME:ALLOWED/OI|CI/READ (ALLOWED or DENIED; flags OI, CI, NP and IO joined by |; READ, CHANGE, FULL, letters of RWXDPO or a number), and remove also an account alone.</source>
-        <translation>Ein PATH kann auch die URL eines Objekts auf einem SMB-Dateiserver sein, smb://SERVER/SHARE/PATH, für das Fenster, list, set und remove; set und remove nehmen dann Einträge als ACL:NAME:ALLOWED/OI|CI/READ (ALLOWED oder DENIED; die Flags OI, CI, NP und IO mit | verbunden; READ, CHANGE, FULL, Buchstaben aus RWXDPO oder eine Zahl), remove auch ein Konto allein.</translation>
+        <source>A PATH may also be the URL of an item on an SMB file server, smb://SERVER/SHARE/PATH, for the window, list, set, remove and propagate; set and remove then take entries as ACL:NAME:ALLOWED/OI|CI/READ (ALLOWED or DENIED; flags OI, CI, NP and IO joined by |; READ, CHANGE, FULL, letters of RWXDPO or a number), and remove also an account alone.</source>
+        <translation>Ein PATH kann auch die URL eines Objekts auf einem SMB-Dateiserver sein, smb://SERVER/SHARE/PATH, für das Fenster, list, set, remove und propagate; set und remove nehmen dann Einträge als ACL:NAME:ALLOWED/OI|CI/READ (ALLOWED oder DENIED; die Flags OI, CI, NP und IO mit | verbunden; READ, CHANGE, FULL, Buchstaben aus RWXDPO oder eine Zahl), remove auch ein Konto allein.</translation>
     </message>
     <message>
         <source>--authentication-file needs a FILE.</source>

@@ -114,12 +114,37 @@ private slots:
         QCOMPARE(run.status, 64);
         QVERIFY2(run.err.contains(QStringLiteral("holds a password")), qPrintable(run.err));
 
-        for (const QString &command : {QStringLiteral("backup"), QStringLiteral("propagate"), QStringLiteral("inherit")}) {
-            run = acl(as(QStringLiteral("mgalice"), {command, url}));
+        for (const QStringList &command : {QStringList{QStringLiteral("backup"), url}, QStringList{QStringLiteral("inherit"), url},
+                                            QStringList{QStringLiteral("access"), QStringLiteral("root"), url},
+                                            QStringList{QStringLiteral("audit"), QStringLiteral("root"), url}}) {
+            run = acl(as(QStringLiteral("mgalice"), command));
             QCOMPARE(run.status, 1);
             QVERIFY2(run.err.contains(QStringLiteral("does not take items on file servers")), qPrintable(run.err));
         }
+        // A file has nothing below it to propagate to.
+        run = acl(as(QStringLiteral("mgalice"), {QStringLiteral("propagate"), url}));
+        QCOMPARE(run.status, 64);
+        QVERIFY2(run.err.contains(QStringLiteral("propagate needs a folder")), qPrintable(run.err));
         QCOMPARE(server.smbcacls(QStringLiteral("kept")), before);
+    }
+
+    // propagate on a server folder: the summary, and every item below with what it inherits.
+    void propagateGivesTheTreeItsInheritance()
+    {
+        server.make(QStringLiteral("spread/sub"), true);
+        server.make(QStringLiteral("spread/sub/file"), false);
+        sh(QStringLiteral("chown -R mgalice %1").arg(quoted(server.root + QStringLiteral("/spread"))));
+        const QString url = QString::fromLatin1(SmbServer::url(QStringLiteral("spread")));
+        Run run = acl(as(QStringLiteral("mgalice"), {QStringLiteral("set"), url, QStringLiteral("ACL:mgbob:ALLOWED/OI|CI/READ")}));
+        QCOMPARE(run.status, 0);
+        run = acl(as(QStringLiteral("mgalice"), {QStringLiteral("propagate"), QStringLiteral("--json"), url}));
+        QVERIFY2(run.status == 0, qPrintable(run.err));
+        const QJsonObject summary = QJsonDocument::fromJson(run.out.toUtf8()).object();
+        QCOMPARE(summary.value("changed").toInt(), 2);
+        QCOMPARE(summary.value("failed").toInt(), 0);
+        const QString bob = server.sid(QStringLiteral("mgbob"));
+        QVERIFY(server.smbcacls(QStringLiteral("spread/sub")).contains(QStringLiteral("ACL:%1:0/0x13/0x001200a9").arg(bob)));
+        QVERIFY(server.smbcacls(QStringLiteral("spread/sub/file")).contains(QStringLiteral("ACL:%1:0/0x10/0x001200a9").arg(bob)));
     }
 };
 
