@@ -55,6 +55,24 @@ QList<MGNtAce> inheritedBy(const QList<MGNtAce> &parent, bool folder, const QStr
     return inherited;
 }
 
+MGResult<MGAclList> listInheritedFrom(const MGAclList &folder, const MGAclList &item, bool directory)
+{
+    const MGResult<MGNtSecurityDescriptor> parent = MGNtSecurityDescriptor::fromList(folder);
+    if (!parent)
+        return parent.error();
+    const MGResult<MGNtSecurityDescriptor> own = MGNtSecurityDescriptor::fromList(item);
+    if (!own)
+        return own.error();
+    MGNtSecurityDescriptor result = *own;
+    result.aces = inheritedBy(parent->aces, directory, own->ownerSid, own->groupSid);
+    // Creator Owner and Group made the item's own take the names its owner and group have.
+    for (MGNtAce &ace : result.aces) {
+        if (ace.name.isEmpty())
+            ace.name = ace.sid == own->ownerSid ? own->ownerName : ace.sid == own->groupSid ? own->groupName : QString();
+    }
+    return result.list(directory);
+}
+
 MGNtSecurityDescriptor withInherited(const MGNtSecurityDescriptor &child, const QList<MGNtAce> &inherited)
 {
     MGNtSecurityDescriptor result = child;

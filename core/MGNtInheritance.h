@@ -20,4 +20,7 @@ QList<MGNtAce> inheritedBy(const QList<MGNtAce> &parent, bool folder, const QStr
 // `child` with its explicit entries first, as they were, then `inherited` in place of the
 // inherited entries it had.
 MGNtSecurityDescriptor withInherited(const MGNtSecurityDescriptor &child, const QList<MGNtAce> &inherited);
+// The list of an item (`item`, a folder or not) that holds nothing but what it inherits from
+// its folder's list (`folder`): its owner and group kept, every entry marked inherited.
+MGResult<MGAclList> listInheritedFrom(const MGAclList &folder, const MGAclList &item, bool directory);
 }

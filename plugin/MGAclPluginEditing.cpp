@@ -1,6 +1,7 @@
 #include "MGAclPlugin.h"
 
 #include "MGItemPaths.h"
+#include "MGNtInheritance.h"
 #include "MGPosixEdits.h"
 #include "MGPosixLists.h"
 #include "MGUrlResources.h"
@@ -93,6 +94,14 @@ void MGAclPlugin::inheritEntriesFromParent(QObject *)
         self->getEntriesWithUrl(parent, [self](std::optional<MGAclList> list, MGResultError error) {
             if (error)
                 return self->showError(*error);
+            // A file server's item: what its server gives an item made in the folder now.
+            if (MGItemPaths::isServerUrl(self->url())) {
+                const MGResult<MGAclList> inherited = MGNtInheritance::listInheritedFrom(
+                    list.value_or(MGAclList()), self->entriesSnapshot(), resourceForKey(self->url(), NSURLIsDirectoryKey).toBool());
+                if (!inherited)
+                    return self->showError(inherited.error());
+                return MGMainQueue::async([self, list = *inherited] { self->m_session->place(list); });
+            }
             // Exactly what the kernel gives an item of this kind created in the folder now.
             const QString path = MGItemPaths::shownPath(self->url());
             MGPosixItemState folderKind, itemKind;

@@ -104,6 +104,31 @@ private slots:
         plugin->window()->close();
     }
 
+    // "Inherit from parent" on a server folder: exactly what the folder gives a new folder,
+    // its own entries gone, its owner kept; saved, the server holds it.
+    void inheritFromParentFollowsTheServersRules()
+    {
+        const QString inner = makeFolder(QStringLiteral("inherit"));
+        MGServerLogins::rememberForEveryServer(server.login(QStringLiteral("mgalice")));
+        const MGAclPlugin::Pointer plugin = openWindow(QString::fromLatin1(SmbServer::url(inner)));
+        QSignalSpy changed(plugin.get(), &MGAclPlugin::entriesChanged);
+        plugin->inheritEntriesFromParent(plugin.get());
+        QVERIFY(changed.wait(10000));
+        const QStringList shown = rows(entriesView(plugin));
+        QVERIFY2(!shown.join('\n').contains(QStringLiteral("mgbob")), qPrintable(shown.join('\n')));
+        QVERIFY(shown.contains(QStringLiteral("Deny|MGSERVER\\mgjürgen|Custom\u2026|Yes|This folder, subfolders and files")));
+        // Creator Owner's rights here are the owner's own, and Creator Owner passes on.
+        QVERIFY2(shown.contains(QStringLiteral("Allow|MGSERVER\\mgalice|Full Control|Yes|This folder only")), qPrintable(shown.join('\n')));
+        QVERIFY(shown.contains(QStringLiteral("Allow|Creator Owner|Full Control|Yes|Subfolders and files only")));
+        QVERIFY(plugin->window()->isWindowModified());
+        QSignalSpy installed(plugin.get(), &MGAclPlugin::entriesChanged);
+        QTest::keyClick(plugin->window(), Qt::Key_S, Qt::ControlModifier);
+        QVERIFY(installed.wait(10000));
+        QTRY_VERIFY(!plugin->window()->isWindowModified());
+        QVERIFY(server.smbcacls(inner).filter(server.sid(QStringLiteral("mgbob"))).isEmpty());
+        plugin->window()->close();
+    }
+
     // Without an account the server refuses; the login sheet asks for one, and the read is
     // made again with it. Cancelled, it leaves the window empty and says nothing more.
     void aRefusalAsksForALogin()
