@@ -101,6 +101,9 @@ std::optional<MGAclWindowArguments> MGAclWindowArguments::read(QByteArrayList ar
         return std::nullopt;
     }
     read.path = positional.first();
+    // A file manager that hands over URLs (for SMB shares) gives local items as file URLs.
+    if (read.path.startsWith("file://"))
+        read.path = MGItemPaths::nativePath(QUrl::fromEncoded(read.path));
     // A path inside a desktop's mount of an SMB share names the server's item.
     if (const std::optional<QUrl> server = MGItemPaths::serverUrlForMountPath(MGItemPaths::absolutePath(read.path)))
         read.path = server->toEncoded();
