@@ -538,7 +538,7 @@ QVariant MGAclEditSession::data(const QModelIndex &index, int role) const
         case PermissionGroupColumn:
             return entry->permissionGroup();
         case AppliesToColumn:
-            return int(entry->appliesTo());
+            return entry->isPosix() ? int(entry->appliesTo()) : InheritanceFlagsPlace | int(entry->flags() & MGAclFlag::Inheritance);
         case InheritedColumn:
             return entry->inherited();
         default:
@@ -595,6 +595,12 @@ bool MGAclEditSession::setData(const QModelIndex &index, const QVariant &value, 
         return true;
     }
     case AppliesToColumn: {
+        // A file server's entry takes any combination of its inheritance flags.
+        if (!entry->isPosix() && (value.toInt() & InheritanceFlagsPlace)) {
+            const quint32 inheritance = quint32(value.toInt()) & MGAclFlag::Inheritance;
+            entry->setFlags((entry->flags() & ~quint32(MGAclFlag::Inheritance)) | inheritance);
+            return true;
+        }
         const auto appliesTo = MGAclEntry::AppliesTo(value.toInt());
         if (appliesTo != MGAclEntry::AppliesTo::ThisItem && appliesTo != MGAclEntry::AppliesTo::NewItems
             && appliesTo != MGAclEntry::AppliesTo::Both)

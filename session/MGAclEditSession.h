@@ -32,6 +32,9 @@ class MGAclEditSession : public QAbstractTableModel
 {
     Q_OBJECT
 public:
+    // A place value (AppliesToColumn) of a file server's entry: this marker with the
+    // entry's inheritance flags (MGAclFlag::Inheritance).
+    static constexpr int InheritanceFlagsPlace = 0x100;
     // Where an entry applies is last: only folders have it, and a file's table leaves it out.
     enum Column { TagColumn, IdentityColumn, PermissionGroupColumn, InheritedColumn, AppliesToColumn, ColumnCount };
     enum Role {

@@ -101,6 +101,28 @@ private slots:
         QVERIFY(installed.wait(10000));
         QTRY_VERIFY(!plugin->window()->isWindowModified());
         QVERIFY2(server.smbcacls(inner).contains(QStringLiteral("ACL:S-1-1-0:1/0x0/0x001200a9")), qPrintable(server.smbcacls(inner).join('\n')));
+
+        // Where an entry applies: every combination of its flags, in words; chosen with keys.
+        const int bob = int(rows(view).indexOf(QStringLiteral("Deny|MGSERVER\\mgbob|Custom\u2026|No|This folder only")));
+        QVERIFY(bob > 0);
+        auto *place = qobject_cast<QComboBox *>(keyOnCell(view, bob, MGAclEntriesTableModel::AppliesToColumn, Qt::Key_F2));
+        QVERIFY(place);
+        QCOMPARE(place->count(), 13);
+        QTRY_VERIFY(place->view()->isVisible());
+        const int subfolders = place->findText(QStringLiteral("Subfolders only"));
+        QVERIFY(subfolders > 0);
+        for (int i = 0; i < subfolders; ++i)
+            QTest::keyClick(place->view(), Qt::Key_Down);
+        QTest::keyClick(place->view(), Qt::Key_Return);
+        QTRY_VERIFY(!view->cellEditor(bob, MGAclEntriesTableModel::AppliesToColumn));
+        QCOMPARE(view->tableView()->model()->index(bob, MGAclEntriesTableModel::AppliesToColumn).data().toString(),
+                 QStringLiteral("Subfolders only"));
+        QSignalSpy saved(plugin.get(), &MGAclPlugin::entriesChanged);
+        QTest::keyClick(plugin->window(), Qt::Key_S, Qt::ControlModifier);
+        QVERIFY(saved.wait(10000));
+        QTRY_VERIFY(!plugin->window()->isWindowModified());
+        QVERIFY2(server.smbcacls(inner).contains(QStringLiteral("ACL:%1:1/0xa/0x00040000").arg(server.sid(QStringLiteral("mgbob")))),
+                 qPrintable(server.smbcacls(inner).join('\n')));
         plugin->window()->close();
     }
 

@@ -143,6 +143,33 @@ QString MGAclEntriesTableModel::inheritanceText(quint32 flags)
     return text;
 }
 
+QList<std::pair<QString, int>> MGAclEntriesTableModel::places(const MGAclEntry &entry)
+{
+    QList<std::pair<QString, int>> list;
+    if (entry.isPosix()) {
+        for (auto place : {MGAclEntry::AppliesTo::ThisItem, MGAclEntry::AppliesTo::NewItems, MGAclEntry::AppliesTo::Both})
+            list.append({appliesToText(place), int(place)});
+        return list;
+    }
+    using namespace MGAclFlag;
+    const quint32 spreading[] = {FileInherit | DirectoryInherit, DirectoryInherit, FileInherit};
+    list.append({inheritanceText(0), MGAclEditSession::InheritanceFlagsPlace});
+    for (const quint32 limit : {0u, quint32(LimitInherit)}) {
+        for (const quint32 onlyInherit : {0u, quint32(OnlyInherit)}) {
+            for (const quint32 flags : spreading)
+                list.append({inheritanceText(flags | onlyInherit | limit),
+                             MGAclEditSession::InheritanceFlagsPlace | int(flags | onlyInherit | limit)});
+        }
+    }
+    return list;
+}
+
+int MGAclEntriesTableModel::currentPlace(const MGAclEntry &entry)
+{
+    return entry.isPosix() ? int(entry.appliesTo())
+                           : MGAclEditSession::InheritanceFlagsPlace | int(entry.flags() & MGAclFlag::Inheritance);
+}
+
 QVariant MGAclEntriesTableModel::data(const QModelIndex &index, int role) const
 {
     const MGAclEntry *entry = index.isValid() ? m_session->entryAt(index.row()) : nullptr;

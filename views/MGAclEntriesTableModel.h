@@ -74,6 +74,11 @@ public:
     // Where a file server's entry of a folder applies, in words, from all its inheritance
     // flags (files and subfolders apart, the folder itself or not, one level down or all).
     static QString inheritanceText(quint32 flags);
+    // The places a pop-up offers an entry, as its text and the value the edit session takes
+    // (MGAclEditSession::AppliesToColumn), and the value of the place it has now: a POSIX
+    // entry's three, a file server's entry every combination of its inheritance flags.
+    static QList<std::pair<QString, int>> places(const MGAclEntry &entry);
+    static int currentPlace(const MGAclEntry &entry);
 
 signals:
     // "Custom…" was chosen for a row's permission group: its permissions are chosen one by one.

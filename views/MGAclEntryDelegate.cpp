@@ -194,10 +194,12 @@ QWidget *MGAclEntryDelegate::createEditor(QWidget *parent, const QStyleOptionVie
         const QString taken = NTLocalizedString::localize(
             QStringLiteral("Another entry for this user or group already applies there"), ACL);
         QList<std::tuple<QString, int, QString>> places;
-        for (auto place : {MGAclEntry::AppliesTo::ThisItem, MGAclEntry::AppliesTo::NewItems, MGAclEntry::AppliesTo::Both}) {
-            const bool allowed = use.allows(*entry, entry->identity(), place != MGAclEntry::AppliesTo::NewItems,
-                                            place != MGAclEntry::AppliesTo::ThisItem);
-            places.append({MGAclEntriesTableModel::appliesToText(place), int(place), allowed ? QString() : taken});
+        for (const auto &[text, value] : MGAclEntriesTableModel::places(*entry)) {
+            const auto place = MGAclEntry::AppliesTo(value);
+            const bool allowed = !entry->isPosix()
+                || use.allows(*entry, entry->identity(), place != MGAclEntry::AppliesTo::NewItems,
+                              place != MGAclEntry::AppliesTo::ThisItem);
+            places.append({text, value, allowed ? QString() : taken});
         }
         editor = choices(parent, places);
         break;

@@ -90,8 +90,6 @@ void MGAclPermissionViewController::viewDidLoad()
         edit(MGAclEditSession::IdentityColumn, QVariant::fromValue(identity));
         refresh();
     });
-    for (auto place : {MGAclEntry::AppliesTo::ThisItem, MGAclEntry::AppliesTo::NewItems, MGAclEntry::AppliesTo::Both})
-        m_appliesToPopUpButton->addItem(MGAclEntriesTableModel::appliesToText(place), int(place));
     connect(m_appliesToPopUpButton, &QComboBox::activated, this, [this] {
         // A place another entry for the same user or group already takes is refused there.
         edit(MGAclEditSession::AppliesToColumn, m_appliesToPopUpButton->currentData());
@@ -201,7 +199,14 @@ void MGAclPermissionViewController::refresh()
     m_appliesToLabel->setVisible(places);
     m_appliesToPopUpButton->setVisible(places);
     m_appliesToPopUpButton->setEnabled(places && changeable);
-    m_appliesToPopUpButton->setCurrentIndex(m_appliesToPopUpButton->findData(int(entry->appliesTo())));
+    // A POSIX entry's three places, or every combination of a file server entry's flags.
+    const QList<std::pair<QString, int>> offered = MGAclEntriesTableModel::places(*entry);
+    if (m_appliesToPopUpButton->count() != offered.size()) {
+        m_appliesToPopUpButton->clear();
+        for (const auto &[text, value] : offered)
+            m_appliesToPopUpButton->addItem(text, value);
+    }
+    m_appliesToPopUpButton->setCurrentIndex(m_appliesToPopUpButton->findData(MGAclEntriesTableModel::currentPlace(*entry)));
 }
 
 void MGAclPermissionViewController::showIdentity()
