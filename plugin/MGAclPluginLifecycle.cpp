@@ -4,6 +4,7 @@
 #include "MGAclAccessViewController.h"
 #include "MGAclItemWatch.h"
 #include "MGAclEntriesViewController.h"
+#include "MGAclServerLogin.h"
 #include "MGAclValueTransformers.h"
 #include "MGAlert.h"
 #include "MGIdentities.h"
@@ -17,8 +18,6 @@
 #include <QLabel>
 #include <QKeySequence>
 #include <QCoreApplication>
-#include "MGAclServerLogin.h"
-
 #include <QGuiApplication>
 #include <QScreen>
 #include <QSettings>
