@@ -90,6 +90,9 @@ void MGAclPermissionViewController::viewDidLoad()
         edit(MGAclEditSession::IdentityColumn, QVariant::fromValue(identity));
         refresh();
     });
+    // A POSIX entry's places from the start; a file server's entry brings its own (refresh).
+    for (auto place : {MGAclEntry::AppliesTo::ThisItem, MGAclEntry::AppliesTo::NewItems, MGAclEntry::AppliesTo::Both})
+        m_appliesToPopUpButton->addItem(MGAclEntriesTableModel::appliesToText(place), int(place));
     connect(m_appliesToPopUpButton, &QComboBox::activated, this, [this] {
         // A place another entry for the same user or group already takes is refused there.
         edit(MGAclEditSession::AppliesToColumn, m_appliesToPopUpButton->currentData());
@@ -201,7 +204,7 @@ void MGAclPermissionViewController::refresh()
     m_appliesToPopUpButton->setEnabled(places && changeable);
     // A POSIX entry's three places, or every combination of a file server entry's flags.
     const QList<std::pair<QString, int>> offered = MGAclEntriesTableModel::places(*entry);
-    if (m_appliesToPopUpButton->count() != offered.size()) {
+    if (m_appliesToPopUpButton->count() != offered.size() || m_appliesToPopUpButton->itemData(0).toInt() != offered.first().second) {
         m_appliesToPopUpButton->clear();
         for (const auto &[text, value] : offered)
             m_appliesToPopUpButton->addItem(text, value);
