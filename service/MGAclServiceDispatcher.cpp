@@ -87,6 +87,19 @@ QCborMap MGAclServiceDispatcher::malformedReply(const QString &why, const QCborV
     return errorReply(id, requestError(why));
 }
 
+std::variant<MGAclServiceDispatcher::SentLists, QCborMap> MGAclServiceDispatcher::sentLists(const QCborValue &id,
+                                                                                             const QCborMap &args)
+{
+    QString why;
+    auto list = MGAclLists::fromCbor(args.value(QString(Key::Entries)), &why);
+    if (!list)
+        return malformedReply(why, id);
+    std::optional<MGAclList> expected;
+    if (args.contains(QString(Key::Expected)) && !(expected = MGAclLists::fromCbor(args.value(QString(Key::Expected)), &why)))
+        return malformedReply(why, id);
+    return SentLists{std::move(*list), std::move(expected)};
+}
+
 namespace {
 // How often a long request reports; well within the time its caller waits for a word.
 constexpr std::chrono::milliseconds ProgressInterval(250);
@@ -157,7 +170,6 @@ QCborMap MGAclServiceDispatcher::answer(const QCborMap &request, const Caller &c
     const QCborValue id = request.value(MGAclProtocol::Field::Id);
     const auto method = MGAclProtocol::methodForSelector(request.value(MGAclProtocol::Field::Method).toString());
     const QCborMap args = request.value(MGAclProtocol::Field::Arguments).toMap();
-    QString why;
     const QCborValue locale = request.value(MGAclProtocol::Field::Locale);
     // Titles and row names are in the caller's language.
     const NTLocalizedString::ThreadLanguage language(
@@ -216,12 +228,11 @@ QCborMap MGAclServiceDispatcher::answer(const QCborMap &request, const Caller &c
     case MGAclRemoteMethod::PropagateEntries: {
         if (const MGResultError other = otherFile(*item, args))
             return errorReply(id, *other);
-        const auto list = MGAclLists::fromCbor(args.value(QString(Key::Entries)), &why);
-        if (!list)
-            return malformedReply(why, id);
-        std::optional<MGAclList> expected;
-        if (args.contains(QString(Key::Expected)) && !(expected = MGAclLists::fromCbor(args.value(QString(Key::Expected)), &why)))
-            return malformedReply(why, id);
+        const auto sent = sentLists(id, args);
+        if (const QCborMap *malformed = std::get_if<QCborMap>(&sent))
+            return *malformed;
+        const MGAclList *list = &std::get<SentLists>(sent).entries;
+        const std::optional<MGAclList> &expected = std::get<SentLists>(sent).expected;
         MGResultError error;
         if (*method == MGAclRemoteMethod::SetEntries) {
             const MGResult<MGPosixItemState> before = record ? MGPosixAclStore::readState(*item)

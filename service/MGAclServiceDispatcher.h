@@ -1,5 +1,6 @@
 #pragma once
 
+#include "MGAclList.h"
 #include "MGAclProtocol.h"
 #include "MGAuditLog.h"
 #include "MGError.h"
@@ -9,6 +10,7 @@
 #include <QString>
 #include <functional>
 #include <optional>
+#include <variant>
 
 // Answers one request of the ACL service (see MGAclProtocol for its shape). Every field of
 // a request is checked before use; a malformed request is answered with an error. Requests
@@ -46,6 +48,14 @@ public:
     // The reply to a frame that could not be read as a request at all.
     static QCborMap malformedReply(const QString &why, const QCborValue &id = QCborValue());
     static QCborMap errorReply(const QCborValue &id, const MGError &error);
+    // The list a save or a propagation sends, and what the item must still hold, decoded;
+    // the malformed reply when either cannot be.
+    struct SentLists
+    {
+        MGAclList entries;
+        std::optional<MGAclList> expected;
+    };
+    static std::variant<SentLists, QCborMap> sentLists(const QCborValue &id, const QCborMap &args);
 
 private:
     // The answer to a well-formed request; for a caller that keeps records, what was done is

@@ -102,13 +102,11 @@ QCborMap MGSmbRequests::answer(const QCborValue &id, MGAclRemoteMethod method, c
         return reply;
     }
     case MGAclRemoteMethod::SetEntries: {
-        QString why;
-        const auto list = MGAclLists::fromCbor(args.value(QString(Key::Entries)), &why);
-        if (!list)
-            return MGAclServiceDispatcher::malformedReply(why, id);
-        std::optional<MGAclList> expected;
-        if (args.contains(QString(Key::Expected)) && !(expected = MGAclLists::fromCbor(args.value(QString(Key::Expected)), &why)))
-            return MGAclServiceDispatcher::malformedReply(why, id);
+        const auto sent = MGAclServiceDispatcher::sentLists(id, args);
+        if (const QCborMap *malformed = std::get_if<QCborMap>(&sent))
+            return *malformed;
+        const MGAclList *list = &std::get<MGAclServiceDispatcher::SentLists>(sent).entries;
+        const std::optional<MGAclList> &expected = std::get<MGAclServiceDispatcher::SentLists>(sent).expected;
         if (args.contains(QString(Key::SpecialBits)))
             return MGAclServiceDispatcher::errorReply(id, MGError::posixError(EINVAL, QStringLiteral("%1: items on file "
                                                                                                      "servers have no set-id "
@@ -119,13 +117,11 @@ QCborMap MGSmbRequests::answer(const QCborValue &id, MGAclRemoteMethod method, c
         return reply;
     }
     case MGAclRemoteMethod::PropagateEntries: {
-        QString why;
-        const auto list = MGAclLists::fromCbor(args.value(QString(Key::Entries)), &why);
-        if (!list)
-            return MGAclServiceDispatcher::malformedReply(why, id);
-        std::optional<MGAclList> expected;
-        if (args.contains(QString(Key::Expected)) && !(expected = MGAclLists::fromCbor(args.value(QString(Key::Expected)), &why)))
-            return MGAclServiceDispatcher::malformedReply(why, id);
+        const auto sent = MGAclServiceDispatcher::sentLists(id, args);
+        if (const QCborMap *malformed = std::get_if<QCborMap>(&sent))
+            return *malformed;
+        const MGAclList *list = &std::get<MGAclServiceDispatcher::SentLists>(sent).entries;
+        const std::optional<MGAclList> &expected = std::get<MGAclServiceDispatcher::SentLists>(sent).expected;
         const MGPropagationRegistry::Registration running(caller.registry, caller.name, id.toInteger());
         MGSmbPropagator propagator(store, url, *list);
         propagator.setExpected(expected);

@@ -31,6 +31,19 @@ inline MGAclEntriesViewController *entriesView(const MGAclPlugin::Pointer &plugi
     return static_cast<MGAclEntriesViewController *>(plugin->tabViewController()->childViewControllers().at(0));
 }
 
+// Presses `key` on a cell of the entries table, as a user does, and answers the editor it
+// opened (nothing when none opened within two seconds).
+inline QWidget *keyOnCell(MGAclEntriesViewController *view, int row, int column, Qt::Key key)
+{
+    QTableView *table = view->tableView();
+    table->setFocus();
+    table->setCurrentIndex(table->model()->index(row, column));
+    QTest::keyClick(table, key);
+    QWidget *editor = nullptr;
+    (void)QTest::qWaitFor([&] { return (editor = view->cellEditor(row, column)) != nullptr; }, 2000);
+    return editor;
+}
+
 // Three ACL entries for users 1, 2 and 3 at rows 1 to 3 (user 2's inherited) before the
 // POSIX section, as a folder's list holds them.
 inline void installSampleEntries(const MGAclPlugin::Pointer &plugin)

@@ -275,17 +275,6 @@ private slots:
 
     // Moves the table's current cell to (row, column) and presses a key there, as a user
     // with the keyboard does; answers the editor the cell then has, if any.
-    static QWidget *keyOnCell(MGAclEntriesViewController *view, int row, int column, Qt::Key key)
-    {
-        QTableView *table = view->tableView();
-        table->setFocus();
-        table->setCurrentIndex(table->model()->index(row, column));
-        QTest::keyClick(table, key);
-        QWidget *editor = nullptr;
-        (void)QTest::qWaitFor([&] { return (editor = view->cellEditor(row, column)) != nullptr; }, 2000);
-        return editor;
-    }
-
     // On a file system without ACLs the window says so where the entries would be, offers no
     // +, refuses entries that arrive otherwise before sending them, and still saves the
     // owner, group and everyone permissions.

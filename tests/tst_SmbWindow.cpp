@@ -32,17 +32,6 @@ class tst_SmbWindow : public QObject
         return texts;
     }
 
-    static QWidget *keyOnCell(MGAclEntriesViewController *view, int row, int column, Qt::Key key)
-    {
-        QTableView *table = view->tableView();
-        table->setFocus();
-        table->setCurrentIndex(table->model()->index(row, column));
-        QTest::keyClick(table, key);
-        QWidget *editor = nullptr;
-        (void)QTest::qWaitFor([&] { return (editor = view->cellEditor(row, column)) != nullptr; }, 2000);
-        return editor;
-    }
-
     // A folder with an explicit deny entry, explicit allow entries and what its parent passes
     // on (inherited, a deny among them), as smbcacls propagates it.
     QString makeFolder(const QString &name)
