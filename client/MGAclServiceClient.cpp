@@ -39,6 +39,35 @@ QHash<QString, MGRemoteClasses::Classes> MGAclServiceClient::remoteEncodableClas
     return classes;
 }
 
+namespace {
+// A refusal on a file server: the retry goes with another account of that server over the
+// ordinary connection. An account from the keyring that is refused as well leads to the
+// user's own answer; that one is the last try.
+template <typename Result>
+void retryWithServerLogin(const std::shared_ptr<MGAclServiceClient> &self, MGAclServiceClient::Invoke<Result> invoke,
+                          std::function<void(MGAclServiceClient::Outcome<Result>)> done, const QUrl &item,
+                          const MGError &refusal, bool retried)
+{
+    using Done = MGAclServiceClient::Outcome<Result>;
+    MGServerLogins::ask(item, refusal, [self, invoke, done, item, refusal, retried](MGServerLogins::Answer answer) {
+        if (answer == MGServerLogins::Answer::CannotAsk)
+            return done(Done{Done::Failed, std::nullopt, refusal, retried});
+        if (answer == MGServerLogins::Answer::Cancelled)
+            return done(Done{Done::Cancelled, std::nullopt, std::nullopt});
+        auto retry = self->connection()->remoteObjectProxyWithErrorHandler([done](const MGError &error) {
+            done(Done{Done::Failed, std::nullopt, error});
+        });
+        invoke(*retry, [self, invoke, done, item, answer](std::optional<Result> result, MGResultError error) {
+            if (result)
+                return done(Done{Done::Succeeded, std::move(result), std::nullopt});
+            if (answer == MGServerLogins::Answer::FromKeyring && error && error->isPermissionError())
+                return retryWithServerLogin(self, invoke, done, item, *error, true);
+            done(Done{Done::Failed, std::nullopt, error, true});
+        });
+    });
+}
+}
+
 template <typename Result>
 void MGAclServiceClient::performRemote(MGAclRemoteMethod method, Invoke<Result> invoke,
                                        std::function<void(Outcome<Result>)> done, const QUrl &item)
@@ -57,23 +86,8 @@ void MGAclServiceClient::performRemote(MGAclRemoteMethod method, Invoke<Result> 
             return done(Done{Done::Succeeded, std::move(result), std::nullopt});
         if (!error || !error->isPermissionError())
             return done(Done{Done::Failed, std::nullopt, error});
-        if (MGItemPaths::isServerUrl(item)) {
-            if (!MGServerLogins::canAsk())
-                return done(Done{Done::Failed, std::nullopt, error});
-            MGServerLogins::ask(item, *error, [self, invoke, done](bool given) {
-                if (!given)
-                    return done(Done{Done::Cancelled, std::nullopt, std::nullopt});
-                auto retry = self->connection()->remoteObjectProxyWithErrorHandler([done](const MGError &error) {
-                    done(Done{Done::Failed, std::nullopt, error});
-                });
-                invoke(*retry, [done](std::optional<Result> result, MGResultError error) {
-                    if (result)
-                        return done(Done{Done::Succeeded, std::move(result), std::nullopt});
-                    done(Done{Done::Failed, std::nullopt, error, true});
-                });
-            });
-            return;
-        }
+        if (MGItemPaths::isServerUrl(item))
+            return retryWithServerLogin(self, invoke, done, item, *error, false);
         self->getAuthConnectionForRight(MGAclProtocol::right(method), [self, invoke, done, description,
                                                                        connectionFailed](MGResultError authError) {
             if (authError && authError->isAuthorizationCanceled())

@@ -1,7 +1,10 @@
 #include "MGServerLogins.h"
 
+#include "MGDesktopKeyring.h"
+
 #include <QHash>
 #include <QMutex>
+#include <QSet>
 
 namespace {
 QMutex lock;
@@ -9,6 +12,13 @@ MGServerLogins::Prompt &prompt()
 {
     static MGServerLogins::Prompt installed;
     return installed;
+}
+// Servers whose keyring account was looked for: it is taken once, and a refusal of it
+// leads to the user's own answer, never to the same account again.
+QSet<QString> &keyringAsked()
+{
+    static QSet<QString> servers;
+    return servers;
 }
 QHash<QString, MGServerCredentials> &logins()
 {
@@ -50,6 +60,7 @@ void forgetAll()
 {
     const QMutexLocker locker(&lock);
     logins().clear();
+    keyringAsked().clear();
 }
 
 void setPrompt(Prompt how)
@@ -58,24 +69,29 @@ void setPrompt(Prompt how)
     prompt() = std::move(how);
 }
 
-void ask(const QUrl &item, const MGError &refusal, std::function<void(bool given)> answer)
+void ask(const QUrl &item, const MGError &refusal, std::function<void(Answer)> answer)
 {
+    const QString server = item.host();
     Prompt how;
+    bool askKeyring = false;
     {
         const QMutexLocker locker(&lock);
         how = prompt();
+        askKeyring = !keyringAsked().contains(server.toLower());
+        keyringAsked().insert(server.toLower());
     }
-    const QString server = item.host();
+    if (askKeyring) {
+        if (const std::optional<MGServerCredentials> stored = MGDesktopKeyring::serverLogin(server)) {
+            remember(server, *stored);
+            return answer(Answer::FromKeyring);
+        }
+    }
+    if (!how)
+        return answer(Answer::CannotAsk);
     how(item, refusal, [server, answer](std::optional<MGServerCredentials> credentials) {
         if (credentials)
             remember(server, *credentials);
-        answer(credentials.has_value());
+        answer(credentials ? Answer::Typed : Answer::Cancelled);
     });
-}
-
-bool canAsk()
-{
-    const QMutexLocker locker(&lock);
-    return bool(prompt());
 }
 }

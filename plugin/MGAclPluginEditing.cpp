@@ -74,12 +74,17 @@ void MGAclPlugin::removeInheritedEntries(QObject *)
 void MGAclPlugin::makeInheritedEntriesExplicit(QObject *)
 {
     // In place, through the session as any edit of an entry: each entry reports the change.
+    const bool wasCanonical = m_session->isCanonical();
     for (int row = 0; row < m_session->rowCount(); ++row) {
         const MGAclEntry *entry = m_session->entryAt(row);
         if (entry && entry->isAcl() && entry->inherited())
             m_session->setData(m_session->index(row, MGAclEditSession::InheritedColumn), false,
                                MGAclEditSession::InheritedRole);
     }
+    // A canonical list stays so: an inherited Deny made explicit moves up among the explicit
+    // Deny entries, where a file server keeps it, each entry keeping its order within its kind.
+    if (wasCanonical && !m_session->isCanonical())
+        sortEntriesCanonically(this);
 }
 
 void MGAclPlugin::inheritEntriesFromParent(QObject *)

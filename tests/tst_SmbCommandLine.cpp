@@ -129,6 +129,44 @@ private slots:
         QCOMPARE(server.smbcacls(QStringLiteral("kept")), before);
     }
 
+    // The password a file manager keeps in the desktop keyring for the server is the user's
+    // own login: a command without an account reads with it. A stale one is said as refused.
+    void theDesktopKeyringsLoginIsTaken()
+    {
+        if (!shOk(QStringLiteral("command -v gnome-keyring-daemon && command -v secret-tool")))
+            QSKIP("needs a desktop keyring (gnome-keyring, libsecret-tools)");
+        server.make(QStringLiteral("kept"), false);
+        const QString home = QDir::temp().filePath(QStringLiteral("mg-keyring-%1").arg(QCoreApplication::applicationPid()));
+        auto inSession = [&](const QString &password) {
+            QDir(home).removeRecursively();
+            QDir().mkpath(home + QStringLiteral("/run"));
+            QFile::setPermissions(home + QStringLiteral("/run"), QFileDevice::ReadOwner | QFileDevice::WriteOwner | QFileDevice::ExeOwner);
+            QFile script(home + QStringLiteral("/session"));
+            // As file managers store a server's login: a network password for server and protocol.
+            if (!script.open(QIODevice::WriteOnly))
+                return QString();
+            script.write(QStringLiteral("export HOME=%1 XDG_DATA_HOME=%1/data XDG_RUNTIME_DIR=%1/run\n"
+                                        "printf x | gnome-keyring-daemon --unlock --components=secrets >/dev/null\n"
+                                        "printf %s %2 | secret-tool store --label=server xdg:schema org.gnome.keyring.NetworkPassword "
+                                        "user mgalice domain MGSERVER server 127.0.0.1 protocol smb\n"
+                                        "%3 list %4; echo status $?\n")
+                             .arg(quoted(home), quoted(password), QStringLiteral(MARROWGATE_ACL_PATH),
+                                  QString::fromLatin1(SmbServer::url(QStringLiteral("kept"))))
+                             .toUtf8());
+            script.close();
+            const QString out = sh(QStringLiteral("dbus-run-session -- sh %1 2>&1").arg(quoted(script.fileName())));
+            QDir(home).removeRecursively();
+            return out;
+        };
+        QString out = inSession(QStringLiteral("pw-mgalice"));
+        QVERIFY2(out.contains(QStringLiteral("# owner: MGSERVER\\mgalice")) && out.contains(QStringLiteral("status 0")), qPrintable(out));
+        out = inSession(QStringLiteral("stale"));
+        QVERIFY2(out.contains(QStringLiteral("status 1")) && out.contains(QStringLiteral("refused access to the account \u201cmgalice\u201d")), qPrintable(out));
+        // Without a keyring, the same command is refused as before, at once.
+        const Run run = acl({QStringLiteral("list"), QString::fromLatin1(SmbServer::url(QStringLiteral("kept")))});
+        QCOMPARE(run.status, 1);
+    }
+
     // What file managers hand over: a server item's URL (with the account apart), a path in
     // the desktop's mount of the share, a local item as a file URL.
     void theWindowTakesWhatFileManagersHandOver()

@@ -3,6 +3,7 @@
 // the keyboard saved so that smbcacls reads it, and the login sheet when the server refuses.
 #include "MGAclEditSession.h"
 #include "MGAclEntriesTableModel.h"
+#include "MGAclMenuBar.h"
 #include "MGLoginDialog.h"
 #include "MGServerLogins.h"
 #include "PluginHelpers.h"
@@ -10,6 +11,8 @@
 
 #include <QComboBox>
 #include <QLineEdit>
+#include <QMenuBar>
+#include <grp.h>
 #include <QStandardItemModel>
 
 class tst_SmbWindow : public QObject
@@ -138,6 +141,63 @@ private slots:
         QTRY_VERIFY(!plugin->window()->isWindowModified());
         QVERIFY(server.smbcacls(inner).filter(server.sid(QStringLiteral("mgbob"))).isEmpty());
         plugin->window()->close();
+    }
+
+    // The Edit menu's commands on inherited entries, chosen from the menu bar, act on what the
+    // server holds: made explicit they keep where they apply and lose the inherited mark;
+    // removed, only the folder's own entries stay. smbcacls reads each save.
+    void inheritedEntriesAreMadeExplicitAndRemoved()
+    {
+        const QString inner = makeFolder(QStringLiteral("explicit"));
+        MGServerLogins::rememberForEveryServer(server.login(QStringLiteral("mgalice")));
+        const MGAclPlugin::Pointer plugin = openWindow(QString::fromLatin1(SmbServer::url(inner)));
+        const QString jurgen = server.sid(QStringLiteral("mgjürgen"));
+        QVERIFY2(server.smbcacls(inner).contains(QStringLiteral("ACL:%1:1/0x13/0x00010040").arg(jurgen)),
+                 qPrintable(server.smbcacls(inner).join('\n')));
+        auto choose = [&](const MGAclPlugin::Pointer &plugin, const QString &command, auto done) {
+            QMenu *edit = MGAclMenuBar::attachTo(plugin->window())->findChild<QMenu *>(QStringLiteral("editMenu"));
+            QVERIFY(edit);
+            emit edit->aboutToShow(); // as it opens: its commands are validated
+            QAction *action = nullptr;
+            for (QAction *candidate : edit->actions())
+                if (candidate->text() == command)
+                    action = candidate;
+            QVERIFY2(action && action->isEnabled(), qPrintable(command));
+            action->trigger();
+            QTRY_VERIFY(plugin->window()->isWindowModified());
+            QTRY_VERIFY(done(rows(entriesView(plugin))));
+            QSignalSpy installed(plugin.get(), &MGAclPlugin::entriesChanged);
+            QTest::keyClick(plugin->window(), Qt::Key_S, Qt::ControlModifier);
+            QVERIFY(installed.wait(10000));
+            QTRY_VERIFY(!plugin->window()->isWindowModified());
+        };
+        // An inherited Deny made explicit goes before the explicit Allow entries: the list stays
+        // in the one order a server keeps.
+        choose(plugin, QStringLiteral("Make Inherited Entries Explicit"), [](const QStringList &shown) {
+            return shown.indexOf(QStringLiteral("Deny|MGSERVER\\mgjürgen|Custom\u2026|No|This folder, subfolders and files")) == 2;
+        });
+        QStringList held = server.smbcacls(inner);
+        QVERIFY2(held.contains(QStringLiteral("ACL:%1:1/0x3/0x00010040").arg(jurgen)), qPrintable(held.join('\n')));
+        // mgteam's Change, and Everyone's Read for what is below, held once now as explicit entries.
+        QCOMPARE(held.filter(QStringLiteral("/0x001301ff")), QStringList{QStringLiteral("ACL:S-1-22-2-%1:0/0x3/0x001301ff").arg(getgrnam("mgteam")->gr_gid)});
+        QCOMPARE(held.filter(QStringLiteral("ACL:S-1-1-0:0/0xb/")).size(), 1);
+        QVERIFY(!rows(entriesView(plugin)).join('\n').contains(QStringLiteral("|Yes|")));
+
+        // Inherited once more from the share's folder, then the inherited ones removed.
+        sh(QStringLiteral("smbcacls -s %1 //127.0.0.1/acls explicit -A %2 --propagate-inheritance -a %3")
+               .arg(quoted(server.conf), quoted(server.authFile(QStringLiteral("mgalice"))),
+                    quoted(QStringLiteral("ACL:MGSERVER\\mgadmin:ALLOWED/OI|CI/READ"))));
+        QVERIFY(server.smbcacls(inner).join('\n').contains(QStringLiteral("/0x13/0x001200a9")));
+        plugin->window()->close();
+        const MGAclPlugin::Pointer again = openWindow(QString::fromLatin1(SmbServer::url(inner)));
+        QVERIFY(rows(entriesView(again)).join('\n').contains(QStringLiteral("|Yes|")));
+        choose(again, QStringLiteral("Remove Inherited Entries"),
+               [](const QStringList &shown) { return !shown.join('\n').contains(QStringLiteral("|Yes|")); });
+        held = server.smbcacls(inner);
+        QVERIFY2(held.filter(QRegularExpression(QStringLiteral("^ACL:[^:]*:[01]/0x1"))).isEmpty(), qPrintable(held.join('\n')));
+        QVERIFY(held.contains(QStringLiteral("ACL:%1:1/0x3/0x00010040").arg(jurgen)));
+        QVERIFY(held.contains(QStringLiteral("ACL:%1:1/0x0/0x00040000").arg(server.sid(QStringLiteral("mgbob")))));
+        again->window()->close();
     }
 
     // Without an account the server refuses; the login sheet asks for one, and the read is
