@@ -152,8 +152,10 @@ MGSmbClient::~MGSmbClient()
 MGError MGSmbClient::failure(const QByteArray &url, int error) const
 {
     const QString item = QUrl::fromEncoded(url).toDisplayString(QUrl::RemovePassword);
-    // The library says 0 where the server refused a change without saying why.
-    if (error == 0)
+    // The library says 0 where the server refused a change without saying why, and "invalid
+    // argument" where the user's own login found no Kerberos ticket the server takes: both
+    // are refusals, which another account may overcome.
+    if (error == 0 || (error == EINVAL && m_credentials.isEmpty()))
         error = EACCES;
     QString why;
     switch (error) {

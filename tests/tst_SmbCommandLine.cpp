@@ -167,6 +167,34 @@ private slots:
         QCOMPARE(run.status, 1);
     }
 
+    // With a Kerberos ticket of a domain, a command needs no account at all: the ticket is the
+    // user's own login, for reading and for a save that smbcacls then reads. Without one, the
+    // same command is refused.
+    void aKerberosTicketIsTheUsersOwnLogin()
+    {
+        QTemporaryDir work;
+        QFile script(work.filePath(QStringLiteral("domain")));
+        QVERIFY(script.open(QIODevice::WriteOnly));
+        script.write(QStringLiteral("mkdir \"$MARROWGATE_DOMAIN_ROOT/plans\"\n"
+                                    "%1 list smb://mgdc.mg.test/acls/plans; echo \"status $?\"\n"
+                                    "%1 set smb://mgdc.mg.test/acls/plans 'ACL:Everyone:DENIED/OI|CI/0x00000004'; echo \"status $?\"\n"
+                                    "smbcacls -s \"$MARROWGATE_DOMAIN_CONF\" //mgdc.mg.test/acls plans --use-kerberos=required --numeric </dev/null\n"
+                                    "kdestroy\n"
+                                    "%1 list smb://mgdc.mg.test/acls/plans; echo \"status $?\"\n")
+                         .arg(QStringLiteral(MARROWGATE_ACL_PATH))
+                         .toUtf8());
+        script.close();
+        const QString out = sh(QStringLiteral(MARROWGATE_SOURCE_DIR "/tests/smb/with-domain sh %1 2>&1; echo \"ended $?\"")
+                                   .arg(quoted(script.fileName())));
+        if (out.contains(QStringLiteral("needs samba-ad-dc")))
+            QSKIP("needs a domain controller (samba-ad-dc, krb5-user)");
+        const QStringList statuses = out.split(QLatin1Char('\n')).filter(QRegularExpression(QStringLiteral("^status ")));
+        QCOMPARE(statuses, (QStringList{QStringLiteral("status 0"), QStringLiteral("status 0"), QStringLiteral("status 1")}));
+        QVERIFY2(out.contains(QStringLiteral("# owner: MG\\Administrator")), qPrintable(out));
+        QVERIFY2(out.contains(QStringLiteral("ACL:S-1-1-0:1/0x3/0x00000004")), qPrintable(out));
+        QVERIFY2(out.contains(QStringLiteral("refused access to your account")), qPrintable(out));
+    }
+
     // What file managers hand over: a server item's URL (with the account apart), a path in
     // the desktop's mount of the share, a local item as a file URL.
     void theWindowTakesWhatFileManagersHandOver()
