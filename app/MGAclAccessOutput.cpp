@@ -49,10 +49,16 @@ QByteArray json(const QList<MGTreeNode::Pointer> &tree, const QByteArray &path, 
 {
     QJsonObject item;
     MGAclJson::putBytes(item, QStringLiteral("path"), path);
-    item.insert(QStringLiteral("who"),
-                QJsonObject{{QStringLiteral("kind"), who.isUser() ? QStringLiteral("user") : QStringLiteral("group")},
-                            {QStringLiteral("name"), who.posixName().isEmpty() ? QString::number(who.posixID()) : who.posixName()},
-                            {QStringLiteral("id"), qint64(who.posixID())}});
+    if (who.isPrincipal())
+        // A file server's account, by the name it was asked for (and its SID where known).
+        item.insert(QStringLiteral("who"), QJsonObject{{QStringLiteral("kind"), QStringLiteral("account")},
+                                                       {QStringLiteral("name"), who.posixName()},
+                                                       {QStringLiteral("sid"), who.sid()}});
+    else
+        item.insert(QStringLiteral("who"),
+                    QJsonObject{{QStringLiteral("kind"), who.isUser() ? QStringLiteral("user") : QStringLiteral("group")},
+                                {QStringLiteral("name"), who.posixName().isEmpty() ? QString::number(who.posixID()) : who.posixName()},
+                                {QStringLiteral("id"), qint64(who.posixID())}});
     if (!blockedBy.isEmpty())
         MGAclJson::putBytes(item, QStringLiteral("blockedBy"), blockedBy);
     QJsonArray permissions;

@@ -111,6 +111,8 @@ int MGAclCommandLine::run(QByteArrayList arguments)
             return MGAclServerCommands::remove(url, words.mid(1));
         if (command == "propagate")
             return MGAclPropagateCommand::runOnUrl(url, given->has("--dry-run"), json);
+        if (command == "access")
+            return MGAclServerCommands::access(words[0], url, json);
         return MGAclServerCommands::notForServers(command);
     }
     if (command == "list")

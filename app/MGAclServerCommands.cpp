@@ -1,8 +1,11 @@
 #include "MGAclServerCommands.h"
 
+#include "MGAclAccessOutput.h"
 #include "MGAclCommandSupport.h"
 #include "MGAclServerListOutput.h"
+#include "MGItemPaths.h"
 #include "MGNtEntryText.h"
+#include "MGServerAccounts.h"
 
 #include <cstdio>
 
@@ -93,6 +96,23 @@ int remove(const QUrl &url, const QByteArrayList &arguments)
                                                                       : entry.who));
         }
         return std::nullopt;
+    });
+}
+
+int access(const QByteArray &who, const QUrl &url, bool json)
+{
+    const CBIdentity subject = CBIdentity::principal(QString(), QString::fromLocal8Bit(who));
+    const QUuid uuid = MGServerAccounts::uuidFor(subject);
+    return runOnQueue([url, subject, uuid, json](std::shared_ptr<MGAclServiceClient> client, Finish finish) {
+        client->getAccessWithUrl(url, uuid, [url, subject, json, finish](auto tree, MGResultError error, const QString &) {
+            if (tree && json)
+                writeOut(MGAclAccessOutput::json(*tree, url.toEncoded(), subject, QByteArray()));
+            else if (tree)
+                writeOut(MGAclAccessOutput::text(*tree).toUtf8());
+            else if (error)
+                printError(*error);
+            finish(tree ? Success : error ? Failure : Dismissed);
+        });
     });
 }
 

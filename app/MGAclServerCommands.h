@@ -5,11 +5,14 @@
 #include <QUrl>
 
 // The text commands for items on SMB file servers (smb://SERVER/SHARE/PATH): list, set and
-// remove, with entries in the form MGNtEntryText reads. The others say why they do not apply.
+// remove, with entries in the form MGNtEntryText reads; access. The others say why they do not apply.
 namespace MGAclServerCommands {
 int list(const QUrl &url, bool json);
 int set(const QUrl &url, const QByteArrayList &entries);
 int remove(const QUrl &url, const QByteArrayList &entries);
+// What the server's account `who` (a user's or group's name) may do with the item, as the
+// server decides it.
+int access(const QByteArray &who, const QUrl &url, bool json);
 // The status, and on standard error why, for a command that does not take server items.
 int notForServers(const QByteArray &command);
 }

@@ -1,6 +1,7 @@
 #include "MGServiceConnection.h"
 
 #include "MGItemPaths.h"
+#include "MGServerAccounts.h"
 #include "MGServerLogins.h"
 #include "NTLocalizedString.h"
 
@@ -114,8 +115,10 @@ public:
     void getAclAccessWithUrl(const QUrl &url, const QUuid &uuid, AccessReply reply,
                              const std::optional<MGAclList> &edited) override
     {
-        QCborMap arguments{{QString(Key::Path), MGItemPaths::requestPath(url)},
-                           {QString(Key::Identity), uuid.toString(QUuid::WithoutBraces)}};
+        QCborMap arguments = itemArguments(url);
+        arguments.insert(QString(Key::Identity), uuid.toString(QUuid::WithoutBraces));
+        if (const std::optional<QString> account = MGServerAccounts::accountFor(uuid); account && MGItemPaths::isServerUrl(url))
+            arguments.insert(QString(Key::Account), *account);
         if (edited)
             arguments.insert(QString(Key::Entries), MGAclLists::toCbor(*edited));
         call(MGAclRemoteMethod::GetAccess, arguments,

@@ -62,7 +62,9 @@ constexpr Argument PropagateArguments[] = {{Key::Path, ArgumentType::Path},
 // With entries, the access an edited list would give: the item is read, not changed.
 constexpr Argument AccessArguments[] = {{Key::Path, ArgumentType::Path},
                                         {Key::Identity, ArgumentType::Identity},
-                                        {Key::Entries, ArgumentType::Entries, true}};
+                                        {Key::Entries, ArgumentType::Entries, true},
+                                        {Key::Account, ArgumentType::Account, true},
+                                        {Key::Credentials, ArgumentType::Credentials, true}};
 constexpr Argument StopArguments[] = {{Key::Request, ArgumentType::RequestNumber}};
 constexpr Argument AuditArguments[] = {{Key::Path, ArgumentType::Path},
                                        {Key::Identity, ArgumentType::Identity},
@@ -122,6 +124,10 @@ bool check(const Argument &argument, const QCborMap &map, MGCborReader &read)
         return fields && read.text(*fields, kind, QStringLiteral("user"), 256) && read.text(*fields, kind, QStringLiteral("domain"), 256)
             && read.bytes(*fields, kind, QStringLiteral("password"), 1024);
     }
+    case ArgumentType::Account:
+        return value.isString() && !value.toString().isEmpty() && value.toString().size() <= 512
+            ? true
+            : read.fail(QStringLiteral("the account is not a name"));
     }
     return false;
 }

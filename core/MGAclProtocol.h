@@ -86,11 +86,12 @@ inline constexpr QLatin1String Inode("inode");
 inline constexpr QLatin1String Born("born"); // nanoseconds since the epoch
 inline constexpr QLatin1String ItemOnly("itemOnly"); // true or false: a backup of the item alone
 inline constexpr QLatin1String Credentials("credentials"); // {"user", "password", "domain"}: a file server's account
+inline constexpr QLatin1String Account("account"); // text: a file server's account asked about (its name or SID)
 inline constexpr QLatin1String SpecialBits("specialBits"); // set-id and sticky bits to give the item (S_ISUID | S_ISGID | S_ISVTX)
 }
 
 // What an argument must be.
-enum class ArgumentType { Path, Entries, Identity, RequestNumber, Level, Flag, Number, SpecialBits, Credentials };
+enum class ArgumentType { Path, Entries, Identity, RequestNumber, Level, Flag, Number, SpecialBits, Credentials, Account };
 struct Argument
 {
     QLatin1String name;

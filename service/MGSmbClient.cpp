@@ -71,11 +71,9 @@ const Library &library()
     return loaded;
 }
 
-// The library keeps state of its own between calls, so one connection works at a time.
 QMutex &turns()
 {
-    static QMutex mutex;
-    return mutex;
+    return MGSmbClient::libraryTurns();
 }
 
 void copyInto(char *buffer, int size, const QByteArray &text)
@@ -86,6 +84,13 @@ void copyInto(char *buffer, int size, const QByteArray &text)
     std::memcpy(buffer, text.constData(), size_t(n));
     buffer[n] = '\0';
 }
+}
+
+QMutex &MGSmbClient::libraryTurns()
+{
+    // The library keeps state of its own between calls, so one connection works at a time.
+    static QMutex mutex;
+    return mutex;
 }
 
 struct MGSmbClient::Context

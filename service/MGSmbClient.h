@@ -4,6 +4,7 @@
 #include "MGServerCredentials.h"
 
 #include <QByteArray>
+#include <QMutex>
 #include <QString>
 #include <memory>
 #include <sys/stat.h>
@@ -40,6 +41,9 @@ public:
     MGResult<QList<Child>> children(const QByteArray &url) const;
 
     static constexpr int TimeLimitMilliseconds = 20000;
+    // Samba's client libraries share state within a process: every call into one of them
+    // takes this turn.
+    static QMutex &libraryTurns();
 
 private:
     MGError failure(const QByteArray &url, int error) const;

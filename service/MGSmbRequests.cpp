@@ -3,6 +3,7 @@
 #include "MGAclList.h"
 #include "MGAclServiceDispatcher.h"
 #include "MGServerCredentials.h"
+#include "MGSmbAccess.h"
 #include "MGSmbAclStore.h"
 #include "MGSmbPropagator.h"
 
@@ -139,6 +140,25 @@ QCborMap MGSmbRequests::answer(const QCborValue &id, MGAclRemoteMethod method, c
         progress(summary);
         if (error)
             return failed(cache(), id, *error);
+        return reply;
+    }
+    case MGAclRemoteMethod::GetAccess: {
+        const QString account = args.value(QString(Key::Account)).toString();
+        if (account.isEmpty())
+            return MGAclServiceDispatcher::errorReply(
+                id, MGError::posixError(EINVAL, QStringLiteral("%1: name the file server's account to ask about.")
+                                                    .arg(MGAclProtocol::description(method))));
+        std::optional<MGAclList> edited;
+        if (args.contains(QString(Key::Entries))) {
+            QString why;
+            if (!(edited = MGAclLists::fromCbor(args.value(QString(Key::Entries)), &why)))
+                return MGAclServiceDispatcher::errorReply(id, MGError::posixError(EINVAL, why));
+        }
+        const MGSmbAccounts accounts(MGServerCredentials::fromCbor(args.value(QString(Key::Credentials)).toMap()));
+        const auto tree = MGSmbAccess(store, accounts).accessTree(url, account, edited);
+        if (!tree)
+            return failed(cache(), id, tree.error());
+        reply.insert(MGAclProtocol::Field::Access, MGTreeNode::forestToCbor(*tree));
         return reply;
     }
     default:

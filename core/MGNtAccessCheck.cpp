@@ -1,0 +1,51 @@
+#include "MGNtAccessCheck.h"
+
+#include "MGAclPermissionSet.h"
+
+QSet<QString> MGNtToken::networkLoginSids()
+{
+    return {QStringLiteral("S-1-1-0"), QStringLiteral("S-1-5-2"), QStringLiteral("S-1-5-11")};
+}
+
+namespace {
+constexpr quint32 InheritOnly = 0x08;
+constexpr quint32 OwnersOwn = MGAclPermission::ReadAcl | MGAclPermission::WriteAcl;
+
+bool appliesToItem(const MGNtAce &ace)
+{
+    return !(ace.flags & InheritOnly);
+}
+}
+
+MGNtAccessCheck::Decision MGNtAccessCheck::decide(const MGNtSecurityDescriptor &descriptor, const MGNtToken &token,
+                                                  quint32 right)
+{
+    const bool owner = !descriptor.ownerSid.isEmpty() && token.holds(descriptor.ownerSid);
+    const bool ownerRightsSaid = std::any_of(descriptor.aces.begin(), descriptor.aces.end(), [](const MGNtAce &ace) {
+        return appliesToItem(ace) && ace.sid == OwnerRights;
+    });
+    // The owner's own rights come before every entry: no Deny takes them away.
+    if ((right & OwnersOwn) && owner && !ownerRightsSaid)
+        return {Decision::Owner, true, -1};
+    for (qsizetype i = 0; i < descriptor.aces.size(); ++i) {
+        const MGNtAce &ace = descriptor.aces[i];
+        if (!appliesToItem(ace) || !(MGNtSecurityDescriptor::mapGenericRights(ace.mask) & right))
+            continue;
+        const bool names = token.holds(ace) || (ace.sid == OwnerRights && owner);
+        if (names)
+            return {Decision::Entry, ace.type == MGNtAce::Allowed, int(i)};
+        if (token.mayHold(ace.sid))
+            return {Decision::Unknown, false, int(i)};
+    }
+    return {Decision::NoEntry, false, -1};
+}
+
+quint32 MGNtAccessCheck::granted(const MGNtSecurityDescriptor &descriptor, const MGNtToken &token, quint32 rights)
+{
+    quint32 result = 0;
+    for (quint32 bit = 1; bit; bit <<= 1) {
+        if ((rights & bit) && decide(descriptor, token, bit).granted)
+            result |= bit;
+    }
+    return result;
+}

@@ -1,0 +1,59 @@
+#pragma once
+
+#include "MGNtSecurityDescriptor.h"
+
+#include <QSet>
+#include <QString>
+#include <QStringList>
+#include <algorithm>
+
+// The SIDs a file server puts into an account's token when it logs in: the account's own,
+// its groups and aliases, and the well-known ones every network login holds (Everyone,
+// Authenticated Users, Network). Some memberships the server does not tell (its own Unix
+// groups, "S-1-22-…"): entries naming those cannot be decided from outside.
+struct MGNtToken
+{
+    QString userSid;
+    QSet<QString> sids;
+    // Aliases the server names but whose SIDs it does not give, by name (lower case).
+    QSet<QString> aliasNames;
+    // SIDs that begin so may or may not be the account's (the server does not say).
+    QStringList unknownPrefixes{QStringLiteral("S-1-22-")};
+
+    bool holds(const QString &sid) const { return sids.contains(sid); }
+    // Whether an entry names the token: by SID, or an alias by its name ("DOMAIN\alias").
+    bool holds(const MGNtAce &ace) const
+    {
+        return holds(ace.sid) || (!aliasNames.isEmpty() && aliasNames.contains(ace.name.section(QLatin1Char('\\'), -1).toLower()));
+    }
+    bool mayHold(const QString &sid) const
+    {
+        return !holds(sid) && std::any_of(unknownPrefixes.begin(), unknownPrefixes.end(),
+                                          [&sid](const QString &prefix) { return sid.startsWith(prefix); });
+    }
+    // The well-known SIDs of every account logged in over the network.
+    static QSet<QString> networkLoginSids();
+};
+
+// The access check a file server runs over an item's access control list for a token,
+// right by right: entries that apply to the item only (inherit-only ones do not), in the
+// list's order, the first that names the right and the token decides it (Deny refuses,
+// Allow grants), generic rights counted as the rights they stand for. The owner may always
+// read and change the permissions, unless an "Owner Rights" entry says what the owner may.
+// A right no entry names is refused.
+class MGNtAccessCheck
+{
+public:
+    struct Decision
+    {
+        enum Source { Entry, Owner, NoEntry, Unknown, Server } source = NoEntry;
+        bool granted = false;
+        int ace = -1; // Entry and Unknown: the entry's index in the list
+    };
+    // One right (one bit of the access mask).
+    static Decision decide(const MGNtSecurityDescriptor &descriptor, const MGNtToken &token, quint32 right);
+    // All rights granted, of those asked for; undecidable ones are not counted.
+    static quint32 granted(const MGNtSecurityDescriptor &descriptor, const MGNtToken &token, quint32 rights);
+
+    static inline const QString OwnerRights = QStringLiteral("S-1-3-4");
+};

@@ -1,0 +1,217 @@
+// What accounts of a real Samba server may do with its items, as the window's Effective
+// Permissions tab and `marrowgate-acl access` say it, against what the server lets each of
+// them do when they log in: random descriptors (deny before and after allow, inherited and
+// inherit-only entries, generic rights, the owner, Everyone, Creator Owner, Owner Rights,
+// groups), every permission of every account opened for alone. A difference fails.
+#include "CommandLineHelpers.h"
+#include "MGAclPermissionSet.h"
+#include "MGAclTexts.h"
+#include "MGSmbAccess.h"
+#include "SmbServerHelpers.h"
+
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <grp.h>
+
+class tst_SmbAccess : public QObject
+{
+    Q_OBJECT
+
+    SmbServer server;
+    // The share where the entries alone decide (no POSIX ACL is asked besides).
+    const QString root = qEnvironmentVariable("MARROWGATE_SMB_NT_ROOT");
+    static QByteArray url(const QString &path) { return QByteArray("smb://127.0.0.1/ntacls/") + QUrl::toPercentEncoding(path, "/"); }
+    // As the server makes items on such a share: open to every Unix account, so that the
+    // entries alone decide.
+    void make(const QString &name, bool folder) const
+    {
+        const QString path = root + QLatin1Char('/') + name;
+        sh((folder ? QStringLiteral("mkdir -p %1") : QStringLiteral("touch %1")).arg(quoted(path))
+           + QStringLiteral(" && chown mgalice %1 && chmod 0777 %1").arg(quoted(path)));
+    }
+    QString smbcacls(const QString &name, const QString &options) const
+    {
+        return sh(QStringLiteral("smbcacls -s %1 //127.0.0.1/ntacls %2 -A %3 --numeric %4")
+                      .arg(quoted(server.conf), quoted(name), quoted(server.authFile(QStringLiteral("mgadmin"))), options));
+    }
+    QHash<QString, QString> sids; // by account name
+    const QStringList accounts{QStringLiteral("mgalice"), QStringLiteral("mgbob"), QStringLiteral("mgjürgen")};
+
+    static QList<quint32> rights(bool folder)
+    {
+        using namespace MGAclPermission;
+        QList<quint32> bits{ReadData, ReadNamedAttributes, ReadAttributes, ReadAcl, WriteData, AppendData,
+                            WriteNamedAttributes, WriteAttributes, Delete, Execute, WriteAcl, WriteOwner};
+        if (folder)
+            bits << DeleteChild;
+        return bits;
+    }
+
+    // A descriptor of one to six entries, each naming someone the accounts may or may not be.
+    QString randomDescriptor(QRandomGenerator &random) const
+    {
+        const QStringList who{sids.value("mgalice"), sids.value("mgbob"), sids.value("mgjürgen"), sids.value("mgteam"),
+                              sids.value("mgstaff"), sids.value("None"), QStringLiteral("S-1-1-0"), QStringLiteral("S-1-5-11"),
+                              QStringLiteral("S-1-5-2"), QStringLiteral("S-1-3-0"), QStringLiteral("S-1-3-4")};
+        const QList<quint32> masks{0x1200a9, 0x1301bf, 0x1f01ff, 0x80000000, 0x40000000, 0x20000000, 0x10000000};
+        const QList<quint32> flags{0x0, 0x0, 0x3, 0xb, 0x13, 0x10, 0x1};
+        const QStringList owners{QStringLiteral("mgalice"), QStringLiteral("mgbob")};
+        QStringList text{QStringLiteral("REVISION:1"), QStringLiteral("OWNER:%1").arg(sids.value(owners[random.bounded(2)])),
+                         QStringLiteral("GROUP:%1").arg(sids.value("None"))};
+        const int n = 1 + random.bounded(6);
+        for (int i = 0; i < n; ++i) {
+            quint32 mask = 0;
+            if (random.bounded(3) == 0) {
+                mask = masks[random.bounded(masks.size())];
+            } else {
+                const QList<quint32> bits = rights(true);
+                for (int b = 0, k = 1 + random.bounded(4); b < k; ++b)
+                    mask |= bits[random.bounded(bits.size())];
+            }
+            text << QStringLiteral("ACL:%1:%2/0x%3/0x%4")
+                        .arg(who[random.bounded(who.size())], random.bounded(10) < 3 ? QStringLiteral("DENIED") : QStringLiteral("ALLOWED"))
+                        .arg(flags[random.bounded(flags.size())], 0, 16)
+                        .arg(mask, 8, 16, QLatin1Char('0'));
+        }
+        return text.join(QLatin1Char(','));
+    }
+
+private slots:
+    void initTestCase()
+    {
+        SKIP_WITHOUT_SERVER(server)
+        // Groups the server keeps in its own account database, as a domain's are: mgteam
+        // (mgbob, mgjürgen) and mgstaff (mgalice, mgbob).
+        for (const QString &group : {QStringLiteral("mgteam"), QStringLiteral("mgstaff")})
+            QVERIFY(shOk(QStringLiteral("net groupmap add -s %1 ntgroup=%2 unixgroup=%2 type=domain").arg(quoted(server.conf), group)));
+        for (const QString &account : accounts)
+            sids.insert(account, server.sid(account));
+        const QString mapped = sh(QStringLiteral("net groupmap list -s %1").arg(quoted(server.conf)));
+        for (const QString &line : mapped.split(QLatin1Char('\n'))) {
+            const QRegularExpressionMatch m = QRegularExpression(QStringLiteral("^(\\S+) \\((S-[0-9-]+)\\)")).match(line);
+            if (m.hasMatch())
+                sids.insert(m.captured(1), m.captured(2));
+        }
+        sids.insert(QStringLiteral("None"), sids.value("mgalice").section(QLatin1Char('-'), 0, -2) + QStringLiteral("-513"));
+        QVERIFY2(sids.value("mgteam").startsWith("S-1-5-21-") && sids.value("mgstaff").startsWith("S-1-5-21-"), qPrintable(mapped));
+    }
+
+    // Every permission row of every account, on random descriptors of files and folders in
+    // folders with random descriptors, against the server's own answer.
+    void everyRowIsWhatTheServerAllows()
+    {
+        QRandomGenerator random(QRandomGenerator::global()->generate());
+        const quint32 seed = random.generate();
+        random.seed(seed);
+        const int items = qEnvironmentVariableIntValue("MARROWGATE_ACCESS_CASES") > 0
+            ? qEnvironmentVariableIntValue("MARROWGATE_ACCESS_CASES") : 60;
+        make(QStringLiteral("access"), true);
+        auto set = [&](const QString &name, const QString &descriptor) {
+            return smbcacls(name, QStringLiteral("-S ") + quoted(descriptor)).isEmpty();
+        };
+        QStringList paths, probeCases;
+        QList<bool> folders;
+        for (int i = 0; i < items; ++i) {
+            const QString folder = QStringLiteral("access/f%1").arg(i), item = folder + QStringLiteral("/x");
+            make(folder, true);
+            make(item, i % 2 == 1);
+            QVERIFY2(set(folder, randomDescriptor(random)) && set(item, randomDescriptor(random)), qPrintable(item));
+            paths << item;
+            folders << (i % 2 == 1);
+            for (const QString &account : accounts)
+                probeCases << QStringLiteral("%1\t%2\t%3").arg(account, item).arg(0x1f01ff, 0, 16);
+        }
+        // What the server lets each account do, each right opened for alone.
+        QProcess probe;
+        probe.start(QStringLiteral(MARROWGATE_SOURCE_DIR "/tests/smb/access-probe"), {server.conf, QStringLiteral("ntacls")});
+        probe.write((probeCases.join(QLatin1Char('\n')) + QLatin1Char('\n')).toUtf8());
+        probe.closeWriteChannel();
+        QVERIFY(probe.waitForFinished(300000));
+        const QStringList allowed = QString::fromUtf8(probe.readAllStandardOutput()).split(QLatin1Char('\n'), Qt::SkipEmptyParts);
+        QVERIFY2(allowed.size() == probeCases.size(), qPrintable(QString::fromUtf8(probe.readAllStandardError())));
+
+        // What we say, asked as the service asks: with an account that may read every item.
+        const MGSmbClient client(server.login(QStringLiteral("mgadmin")));
+        const MGSmbAclStore store(client);
+        const MGSmbAccounts accountsOfServer(server.login(QStringLiteral("mgadmin")));
+        const MGSmbAccess access(store, accountsOfServer);
+        QStringList mismatches;
+        int rows = 0, deciding = 0;
+        QElapsedTimer timer;
+        timer.start();
+        for (int i = 0; i < paths.size(); ++i) {
+            for (int a = 0; a < accounts.size(); ++a) {
+                const QString &account = accounts[a];
+                const auto tree = access.accessTree(url(paths[i]), account);
+                QVERIFY2(tree, qPrintable(tree ? QString() : tree.error().localizedDescription()));
+                QHash<QString, MGTreeNode::Pointer> byKey;
+                for (const MGTreeNode::Pointer &section : *tree)
+                    for (const MGTreeNode::Pointer &row : section->childNodes())
+                        byKey.insert(row->key(), row);
+                const quint32 granted = allowed[i * accounts.size() + a].toUInt(nullptr, 16);
+                for (const quint32 bit : rights(folders[i])) {
+                    const MGTreeNode::Pointer row = byKey.value(MGAclTexts::scriptWord(MGAclPermissionSet::permissionKey(bit, folders[i])));
+                    QVERIFY(row);
+                    ++rows;
+                    deciding += !row->detail().isEmpty();
+                    const int server = (granted & bit) ? 1 : 0;
+                    if (row->state() != server)
+                        mismatches << QStringLiteral("%1 %2 0x%3: we say %4 (%5), the server %6; descriptor: %7")
+                                          .arg(account, paths[i]).arg(bit, 0, 16).arg(row->state()).arg(row->detail()).arg(server)
+                                          .arg(smbcacls(paths[i], QString()).simplified());
+                }
+            }
+        }
+        const double perAnswer = double(timer.elapsed()) / (paths.size() * accounts.size());
+        qInfo("%d rows of %d answers compared (seed %u), %.1f ms per answer, %lld differ", rows,
+              int(paths.size() * accounts.size()), seed, perAnswer, qint64(mismatches.size()));
+        QCOMPARE(deciding, rows);
+        if (!qEnvironmentVariableIsEmpty("MARROWGATE_ACCESS_DIFFERENCES")) {
+            QFile out(qEnvironmentVariable("MARROWGATE_ACCESS_DIFFERENCES"));
+            if (out.open(QIODevice::WriteOnly))
+                out.write(mismatches.join(QLatin1Char(10)).toUtf8());
+        }
+        QVERIFY2(mismatches.isEmpty(), qPrintable(mismatches.mid(0, 15).join(QLatin1Char('\n'))));
+    }
+
+    // marrowgate-acl access on a server item: each permission with the entry that decides
+    // it, a group asked about as its members hold it, an entry whose membership the server
+    // does not tell said as such, and an account the server does not know refused.
+    void theCommandLineNamesTheDecidingEntry()
+    {
+        make(QStringLiteral("said"), true);
+        // The server keeps the Allow entries in its own order: mgteam's comes third.
+        const QString unixGroup = QStringLiteral("S-1-22-2-%1").arg(getgrnam("mgstaff")->gr_gid);
+        QVERIFY(smbcacls(QStringLiteral("said"), QStringLiteral("-S ") + quoted(QStringLiteral(
+            "REVISION:1,OWNER:%1,GROUP:%2,ACL:%3:DENIED/0x0/0x00000002,ACL:%4:ALLOWED/0x0/0x001301bf,ACL:%5:ALLOWED/0x0/0x00080000")
+            .arg(sids.value("mgalice"), sids.value("None"), sids.value("mgbob"), sids.value("mgteam"), unixGroup))).isEmpty());
+        const QString item = QString::fromLatin1(url(QStringLiteral("said")));
+        const QStringList login{QStringLiteral("--authentication-file"), server.authFile(QStringLiteral("mgadmin"))};
+        Run run = acl(QStringList{QStringLiteral("access"), QStringLiteral("mgbob"), item} + login);
+        QVERIFY2(run.status == 0, qPrintable(run.err));
+        QVERIFY2(run.out.contains(QStringLiteral("write\tcreate-files\tno\tthe entry MGSERVER\\mgbob (Deny, entry 1)\n")), qPrintable(run.out));
+        QVERIFY2(run.out.contains(QStringLiteral("write\tcreate-folders\tyes\tthe entry MGSERVER\\mgteam (Allow, entry 3)\n")), qPrintable(run.out));
+        QVERIFY(run.out.contains(QStringLiteral("administration\ttake-ownership\tpartly\tentry 2, if the account is in Unix Group\\mgstaff")));
+        QVERIFY(run.out.contains(QStringLiteral("administration\tchange-permissions\tno\tno entry grants it\n")));
+
+        run = acl(QStringList{QStringLiteral("access"), QStringLiteral("--json"), QStringLiteral("MGSERVER\\mgteam"), item} + login);
+        QCOMPARE(run.status, 0);
+        const QJsonObject answer = QJsonDocument::fromJson(run.out.toUtf8()).object();
+        QCOMPARE(answer.value("who").toObject().value("kind").toString(), QStringLiteral("account"));
+        bool createFiles = false;
+        for (const QJsonValue permission : answer.value("permissions").toArray()) {
+            const QJsonObject row = permission.toObject();
+            if (row.value("permission").toString() == QStringLiteral("create-files"))
+                createFiles = row.value("state").toString() == QStringLiteral("yes"); // the Deny names mgbob, not the group
+        }
+        QVERIFY2(createFiles, qPrintable(run.out));
+
+        run = acl(QStringList{QStringLiteral("access"), QStringLiteral("nobody-here"), item} + login);
+        QCOMPARE(run.status, 1);
+        QVERIFY2(run.err.contains(QStringLiteral("nobody-here")), qPrintable(run.err));
+    }
+};
+
+QTEST_GUILESS_MAIN(tst_SmbAccess)
+#include "tst_SmbAccess.moc"
