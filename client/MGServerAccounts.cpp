@@ -15,7 +15,7 @@ QHash<QUuid, QString> &accounts()
 namespace MGServerAccounts {
 QUuid uuidFor(const CBIdentity &principal)
 {
-    const QString account = principal.sid().isEmpty() ? principal.posixName() : principal.sid();
+    const QString account = principal.posixName().isEmpty() ? principal.sid() : principal.posixName();
     static const QUuid space(QStringLiteral("6f1c2a44-0b7e-4d55-9a39-2f7d8e4c5a10"));
     const QUuid uuid = QUuid::createUuidV5(space, account.toLower());
     const QMutexLocker locker(&lock);

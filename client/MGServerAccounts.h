@@ -11,6 +11,7 @@
 // one made from its SID (or name) here, and the request carries the account beside it.
 namespace MGServerAccounts {
 QUuid uuidFor(const CBIdentity &principal);
-// What the server knows the account by: its SID when known, otherwise its name.
+// What the server's account database is asked with: the account's name ("DOMAIN\name"),
+// or its SID when it has none.
 std::optional<QString> accountFor(const QUuid &uuid);
 }

@@ -1,11 +1,16 @@
 #include "MGAclPlugin.h"
 
+#include "MGServerAccounts.h"
+#include "MGServerLogins.h"
+
 #include "MGAclItemWatch.h"
 #include "MGAclSupport.h"
 #include "MGChangeBlockers.h"
 #include "MGErrorAlert.h"
 #include "MGIdentities.h"
 #include "MGItemPaths.h"
+#include "MGServerAccounts.h"
+#include "MGServerLogins.h"
 #include "MGTabViewController.h"
 #include "MGUrlResources.h"
 #include "MGWindowController.h"
@@ -71,6 +76,22 @@ MGAclPlugin::ItemNotices MGAclPlugin::itemNotices() const
     return notices;
 }
 
+namespace {
+// Whom the access tab asks about first on a server item: the account the window logged in
+// with, otherwise the item's owner.
+CBIdentity serverAccountToAsk(const QUrl &url, const MGAclList &list)
+{
+    if (const std::optional<MGServerCredentials> login = MGServerLogins::forUrl(url); login && !login->isEmpty())
+        return CBIdentity::principal(QString(), login->domain().isEmpty() ? login->user()
+                                                                           : login->domain() + QLatin1Char('\\') + login->user());
+    for (const MGAclItem &item : list) {
+        if (const MGAclEntry *entry = MGAclLists::entryOf(item); entry && entry->kind() == MGAclEntry::Kind::Owner)
+            return entry->identity();
+    }
+    return CBIdentity();
+}
+}
+
 void MGAclPlugin::updateEntries()
 {
     const Pointer self = shared_from_this();
@@ -86,6 +107,8 @@ void MGAclPlugin::updateEntries()
                     const bool directory = MGAclLists::isDirectoryList(list);
                     rememberKind(self->url(), directory);
                     self->m_session->setDirectory(directory);
+                    if (!self->identity().isPrincipal())
+                        self->setIdentity(serverAccountToAsk(self->url(), list));
                 }
                 self->m_aclUnavailable = notices.noAcls;
                 self->m_session->installRead(list, stamp);
@@ -237,7 +260,10 @@ void MGAclPlugin::updateAccess()
         if (!MGAclLists::isEqualToList(list, revertedEntries()))
             edited = list;
     }
-    getAccessWithUrl(url(), identity().uniqueIdentifier(), [self](auto access, MGResultError error, const QString &blockedBy) {
+    // A file server's account is asked about by name, beside a UUID made for it.
+    const CBIdentity who = identity();
+    const QUuid uuid = who.isPrincipal() ? MGServerAccounts::uuidFor(who) : who.uniqueIdentifier();
+    getAccessWithUrl(url(), uuid, [self](auto access, MGResultError error, const QString &blockedBy) {
         if (access) {
             MGMainQueue::async([self, access = *access, blockedBy] {
                 self->m_accessBlockedBy = blockedBy;

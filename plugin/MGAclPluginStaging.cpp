@@ -1,10 +1,13 @@
 #include "MGAclPlugin.h"
 
+#include "MGItemPaths.h"
+
 #include "CBIdentityAuthority.h"
 #include "MGAclAccessViewController.h"
 #include "MGAclEntriesTableModel.h"
 #include "MGAclEntriesViewController.h"
 #include "MGIdentityPopUpButton.h"
+#include "MGItemPaths.h"
 #include "MGTabViewController.h"
 
 #include <QApplication>
@@ -71,8 +74,12 @@ void MGAclPlugin::stageTabAndChooser(const Scene &scene, const Wait &wait)
         const auto connection = connect(this, &MGAclPlugin::accessChanged, this, [&] { answered = !access().isEmpty(); });
         m_tabViewController->setSelectedTabViewItemIndex(1);
         wait([&] { return answered; }, 30000);
+        // On a file server's item, the account is the server's, by its name there.
+        const bool server = MGItemPaths::isServerUrl(url());
         if (const std::optional<CBIdentity> who =
-                scene.who.isEmpty() ? std::nullopt : CBIdentityAuthority::defaultIdentityAuthority().identityForText(scene.who)) {
+                scene.who.isEmpty() ? std::nullopt
+                : server            ? std::optional(CBIdentity::principal(QString(), scene.who))
+                                    : CBIdentityAuthority::defaultIdentityAuthority().identityForText(scene.who)) {
             answered = false;
             setIdentity(*who);
             wait([&] { return answered; }, 30000);

@@ -102,15 +102,9 @@ MGResult<QList<MGTreeNode::Pointer>> MGSmbAccess::accessTree(const QByteArray &u
     auto row = [&](quint32 bit) {
         const Answer answer = decide(*item, folder, *token, bit);
         const QString key = MGAclPermissionSet::permissionKey(bit, dir);
-        QString title = t(key);
-        int state = answer.decision.granted ? 1 : 0;
-        if (answer.decision.source == MGNtAccessCheck::Decision::Unknown) {
-            state = -1;
-            const MGNtAce &ace = item->aces[answer.decision.ace];
-            title += QStringLiteral(" (%1)").arg(t(QStringLiteral("if the account is in %1, which the server does not tell"))
-                                                     .arg(ace.name.isEmpty() ? ace.sid : ace.name));
-        }
-        MGTreeNode::Pointer node = MGTreeNode::treeNodeWithRepresentedObject(title, state);
+        // A right that depends on what the server does not tell is neither: its detail says on what.
+        const int state = answer.decision.source == MGNtAccessCheck::Decision::Unknown ? -1 : answer.decision.granted ? 1 : 0;
+        MGTreeNode::Pointer node = MGTreeNode::treeNodeWithRepresentedObject(t(key), state);
         node->setKey(MGAclTexts::scriptWord(key));
         node->setDetail(decidedBy(answer));
         return node;

@@ -46,13 +46,14 @@ inline QCborMap validArguments(MGAclRemoteMethod method, const QString &file, co
             value = QCborMap{{QStringLiteral("user"), QStringLiteral("nobody")}, {QStringLiteral("password"), QByteArray("x")},
                              {QStringLiteral("domain"), QString()}};
             break;
+        case MGAclProtocol::ArgumentType::Account: value = QStringLiteral("MGSERVER\\nobody"); break;
         }
         // What the item must still hold ("expected", its device and inode) is left out: a
         // write of these arguments is refused by nothing else. So are special bits to give it.
         // A file server's account is for server items only.
         const bool expectation = argument.type == MGAclProtocol::ArgumentType::Entries
             || argument.type == MGAclProtocol::ArgumentType::Number || argument.type == MGAclProtocol::ArgumentType::SpecialBits
-            || argument.type == MGAclProtocol::ArgumentType::Credentials;
+            || argument.type == MGAclProtocol::ArgumentType::Credentials || argument.type == MGAclProtocol::ArgumentType::Account;
         if (!argument.optional || !expectation)
             arguments.insert(QString(argument.name), value);
     }

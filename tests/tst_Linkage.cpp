@@ -37,9 +37,10 @@ private slots:
         }
         if (program == QStringLiteral(MARROWGATE_SERVICE_PATH))
             QVERIFY(!loaded.contains("libmarrowgate-client.so.0"));
-        // The SMB client library is loaded by the ordinary service when a server item is asked
-        // for, never by the privileged one.
+        // The SMB client and network management libraries are loaded by the ordinary service
+        // when a server item is asked for, never by the privileged one.
         QVERIFY2(!loaded.join(' ').contains(QLatin1String("libsmbclient")), qPrintable(loaded.join(' ')));
+        QVERIFY2(!loaded.join(' ').contains(QLatin1String("libnetapi")), qPrintable(loaded.join(' ')));
     }
 };
 

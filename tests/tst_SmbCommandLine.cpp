@@ -116,7 +116,6 @@ private slots:
         QVERIFY2(run.err.contains(QStringLiteral("holds a password")), qPrintable(run.err));
 
         for (const QStringList &command : {QStringList{QStringLiteral("backup"), url}, QStringList{QStringLiteral("inherit"), url},
-                                            QStringList{QStringLiteral("access"), QStringLiteral("root"), url},
                                             QStringList{QStringLiteral("audit"), QStringLiteral("root"), url}}) {
             run = acl(as(QStringLiteral("mgalice"), command));
             QCOMPARE(run.status, 1);

@@ -2,13 +2,16 @@
 // inherited entries as the server holds them, the owner and group below, an edit made with
 // the keyboard saved so that smbcacls reads it, and the login sheet when the server refuses.
 #include "MGAclEditSession.h"
+#include "MGAclAccessViewController.h"
 #include "MGAclEntriesTableModel.h"
 #include "MGAclMenuBar.h"
+#include "MGIdentityPopUpButton.h"
 #include "MGLoginDialog.h"
 #include "MGServerLogins.h"
 #include "PluginHelpers.h"
 #include "SmbServerHelpers.h"
 
+#include <QCheckBox>
 #include <QComboBox>
 #include <QLineEdit>
 #include <QMenuBar>
@@ -198,6 +201,61 @@ private slots:
         QVERIFY(held.contains(QStringLiteral("ACL:%1:1/0x3/0x00010040").arg(jurgen)));
         QVERIFY(held.contains(QStringLiteral("ACL:%1:1/0x0/0x00040000").arg(server.sid(QStringLiteral("mgbob")))));
         again->window()->close();
+    }
+
+    // The Effective Permissions tab on a server item: first for the account the window logged
+    // in with, rows naming the deciding entry; another account the entries name, chosen with
+    // the keyboard; and "Show as edited" answers for the edited entries before a save.
+    void theAccessTabAsksTheServer()
+    {
+        const QString inner = makeFolder(QStringLiteral("access"));
+        MGServerLogins::rememberForEveryServer(server.login(QStringLiteral("mgalice")));
+        const MGAclPlugin::Pointer plugin = openWindow(QString::fromLatin1(SmbServer::url(inner)));
+        MGAclMenuBar::attachTo(plugin->window());
+        QTest::keyClick(plugin->window(), Qt::Key_2, Qt::ControlModifier);
+        auto *tab = static_cast<MGAclAccessViewController *>(plugin->tabViewController()->childViewControllers().at(1));
+        QTRY_VERIFY(tab->isViewLoaded());
+        QTRY_COMPARE(plugin->identity().posixName(), QStringLiteral("MGSERVER\\mgalice"));
+        QTRY_VERIFY(!plugin->access().isEmpty());
+        auto rowsOf = [](const QList<MGTreeNode::Pointer> &tree) {
+            QStringList shown;
+            for (const MGTreeNode::Pointer &section : tree)
+                for (const MGTreeNode::Pointer &row : section->childNodes())
+                    shown << QStringLiteral("%1|%2|%3").arg(row->key()).arg(row->state()).arg(row->detail());
+            return shown;
+        };
+        QStringList shown = rowsOf(plugin->access());
+        QVERIFY2(shown.contains(QStringLiteral("list-folder|1|the entry Everyone (Allow, entry 2)"))
+                     && shown.contains(QStringLiteral("change-permissions|1|the owner\u2019s own right")),
+                 qPrintable(shown.join('\n')));
+
+        // mgbob, from the accounts the entries name: denied by its own entry.
+        MGIdentityPopUpButton *chooser = tab->identityPopUpButton();
+        chooser->setFocus();
+        const int bob = chooser->findText(QStringLiteral("MGSERVER\\mgbob"));
+        QVERIFY2(bob >= 0, qPrintable(QStringLiteral("%1 accounts offered").arg(chooser->count())));
+        while (chooser->currentIndex() != bob)
+            QTest::keyClick(chooser, chooser->currentIndex() < bob ? Qt::Key_Down : Qt::Key_Up);
+        QTRY_COMPARE(plugin->identity().posixName(), QStringLiteral("MGSERVER\\mgbob"));
+        QTRY_VERIFY(rowsOf(plugin->access()).contains(QStringLiteral("change-permissions|0|the entry MGSERVER\\mgbob (Deny, entry 1)")));
+
+        // Shown as edited: mgbob's Deny removed in the list, not saved.
+        QCheckBox *asEdited = tab->view()->findChild<QCheckBox *>();
+        QVERIFY(asEdited);
+        asEdited->setChecked(true);
+        MGAclEntriesViewController *view = entriesView(plugin);
+        const int row = int(rows(view).indexOf(QStringLiteral("Deny|MGSERVER\\mgbob|Custom\u2026|No|This folder only")));
+        QVERIFY(row > 0);
+        plugin->tabViewController()->setSelectedTabViewItemIndex(0);
+        view->tableView()->setFocus();
+        view->tableView()->setCurrentIndex(view->tableView()->model()->index(row, 1));
+        view->tableView()->selectionModel()->select(view->tableView()->model()->index(row, 1),
+                                                    QItemSelectionModel::ClearAndSelect | QItemSelectionModel::Rows);
+        QTest::keyClick(view->tableView(), Qt::Key_Delete);
+        QTRY_VERIFY(plugin->window()->isWindowModified());
+        QTRY_VERIFY(!rowsOf(plugin->access()).join('\n').contains(QStringLiteral("(Deny, entry 1)")));
+        QVERIFY(server.smbcacls(inner).join('\n').contains(QStringLiteral(":1/0x0/0x00040000"))); // nothing saved
+        plugin->window()->closeWithoutAsking();
     }
 
     // Without an account the server refuses; the login sheet asks for one, and the read is

@@ -4,6 +4,7 @@
 #include "MGAclAccessMarkDelegate.h"
 #include "MGAclAccessTreeModel.h"
 #include "MGIdentityPopUpButton.h"
+#include "MGItemPaths.h"
 #include "MGAclDocument.h"
 #include "MGIdentities.h"
 #include "MGIdentityListModel.h"
@@ -93,8 +94,21 @@ void MGAclAccessViewController::fillIdentities()
 {
     if (!m_identityPopUpButton || !m_acl || !m_identitiesShown)
         return;
-    // The list every chooser shows, which follows the account database itself.
-    m_identityPopUpButton->setIdentityModel(MGIdentityListModel::sharedModel(), m_acl->identity());
+    if (MGItemPaths::isServerUrl(m_acl->url())) {
+        // A file server's item: the server's accounts its entries name, and whoever is asked
+        // about now.
+        QVariantList accounts{QVariant::fromValue(m_acl->identity())};
+        for (const MGAclItem &item : m_acl->entries()) {
+            const MGAclEntry *entry = MGAclLists::entryOf(item);
+            if (entry && entry->identity().isPrincipal() && !accounts.contains(QVariant::fromValue(entry->identity()))
+                && !entry->identity().sid().startsWith(QLatin1String("S-1-3-")))
+                accounts << QVariant::fromValue(entry->identity());
+        }
+        m_identityPopUpButton->setIdentities(accounts, m_acl->identity());
+    } else {
+        // The list every chooser shows, which follows the account database itself.
+        m_identityPopUpButton->setIdentityModel(MGIdentityListModel::sharedModel(), m_acl->identity());
+    }
     menuNeedsUpdate(m_identityPopUpButton);
 }
 
