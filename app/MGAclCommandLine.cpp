@@ -16,6 +16,14 @@
 
 using namespace MGAclCommandSupport;
 
+namespace {
+// What an audit looks for: writing, unless reading or either is asked for.
+QString auditLevel(const MGAclCommandSyntax::Match &given)
+{
+    return given.has("--read") ? QStringLiteral("read") : given.has("--any") ? QStringLiteral("any") : QStringLiteral("write");
+}
+}
+
 const MGAclHelpPage &MGAclCommandLine::helpPage()
 {
     static const MGAclHelpPage page = [] {
@@ -113,6 +121,8 @@ int MGAclCommandLine::run(QByteArrayList arguments)
             return MGAclPropagateCommand::runOnUrl(url, given->has("--dry-run"), json);
         if (command == "access")
             return MGAclServerCommands::access(words[0], url, json);
+        if (command == "audit")
+            return MGAclServerCommands::audit(words[0], url, auditLevel(*given), given->has("--summary"), json);
         return MGAclServerCommands::notForServers(command);
     }
     if (command == "list")
@@ -129,12 +139,8 @@ int MGAclCommandLine::run(QByteArrayList arguments)
         return MGAclEditCommands::inherit(words[0], given->has("--dry-run"));
     if (command == "propagate")
         return MGAclPropagateCommand::run(words[0], given->has("--dry-run"), json);
-    if (command == "audit") {
-        const QString level = given->has("--read") ? QStringLiteral("read")
-            : given->has("--any")                   ? QStringLiteral("any")
-                                                    : QStringLiteral("write");
-        return MGAclAuditCommand::run(words[0], words[1], level, given->has("--summary"), json);
-    }
+    if (command == "audit")
+        return MGAclAuditCommand::run(words[0], words[1], auditLevel(*given), given->has("--summary"), json);
     if (command == "backup")
         return MGAclBackupCommands::backup(words[0]);
     if (command == "restore")

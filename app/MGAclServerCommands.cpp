@@ -1,6 +1,7 @@
 #include "MGAclServerCommands.h"
 
 #include "MGAclAccessOutput.h"
+#include "MGAclAuditCommand.h"
 #include "MGAclCommandSupport.h"
 #include "MGAclServerListOutput.h"
 #include "MGItemPaths.h"
@@ -112,6 +113,18 @@ int access(const QByteArray &who, const QUrl &url, bool json)
             else if (error)
                 printError(*error);
             finish(tree ? Success : error ? Failure : Dismissed);
+        });
+    });
+}
+
+int audit(const QByteArray &who, const QUrl &url, const QString &level, bool summary, bool json)
+{
+    const QUuid uuid = MGServerAccounts::uuidFor(CBIdentity::principal(QString(), QString::fromLocal8Bit(who)));
+    return runOnQueue([=](std::shared_ptr<MGAclServiceClient> client, Finish finish) {
+        client->auditWithUrl(url, uuid, level, summary, [finish, json](MGAclServiceClient::Outcome<QByteArray> outcome) {
+            if (outcome.result)
+                writeOut(json ? MGAclAuditCommand::jsonOf(*outcome.result) : *outcome.result);
+            finish(statusOf<QByteArray>(outcome));
         });
     });
 }

@@ -13,6 +13,9 @@ int remove(const QUrl &url, const QByteArrayList &entries);
 // What the server's account `who` (a user's or group's name) may do with the item, as the
 // server decides it.
 int access(const QByteArray &who, const QUrl &url, bool json);
+// Where below the item the server's account `who` has the access `level` ("read", "write",
+// "any"), as the server decides it.
+int audit(const QByteArray &who, const QUrl &url, const QString &level, bool summary, bool json);
 // The status, and on standard error why, for a command that does not take server items.
 int notForServers(const QByteArray &command);
 }

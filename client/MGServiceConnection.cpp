@@ -23,6 +23,13 @@ QCborMap itemArguments(const QUrl &url)
     return arguments;
 }
 
+// A file server's account asked about travels by name beside its UUID (MGServerAccounts).
+void addAccount(QCborMap &arguments, const QUrl &url, const QUuid &uuid)
+{
+    if (const std::optional<QString> account = MGServerAccounts::accountFor(uuid); account && MGItemPaths::isServerUrl(url))
+        arguments.insert(QString(Key::Account), *account);
+}
+
 class RemoteProxy : public MGAclServiceProxy
 {
 public:
@@ -103,13 +110,12 @@ public:
     void auditAclAccessWithUrl(const QUrl &url, const QUuid &uuid, const QString &level, bool summary, TextHandler text,
                                ErrorReply reply) override
     {
-        call(
-            MGAclRemoteMethod::AuditAccess,
-            {{QString(Key::Path), MGItemPaths::requestPath(url)},
-             {QString(Key::Identity), uuid.toString(QUuid::WithoutBraces)},
-             {QString(Key::Level), level},
-             {QString(Key::Summary), summary}},
-            errorOnly(reply), textPieces(text));
+        QCborMap arguments = itemArguments(url);
+        arguments.insert(QString(Key::Identity), uuid.toString(QUuid::WithoutBraces));
+        arguments.insert(QString(Key::Level), level);
+        arguments.insert(QString(Key::Summary), summary);
+        addAccount(arguments, url, uuid);
+        call(MGAclRemoteMethod::AuditAccess, arguments, errorOnly(reply), textPieces(text));
     }
 
     void getAclAccessWithUrl(const QUrl &url, const QUuid &uuid, AccessReply reply,
@@ -117,8 +123,7 @@ public:
     {
         QCborMap arguments = itemArguments(url);
         arguments.insert(QString(Key::Identity), uuid.toString(QUuid::WithoutBraces));
-        if (const std::optional<QString> account = MGServerAccounts::accountFor(uuid); account && MGItemPaths::isServerUrl(url))
-            arguments.insert(QString(Key::Account), *account);
+        addAccount(arguments, url, uuid);
         if (edited)
             arguments.insert(QString(Key::Entries), MGAclLists::toCbor(*edited));
         call(MGAclRemoteMethod::GetAccess, arguments,

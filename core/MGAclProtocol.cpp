@@ -69,7 +69,9 @@ constexpr Argument StopArguments[] = {{Key::Request, ArgumentType::RequestNumber
 constexpr Argument AuditArguments[] = {{Key::Path, ArgumentType::Path},
                                        {Key::Identity, ArgumentType::Identity},
                                        {Key::Level, ArgumentType::Level},
-                                       {Key::Summary, ArgumentType::Flag, true}};
+                                       {Key::Summary, ArgumentType::Flag, true},
+                                       {Key::Account, ArgumentType::Account, true},
+                                       {Key::Credentials, ArgumentType::Credentials, true}};
 
 // Whether one argument's value is of its type; says why not in `read`.
 bool check(const Argument &argument, const QCborMap &map, MGCborReader &read)

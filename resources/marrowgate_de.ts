@@ -807,6 +807,34 @@
         <source>%1, one level</source>
         <translation>%1, eine Ebene</translation>
     </message>
+    <message>
+        <source>the owner’s own right</source>
+        <translation>das eigene Recht des Besitzers</translation>
+    </message>
+    <message>
+        <source>no entry grants it</source>
+        <translation>kein Eintrag gewährt es</translation>
+    </message>
+    <message>
+        <source>the server, for whoever reaches the item</source>
+        <translation>der Server, für jeden, der das Objekt erreicht</translation>
+    </message>
+    <message>
+        <source>the entry %1 (Deny, entry %2)</source>
+        <translation>der Eintrag %1 (Verweigern, Eintrag %2)</translation>
+    </message>
+    <message>
+        <source>the entry %1 (Allow, entry %2)</source>
+        <translation>der Eintrag %1 (Zulassen, Eintrag %2)</translation>
+    </message>
+    <message>
+        <source>%1 of the folder above</source>
+        <translation>%1 des Ordners darüber</translation>
+    </message>
+    <message>
+        <source>entry %1, if the account is in %2, which the server does not tell</source>
+        <translation>Eintrag %1, falls das Konto zu %2 gehört, was der Server nicht sagt</translation>
+    </message>
 </context>
 <context>
     <name>Localizable</name>
@@ -1106,8 +1134,8 @@
         <translation>das Konto für Objekte auf SMB-Dateiservern: Zeilen username =, password = und domain =; ohne sie gilt Ihr Kerberos-Ticket, und ein Terminal fragt nach, wenn der Server ablehnt</translation>
     </message>
     <message>
-        <source>A PATH may also be the URL of an item on an SMB file server, smb://SERVER/SHARE/PATH, for the window, list, set, remove and propagate; set and remove then take entries as ACL:NAME:ALLOWED/OI|CI/READ (ALLOWED or DENIED; flags OI, CI, NP and IO joined by |; READ, CHANGE, FULL, letters of RWXDPO or a number), and remove also an account alone.</source>
-        <translation>Ein PATH kann auch die URL eines Objekts auf einem SMB-Dateiserver sein, smb://SERVER/SHARE/PATH, für das Fenster, list, set, remove und propagate; set und remove nehmen dann Einträge als ACL:NAME:ALLOWED/OI|CI/READ (ALLOWED oder DENIED; die Flags OI, CI, NP und IO mit | verbunden; READ, CHANGE, FULL, Buchstaben aus RWXDPO oder eine Zahl), remove auch ein Konto allein.</translation>
+        <source>A PATH may also be the URL of an item on an SMB file server, smb://SERVER/SHARE/PATH, for the window, list, set, remove, propagate, access and audit; set and remove then take entries as ACL:NAME:ALLOWED/OI|CI/READ (ALLOWED or DENIED; flags OI, CI, NP and IO joined by |; READ, CHANGE, FULL, letters of RWXDPO or a number), and remove also an account alone. access and audit then take USER-OR-GROUP as the server&apos;s account (NAME or DOMAIN\NAME) and answer as the server decides.</source>
+        <translation>Ein PATH kann auch die URL eines Objekts auf einem SMB-Dateiserver sein, smb://SERVER/SHARE/PATH, für das Fenster, list, set, remove, propagate, access und audit; set und remove nehmen dann Einträge als ACL:NAME:ALLOWED/OI|CI/READ (ALLOWED oder DENIED; die Flags OI, CI, NP und IO mit | verbunden; READ, CHANGE, FULL, Buchstaben aus RWXDPO oder eine Zahl), remove auch ein Konto allein. access und audit nehmen USER-OR-GROUP dann als Konto des Servers (NAME oder DOMAIN\NAME) und antworten, wie der Server entscheidet.</translation>
     </message>
     <message>
         <source>--authentication-file needs a FILE.</source>

@@ -5,6 +5,7 @@
 #include "MGServerCredentials.h"
 #include "MGSmbAccess.h"
 #include "MGSmbAclStore.h"
+#include "MGSmbAudit.h"
 #include "MGSmbPropagator.h"
 
 #include <QCryptographicHash>
@@ -77,6 +78,13 @@ ConnectionCache &cache()
     return *connections;
 }
 
+QCborMap noAccount(const QCborValue &id, MGAclRemoteMethod method)
+{
+    return MGAclServiceDispatcher::errorReply(id, MGError::posixError(EINVAL, QStringLiteral("%1: name the file server's "
+                                                                                             "account to ask about.")
+                                                                                  .arg(MGAclProtocol::description(method))));
+}
+
 QCborMap failed(ConnectionCache &connections, const QCborValue &id, const MGError &error)
 {
     connections.forget();
@@ -142,12 +150,34 @@ QCborMap MGSmbRequests::answer(const QCborValue &id, MGAclRemoteMethod method, c
             return failed(cache(), id, *error);
         return reply;
     }
+    case MGAclRemoteMethod::AuditAccess: {
+        const QString account = args.value(QString(Key::Account)).toString();
+        if (account.isEmpty())
+            return noAccount(id, method);
+        const MGSmbAccounts accounts(MGServerCredentials::fromCbor(args.value(QString(Key::Credentials)).toMap()));
+        const MGResult<MGNtToken> token = accounts.tokenFor(QUrl::fromEncoded(url).host(), account);
+        if (!token)
+            return failed(cache(), id, token.error());
+        const QHash<QString, MGSmbAudit::Level> levels = {{QStringLiteral("read"), MGSmbAudit::Level::Read},
+                                                          {QStringLiteral("write"), MGSmbAudit::Level::Write},
+                                                          {QStringLiteral("any"), MGSmbAudit::Level::Any}};
+        MGSmbAudit audit(store, *token, levels.value(args.value(QString(Key::Level)).toString()),
+                         args.value(QString(Key::Summary)).toBool(), [&](const QByteArray &text) {
+                             if (caller.progress)
+                                 caller.progress(QCborMap{{MGAclProtocol::Field::Id, id},
+                                                          {MGAclProtocol::Field::Progress, QCborMap{{MGAclProtocol::Field::Text, text}}}});
+                         });
+        audit.setIdentityName(account);
+        const MGResult<qint64> items = audit.run(url);
+        if (!items)
+            return failed(cache(), id, items.error());
+        reply.insert(MGAclProtocol::Field::Items, *items);
+        return reply;
+    }
     case MGAclRemoteMethod::GetAccess: {
         const QString account = args.value(QString(Key::Account)).toString();
         if (account.isEmpty())
-            return MGAclServiceDispatcher::errorReply(
-                id, MGError::posixError(EINVAL, QStringLiteral("%1: name the file server's account to ask about.")
-                                                    .arg(MGAclProtocol::description(method))));
+            return noAccount(id, method);
         std::optional<MGAclList> edited;
         if (args.contains(QString(Key::Entries))) {
             QString why;

@@ -115,8 +115,7 @@ private slots:
         QCOMPARE(run.status, 64);
         QVERIFY2(run.err.contains(QStringLiteral("holds a password")), qPrintable(run.err));
 
-        for (const QStringList &command : {QStringList{QStringLiteral("backup"), url}, QStringList{QStringLiteral("inherit"), url},
-                                            QStringList{QStringLiteral("audit"), QStringLiteral("root"), url}}) {
+        for (const QStringList &command : {QStringList{QStringLiteral("backup"), url}, QStringList{QStringLiteral("inherit"), url}}) {
             run = acl(as(QStringLiteral("mgalice"), command));
             QCOMPARE(run.status, 1);
             QVERIFY2(run.err.contains(QStringLiteral("does not take items on file servers")), qPrintable(run.err));

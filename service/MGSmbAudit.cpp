@@ -1,0 +1,93 @@
+#include "MGSmbAudit.h"
+
+#include "MGAclPermissionSet.h"
+#include "NTLocalizedString.h"
+
+#include <QUrl>
+#include <cerrno>
+
+MGSmbAudit::MGSmbAudit(const MGSmbAclStore &store, const MGNtToken &token, Level level, bool summary, Sink sink)
+    : m_store(store), m_token(token), m_level(level), m_summary(summary), m_text(std::move(sink))
+{
+}
+
+void MGSmbAudit::judge(const QByteArray &url, const MGNtSecurityDescriptor &descriptor)
+{
+    using namespace MGAclPermission;
+    const MGNtAccessCheck::Decision read = MGNtAccessCheck::decide(descriptor, m_token, ReadData);
+    const MGNtAccessCheck::Decision write = MGNtAccessCheck::decide(descriptor, m_token, WriteData);
+    const bool execute = MGNtAccessCheck::decide(descriptor, m_token, Execute).granted;
+    ++m_items;
+    (read.granted && write.granted ? m_readWrite : read.granted ? m_readOnly : write.granted ? m_writeOnly : m_none)++;
+    const bool shown = m_level == Level::Read ? read.granted : m_level == Level::Write ? write.granted : read.granted || write.granted;
+    if (m_summary || !shown)
+        return;
+    // The entry that gives the access asked about (reading, when any access was asked about).
+    const MGNtAccessCheck::Decision &deciding = m_level == Level::Write || !read.granted ? write : read;
+    QByteArray entry = "owner";
+    if (deciding.source == MGNtAccessCheck::Decision::Entry) {
+        const MGNtAce &ace = descriptor.aces[deciding.ace];
+        entry = (ace.name.isEmpty() ? ace.sid : ace.name).toUtf8();
+    }
+    QByteArray line;
+    line += read.granted ? 'r' : '-';
+    line += write.granted ? 'w' : '-';
+    line += execute ? 'x' : '-';
+    line += '\t' + entry + '\t' + MGAclTextFormat::escapePath(url) + '\n';
+    m_text.add(line);
+}
+
+void MGSmbAudit::walk(const QByteArray &url)
+{
+    const MGResult<QList<MGSmbClient::Child>> children = m_store.client().children(url);
+    if (!children) {
+        ++m_failed;
+        if (!m_firstFailure)
+            m_firstFailure = children.error();
+        return;
+    }
+    for (const MGSmbClient::Child &child : *children) {
+        if (m_stop && m_stop->load())
+            return;
+        const QByteArray below = url + '/' + QUrl::toPercentEncoding(QString::fromUtf8(child.name));
+        const MGResult<MGNtSecurityDescriptor> descriptor = m_store.readDescriptor(below);
+        if (!descriptor) {
+            ++m_failed;
+            if (!m_firstFailure)
+                m_firstFailure = descriptor.error();
+            continue;
+        }
+        judge(below, *descriptor);
+        m_text.flush();
+        if (child.directory)
+            walk(below);
+    }
+}
+
+MGResult<qint64> MGSmbAudit::run(const QByteArray &url)
+{
+    const MGResult<MGNtSecurityDescriptor> descriptor = m_store.readDescriptor(url);
+    if (!descriptor)
+        return descriptor.error();
+    judge(url, *descriptor);
+    const MGResult<struct stat> status = m_store.client().status(url);
+    if (status && S_ISDIR(status->st_mode))
+        walk(url);
+    if (m_summary) {
+        auto t = [](const char *key) { return NTLocalizedString::localize(QString::fromUtf8(key), QStringLiteral("ACL")); };
+        QString text = t("# What \u201c%1\u201d may do with %2 items below \u201c%3\u201d")
+                           .arg(m_identityName, NTLocalizedString::count(m_items), QUrl::fromEncoded(url).toDisplayString())
+            + QLatin1Char('\n');
+        const QList<std::pair<const char *, qint64>> rows = {
+            {"read-write", m_readWrite}, {"read-only", m_readOnly}, {"write-only", m_writeOnly}, {"neither", m_none}, {"not-entered", 0}};
+        for (const auto &[word, count] : rows)
+            text += QStringLiteral("%1\t%2\n").arg(QLatin1String(word)).arg(count);
+        m_text.add(text.toUtf8());
+    }
+    m_text.flush(true);
+    if (m_firstFailure)
+        return MGError::errorWithError(*m_firstFailure, QStringLiteral("Cannot audit the permissions of %1 items below \u201c%2\u201d")
+                                                            .arg(m_failed)
+                                                            .arg(QUrl::fromEncoded(url).toDisplayString()));
+    return m_items;
+}
