@@ -34,7 +34,7 @@ MGNtAccessCheck::Decision MGNtAccessCheck::decide(const MGNtSecurityDescriptor &
         const bool names = token.holds(ace) || (ace.sid == OwnerRights && owner);
         if (names)
             return {Decision::Entry, ace.type == MGNtAce::Allowed, int(i)};
-        if (token.mayHold(ace.sid))
+        if (token.mayHold(ace))
             return {Decision::Unknown, false, int(i)};
     }
     return {Decision::NoEntry, false, -1};

@@ -17,8 +17,10 @@ struct MGNtToken
     QSet<QString> sids;
     // Aliases the server names but whose SIDs it does not give, by name (lower case).
     QSet<QString> aliasNames;
-    // SIDs that begin so may or may not be the account's (the server does not say).
+    // SIDs that begin so, and aliases of these names (lower case), may or may not be the
+    // account's (the server does not say).
     QStringList unknownPrefixes{QStringLiteral("S-1-22-")};
+    QSet<QString> unknownNames;
 
     bool holds(const QString &sid) const { return sids.contains(sid); }
     // Whether an entry names the token: by SID, or an alias by its name ("DOMAIN\alias").
@@ -26,10 +28,12 @@ struct MGNtToken
     {
         return holds(ace.sid) || (!aliasNames.isEmpty() && aliasNames.contains(ace.name.section(QLatin1Char('\\'), -1).toLower()));
     }
-    bool mayHold(const QString &sid) const
+    bool mayHold(const MGNtAce &ace) const
     {
-        return !holds(sid) && std::any_of(unknownPrefixes.begin(), unknownPrefixes.end(),
-                                          [&sid](const QString &prefix) { return sid.startsWith(prefix); });
+        if (holds(ace))
+            return false;
+        return std::any_of(unknownPrefixes.begin(), unknownPrefixes.end(), [&ace](const QString &prefix) { return ace.sid.startsWith(prefix); })
+            || (!unknownNames.isEmpty() && unknownNames.contains(ace.name.section(QLatin1Char('\\'), -1).toLower()));
     }
     // The well-known SIDs of every account logged in over the network.
     static QSet<QString> networkLoginSids();

@@ -4,17 +4,19 @@
 
 #include <QLibrary>
 #include <QMutexLocker>
+#include <algorithm>
 #include <cerrno>
 #include <netapi.h>
 
 namespace {
+constexpr quint32 IncludeIndirect = 0x1; // aliases reached through groups as well
+
 // The ways servers say that they know no such account.
 bool isUnknownAccount(int status)
 {
     return status == 2220 /* no such group */ || status == 2221 /* no such user */ || status == 1317 /* no such user */
         || status == 1319 /* no such group */ || status == 1332 /* no name maps to a SID */;
 }
-constexpr quint32 IncludeIndirect = 0x1; // aliases reached through groups as well
 
 // The calls used, resolved once from the library.
 struct Library
@@ -30,6 +32,7 @@ struct Library
     decltype(&NetUserGetInfo) userInfo = nullptr;
     decltype(&NetUserGetGroups) userGroups = nullptr;
     decltype(&NetUserGetLocalGroups) userAliases = nullptr;
+    decltype(&NetLocalGroupEnum) aliases = nullptr;
     decltype(&NetGroupGetInfo) groupInfo = nullptr;
     QString error;
 };
@@ -59,6 +62,7 @@ const Library &library()
         resolve(l.userInfo, "NetUserGetInfo");
         resolve(l.userGroups, "NetUserGetGroups");
         resolve(l.userAliases, "NetUserGetLocalGroups");
+        resolve(l.aliases, "NetLocalGroupEnum");
         resolve(l.groupInfo, "NetGroupGetInfo");
         return l;
     }();
@@ -195,17 +199,31 @@ MGResult<MGNtToken> MGSmbAccounts::tokenFor(const QString &server, const QString
             return failure(server, account, int(status), session.why(status));
         token.sids.insert(sidText(reinterpret_cast<GROUP_INFO_3 *>(group.data)->grpi3_group_sid));
     }
+    // The aliases the account is in, directly or through its groups.
     Session::Buffer aliases{l};
     status = l.userAliases(session.server(), nameBytes.constData(), 0, IncludeIndirect, &aliases.data, uint32_t(-1), &read, &total);
+    if (status == NET_API_STATUS_SUCCESS) {
+        for (uint32_t i = 0; i < read; ++i) {
+            const QString alias = QString::fromUtf8(reinterpret_cast<LOCALGROUP_USERS_INFO_0 *>(aliases.data)[i].lgrui0_name);
+            if (const QString sid = builtinAliasSid(alias); !sid.isEmpty())
+                token.sids.insert(sid);
+            else
+                token.aliasNames.insert(alias.toLower());
+        }
+        return token;
+    }
+    if (!isUnknownAccount(int(status)))
+        return failure(server, account, int(status), session.why(status));
+    // Samba's library cannot name an alias of the server's own domain that the account is
+    // in (it says "none mapped"): the account is in some alias, which one is not told. Entries
+    // for the server's aliases then depend on what the server does not tell.
+    token.unknownPrefixes << QStringLiteral("S-1-5-32-");
+    Session::Buffer all{l};
+    uint32_t resume = 0;
+    status = l.aliases(session.server(), 0, &all.data, uint32_t(-1), &read, &total, &resume);
     if (status != NET_API_STATUS_SUCCESS)
         return failure(server, account, int(status), session.why(status));
-    for (uint32_t i = 0; i < read; ++i) {
-        const QString alias = QString::fromUtf8(reinterpret_cast<LOCALGROUP_USERS_INFO_0 *>(aliases.data)[i].lgrui0_name);
-        const QString sid = builtinAliasSid(alias);
-        if (sid.isEmpty())
-            token.aliasNames.insert(alias.toLower());
-        else
-            token.sids.insert(sid);
-    }
+    for (uint32_t i = 0; i < read; ++i)
+        token.unknownNames.insert(QString::fromUtf8(reinterpret_cast<LOCALGROUP_INFO_0 *>(all.data)[i].lgrpi0_name).toLower());
     return token;
 }
