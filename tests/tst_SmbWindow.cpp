@@ -239,6 +239,19 @@ private slots:
         QTRY_COMPARE(plugin->identity().posixName(), QStringLiteral("MGSERVER\\mgbob"));
         QTRY_VERIFY(rowsOf(plugin->access()).contains(QStringLiteral("change-permissions|0|the entry MGSERVER\\mgbob (Deny, entry 1)")));
 
+        // Any other account of the server, typed by name into the chooser's search.
+        QTest::mouseClick(chooser, Qt::LeftButton);
+        QTRY_VERIFY(chooser->searchField());
+        QTest::keyClicks(chooser->searchField(), QStringLiteral("MGSERVER\\mgadmin"));
+        QTest::keyClick(chooser->searchField(), Qt::Key_Return);
+        QTRY_COMPARE(plugin->identity().posixName(), QStringLiteral("MGSERVER\\mgadmin"));
+        QTRY_VERIFY(rowsOf(plugin->access()).contains(QStringLiteral("list-folder|1|the entry Everyone (Allow, entry 2)")));
+        chooser->setFocus();
+        const int again = chooser->findText(QStringLiteral("MGSERVER\\mgbob"));
+        while (chooser->currentIndex() != again)
+            QTest::keyClick(chooser, chooser->currentIndex() < again ? Qt::Key_Down : Qt::Key_Up);
+        QTRY_COMPARE(plugin->identity().posixName(), QStringLiteral("MGSERVER\\mgbob"));
+
         // Shown as edited: mgbob's Deny removed in the list, not saved.
         QCheckBox *asEdited = tab->view()->findChild<QCheckBox *>();
         QVERIFY(asEdited);

@@ -67,8 +67,14 @@ void MGAclAccessViewController::viewDidLoad()
             m_acl->setShowsAccessAsEdited(on);
         showShownState();
     });
-    if (m_acl)
+    if (m_acl) {
         connect(m_acl, &MGAclDocument::editedChanged, this, &MGAclAccessViewController::showShownState);
+        // A server item's chooser offers the accounts its entries name, as they are now.
+        connect(m_acl, &MGAclDocument::entriesChanged, this, [this] {
+            if (MGItemPaths::isServerUrl(m_acl->url()))
+                fillIdentities();
+        });
+    }
     showShownState();
     connect(m_identityPopUpButton, &MGIdentityPopUpButton::identityChosen, this, [this](const CBIdentity &identity) {
         if (m_acl && identity.isValid())
@@ -105,9 +111,12 @@ void MGAclAccessViewController::fillIdentities()
                 accounts << QVariant::fromValue(entry->identity());
         }
         m_identityPopUpButton->setIdentities(accounts, m_acl->identity());
+        // Any other account of the server, typed by name ("DOMAIN\name" or "name").
+        m_identityPopUpButton->setTypedIdentity([](const QString &name) { return std::optional(CBIdentity::principal(QString(), name)); });
     } else {
         // The list every chooser shows, which follows the account database itself.
         m_identityPopUpButton->setIdentityModel(MGIdentityListModel::sharedModel(), m_acl->identity());
+        m_identityPopUpButton->setTypedIdentity(nullptr);
     }
     menuNeedsUpdate(m_identityPopUpButton);
 }

@@ -193,13 +193,16 @@ void MGIdentityPopUp::selectFirstIdentity()
     }
 }
 
-// An id typed as "uid:N" or "gid:N" needs no account.
+// An id typed as "uid:N" or "gid:N" needs no account; a name the button's owner knows
+// elsewhere (a file server's account) is taken as typed.
 void MGIdentityPopUp::chooseTyped()
 {
     const QString text = m_search->text().trimmed();
-    if (!text.startsWith(QLatin1String("uid:")) && !text.startsWith(QLatin1String("gid:")))
-        return;
-    const auto identity = CBIdentityAuthority::defaultIdentityAuthority().identityForText(text);
+    std::optional<CBIdentity> identity;
+    if (text.startsWith(QLatin1String("uid:")) || text.startsWith(QLatin1String("gid:")))
+        identity = CBIdentityAuthority::defaultIdentityAuthority().identityForText(text);
+    else if (m_button && m_button->m_typed && !text.isEmpty())
+        identity = m_button->m_typed(text);
     if (!identity || !identity->isUserOrGroup())
         return;
     m_chosen = true;

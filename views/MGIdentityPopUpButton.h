@@ -5,6 +5,7 @@
 #include <QComboBox>
 #include <QPointer>
 #include <functional>
+#include <optional>
 
 class QConcatenateTablesProxyModel;
 class QLabel;
@@ -37,6 +38,10 @@ public:
     // The identities not to offer (the current one is always offered); asked once per row
     // whenever the exclusion is set again.
     void setExcluded(std::function<bool(const CBIdentity &)> excluded);
+    // What Enter takes when the typed text matches nothing listed (besides "uid:N" and
+    // "gid:N"): an account known by name elsewhere, a file server's. None when unset.
+    using TypedIdentity = std::function<std::optional<CBIdentity>(const QString &text)>;
+    void setTypedIdentity(TypedIdentity typed) { m_typed = std::move(typed); }
     // The identity of the selected item; invalid when none is selected.
     CBIdentity identity() const;
     // Selects an identity, listed first when the list lacks it (an id without an account).
@@ -83,6 +88,7 @@ private:
     MGIdentityExclusionModel *m_filter = nullptr;
     QStandardItemModel *m_extra = nullptr;
     QConcatenateTablesProxyModel *m_shown = nullptr;
+    TypedIdentity m_typed;
 };
 
 // The tidying every identity menu gets just before it opens: an item titled "-----" becomes
