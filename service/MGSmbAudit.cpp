@@ -26,8 +26,14 @@ void MGSmbAudit::judge(const QByteArray &url, const MGNtSecurityDescriptor &desc
     const MGNtAccessCheck::Decision &deciding = m_level == Level::Write || !read.granted ? write : read;
     QByteArray entry = "owner";
     if (deciding.source == MGNtAccessCheck::Decision::Entry) {
-        const MGNtAce &ace = descriptor.aces[deciding.ace];
-        entry = (ace.name.isEmpty() ? ace.sid : ace.name).toUtf8();
+        QString name = descriptor.aces[deciding.ace].name;
+        // Read by SIDs alone: the server's name for the entry is asked only for a line shown.
+        if (name.isEmpty()) {
+            if (const MGResult<MGNtSecurityDescriptor> named = m_store.readDescriptor(url);
+                named && named->aces.size() == descriptor.aces.size())
+                name = named->aces[deciding.ace].name;
+        }
+        entry = (name.isEmpty() ? descriptor.aces[deciding.ace].sid : name).toUtf8();
     }
     QByteArray line;
     line += read.granted ? 'r' : '-';
@@ -35,6 +41,12 @@ void MGSmbAudit::judge(const QByteArray &url, const MGNtSecurityDescriptor &desc
     line += execute ? 'x' : '-';
     line += '\t' + entry + '\t' + MGAclTextFormat::escapePath(url) + '\n';
     m_text.add(line);
+}
+
+bool MGSmbAudit::needsNames() const
+{
+    // Aliases known by name only are matched by the entries' names.
+    return !m_token.aliasNames.isEmpty() || !m_token.unknownNames.isEmpty();
 }
 
 void MGSmbAudit::walk(const QByteArray &url)
@@ -50,7 +62,7 @@ void MGSmbAudit::walk(const QByteArray &url)
         if (m_stop && m_stop->load())
             return;
         const QByteArray below = url + '/' + QUrl::toPercentEncoding(QString::fromUtf8(child.name));
-        const MGResult<MGNtSecurityDescriptor> descriptor = m_store.readDescriptor(below);
+        const MGResult<MGNtSecurityDescriptor> descriptor = m_store.readDescriptor(below, needsNames());
         if (!descriptor) {
             ++m_failed;
             if (!m_firstFailure)
@@ -66,7 +78,7 @@ void MGSmbAudit::walk(const QByteArray &url)
 
 MGResult<qint64> MGSmbAudit::run(const QByteArray &url)
 {
-    const MGResult<MGNtSecurityDescriptor> descriptor = m_store.readDescriptor(url);
+    const MGResult<MGNtSecurityDescriptor> descriptor = m_store.readDescriptor(url, needsNames());
     if (!descriptor)
         return descriptor.error();
     judge(url, *descriptor);

@@ -32,6 +32,7 @@ public:
 private:
     void judge(const QByteArray &url, const MGNtSecurityDescriptor &descriptor);
     void walk(const QByteArray &url);
+    bool needsNames() const;
 
     const MGSmbAclStore &m_store;
     const MGNtToken m_token;

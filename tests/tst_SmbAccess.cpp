@@ -234,48 +234,49 @@ private slots:
             make(name, random.bounded(2) == 0);
             items << name;
         }
-        QStringList probeCases;
-        for (const QString &item : items) {
+        for (const QString &item : items)
             QVERIFY(smbcacls(item, QStringLiteral("-S ") + quoted(randomDescriptor(random))).isEmpty());
-            probeCases << QStringLiteral("mgbob\t%1\t3").arg(item);
-        }
-        QProcess probe;
-        probe.start(QStringLiteral(MARROWGATE_SOURCE_DIR "/tests/smb/access-probe"), {server.conf, QStringLiteral("ntacls")});
-        probe.write((probeCases.join(QLatin1Char('\n')) + QLatin1Char('\n')).toUtf8());
-        probe.closeWriteChannel();
-        QVERIFY(probe.waitForFinished(120000));
-        const QStringList allowed = QString::fromUtf8(probe.readAllStandardOutput()).split(QLatin1Char('\n'), Qt::SkipEmptyParts);
-        QCOMPARE(allowed.size(), items.size());
-        QStringList expected;
-        int readWrite = 0, readOnly = 0, writeOnly = 0, neither = 0;
-        for (int i = 0; i < items.size(); ++i) {
-            const quint32 granted = allowed[i].toUInt(nullptr, 16);
-            ++((granted & 3) == 3 ? readWrite : (granted & 1) ? readOnly : (granted & 2) ? writeOnly : neither);
-            if (granted & 3)
-                expected << QStringLiteral("%1%2 %3").arg(granted & 1 ? 'r' : '-').arg(granted & 2 ? 'w' : '-')
-                                .arg(QString::fromLatin1(url(items[i])));
-        }
-        const QStringList login{QStringLiteral("--authentication-file"), server.authFile(QStringLiteral("mgadmin"))};
-        Run run = acl(QStringList{QStringLiteral("audit"), QStringLiteral("--any"), QStringLiteral("mgbob"),
-                                  QString::fromLatin1(url(items[0]))} + login);
-        QVERIFY2(run.status == 0, qPrintable(run.err));
-        QStringList said;
-        for (const QString &line : run.out.split(QLatin1Char('\n'), Qt::SkipEmptyParts)) {
-            const QStringList fields = line.split(QLatin1Char('\t'));
-            QCOMPARE(fields.size(), 3);
-            QVERIFY2(!fields[1].isEmpty(), qPrintable(line)); // the deciding entry
-            said << QStringLiteral("%1 %2").arg(fields[0].left(2), fields[2]);
-        }
-        expected.sort();
-        said.sort();
-        QCOMPARE(said, expected);
+        // mgbob is in an alias, so entries are read with names; mgalice is in none, so by SIDs.
+        for (const QString &account : {QStringLiteral("mgbob"), QStringLiteral("mgalice")}) {
+            QStringList probeCases;
+            for (const QString &item : items)
+                probeCases << QStringLiteral("%1\t%2\t3").arg(account, item);
+            QProcess probe;
+            probe.start(QStringLiteral(MARROWGATE_SOURCE_DIR "/tests/smb/access-probe"), {server.conf, QStringLiteral("ntacls")});
+            probe.write((probeCases.join(QLatin1Char('\n')) + QLatin1Char('\n')).toUtf8());
+            probe.closeWriteChannel();
+            QVERIFY(probe.waitForFinished(120000));
+            const QStringList allowed = QString::fromUtf8(probe.readAllStandardOutput()).split(QLatin1Char('\n'), Qt::SkipEmptyParts);
+            QCOMPARE(allowed.size(), items.size());
+            QStringList expected;
+            int readWrite = 0, readOnly = 0, writeOnly = 0, neither = 0;
+            for (int i = 0; i < items.size(); ++i) {
+                const quint32 granted = allowed[i].toUInt(nullptr, 16);
+                ++((granted & 3) == 3 ? readWrite : (granted & 1) ? readOnly : (granted & 2) ? writeOnly : neither);
+                if (granted & 3)
+                    expected << QStringLiteral("%1%2 %3").arg(granted & 1 ? 'r' : '-').arg(granted & 2 ? 'w' : '-')
+                                    .arg(QString::fromLatin1(url(items[i])));
+            }
+            const QStringList login{QStringLiteral("--authentication-file"), server.authFile(QStringLiteral("mgadmin"))};
+            Run run = acl(QStringList{QStringLiteral("audit"), QStringLiteral("--any"), account, QString::fromLatin1(url(items[0]))} + login);
+            QVERIFY2(run.status == 0, qPrintable(run.err));
+            QStringList said;
+            for (const QString &line : run.out.split(QLatin1Char('\n'), Qt::SkipEmptyParts)) {
+                const QStringList fields = line.split(QLatin1Char('\t'));
+                QCOMPARE(fields.size(), 3);
+                QVERIFY2(!fields[1].isEmpty() && !fields[1].startsWith(QLatin1String("S-1-5-21-")), qPrintable(line)); // named
+                said << QStringLiteral("%1 %2").arg(fields[0].left(2), fields[2]);
+            }
+            expected.sort();
+            said.sort();
+            QCOMPARE(said, expected);
 
-        run = acl(QStringList{QStringLiteral("audit"), QStringLiteral("--summary"), QStringLiteral("mgbob"),
-                              QString::fromLatin1(url(items[0]))} + login);
-        QCOMPARE(run.status, 0);
-        QVERIFY2(run.out.contains(QStringLiteral("read-write\t%1\nread-only\t%2\nwrite-only\t%3\nneither\t%4\n")
-                                      .arg(readWrite).arg(readOnly).arg(writeOnly).arg(neither)),
-                 qPrintable(run.out));
+            run = acl(QStringList{QStringLiteral("audit"), QStringLiteral("--summary"), account, QString::fromLatin1(url(items[0]))} + login);
+            QCOMPARE(run.status, 0);
+            QVERIFY2(run.out.contains(QStringLiteral("read-write\t%1\nread-only\t%2\nwrite-only\t%3\nneither\t%4\n")
+                                          .arg(readWrite).arg(readOnly).arg(writeOnly).arg(neither)),
+                     qPrintable(run.out));
+        }
     }
 
     // An alias the account is in through a group: the server's own check counts it, but
