@@ -9,6 +9,7 @@
 
 #include <QMessageBox>
 #include <QRandomGenerator>
+#include <QTimer>
 #include <QTreeView>
 #include <QAbstractItemModelTester>
 #include <QAccessible>
@@ -73,6 +74,16 @@ private slots:
             }
             return true;
         };
+        // A key or click that opens a button's menu waits in the menu's own loop, as a person's
+        // would; the menu is closed again from within it, so that the sequence goes on.
+        auto closeMenuOnceOpen = [&trail] {
+            QTimer::singleShot(50, [&trail] {
+                if (auto *menu = qobject_cast<QMenu *>(QApplication::activePopupWidget())) {
+                    trail << QStringLiteral("menu closed");
+                    menu->close();
+                }
+            });
+        };
         for (int step = 0; step < (ok ? steps : 1000); ++step) {
             // Alerts (a refused command says why) are answered, as a person would.
             if (auto *box = qobject_cast<QMessageBox *>(QApplication::activeModalWidget())) {
@@ -101,6 +112,7 @@ private slots:
             } else if (what < 6 && target) {
                 const Qt::Key key = keys[random.bounded(int(std::size(keys)))];
                 trail << QStringLiteral("key %1 on %2").arg(QKeySequence(key).toString(), QString::fromLatin1(target->metaObject()->className()));
+                closeMenuOnceOpen();
                 QTest::keyClick(target, key);
             } else if (what < 8 && !QApplication::activePopupWidget() && !editor) {
                 const int row = random.bounded(table->model()->rowCount()), column = random.bounded(MGAclEntriesTableModel::ColumnCount);
@@ -115,8 +127,10 @@ private slots:
             } else if (what == 8 && !QApplication::activePopupWidget() && !editor) {
                 QToolButton *button = random.bounded(2) ? view->addButton() : view->removeButton();
                 trail << QStringLiteral("button %1").arg(button == view->addButton() ? "+" : "-");
-                if (button->isEnabled())
+                if (button->isEnabled()) {
+                    closeMenuOnceOpen();
                     QTest::mouseClick(button, Qt::LeftButton);
+                }
             } else if (!QApplication::activePopupWidget() && !editor) {
                 trail << QStringLiteral("show permissions");
                 view->showPermissions(nullptr);
