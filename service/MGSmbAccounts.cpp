@@ -1,8 +1,8 @@
 #include "MGSmbAccounts.h"
 
+#include "MGLoadedLibrary.h"
 #include "MGSmbClient.h"
 
-#include <QLibrary>
 #include <QMutexLocker>
 #include <algorithm>
 #include <cerrno>
@@ -41,29 +41,21 @@ const Library &library()
 {
     static const Library loaded = [] {
         Library l;
-        QLibrary lib(QStringLiteral("netapi"), 1);
-        if (!lib.load()) {
-            l.error = lib.errorString();
-            return l;
-        }
-        const auto resolve = [&](auto &function, const char *name) {
-            function = reinterpret_cast<std::remove_reference_t<decltype(function)>>(lib.resolve(name));
-            if (!function && l.error.isEmpty())
-                l.error = QStringLiteral("the network management library has no %1").arg(QLatin1String(name));
-        };
-        resolve(l.init, "libnetapi_init");
-        resolve(l.setUser, "libnetapi_set_username");
-        resolve(l.setPassword, "libnetapi_set_password");
-        resolve(l.setWorkgroup, "libnetapi_set_workgroup");
-        resolve(l.useKerberos, "libnetapi_set_use_kerberos");
-        resolve(l.setDebugLevel, "libnetapi_set_debuglevel");
-        resolve(l.errorString, "libnetapi_get_error_string");
-        resolve(l.free, "NetApiBufferFree");
-        resolve(l.userInfo, "NetUserGetInfo");
-        resolve(l.userGroups, "NetUserGetGroups");
-        resolve(l.userAliases, "NetUserGetLocalGroups");
-        resolve(l.aliases, "NetLocalGroupEnum");
-        resolve(l.groupInfo, "NetGroupGetInfo");
+        MGLoadedLibrary lib(QStringLiteral("netapi"), 1, QStringLiteral("the network management library"));
+        lib.resolve(l.init, "libnetapi_init");
+        lib.resolve(l.setUser, "libnetapi_set_username");
+        lib.resolve(l.setPassword, "libnetapi_set_password");
+        lib.resolve(l.setWorkgroup, "libnetapi_set_workgroup");
+        lib.resolve(l.useKerberos, "libnetapi_set_use_kerberos");
+        lib.resolve(l.setDebugLevel, "libnetapi_set_debuglevel");
+        lib.resolve(l.errorString, "libnetapi_get_error_string");
+        lib.resolve(l.free, "NetApiBufferFree");
+        lib.resolve(l.userInfo, "NetUserGetInfo");
+        lib.resolve(l.userGroups, "NetUserGetGroups");
+        lib.resolve(l.userAliases, "NetUserGetLocalGroups");
+        lib.resolve(l.aliases, "NetLocalGroupEnum");
+        lib.resolve(l.groupInfo, "NetGroupGetInfo");
+        l.error = lib.error();
         return l;
     }();
     return loaded;

@@ -1,6 +1,7 @@
 #include "MGSmbClient.h"
 
-#include <QLibrary>
+#include "MGLoadedLibrary.h"
+
 #include <QMutex>
 #include <QUrl>
 #include <cerrno>
@@ -37,35 +38,27 @@ const Library &library()
 {
     static const Library loaded = [] {
         Library l;
-        QLibrary lib(QStringLiteral("smbclient"), 0);
-        if (!lib.load()) {
-            l.error = lib.errorString();
-            return l;
-        }
-        const auto resolve = [&](auto &function, const char *name) {
-            function = reinterpret_cast<std::remove_reference_t<decltype(function)>>(lib.resolve(name));
-            if (!function && l.error.isEmpty())
-                l.error = QStringLiteral("the SMB client library has no %1").arg(QLatin1String(name));
-        };
-        resolve(l.newContext, "smbc_new_context");
-        resolve(l.freeContext, "smbc_free_context");
-        resolve(l.initContext, "smbc_init_context");
-        resolve(l.setAuth, "smbc_setFunctionAuthDataWithContext");
-        resolve(l.setUserData, "smbc_setOptionUserData");
-        resolve(l.getUserData, "smbc_getOptionUserData");
-        resolve(l.noAnonymous, "smbc_setOptionNoAutoAnonymousLogin");
-        resolve(l.useKerberos, "smbc_setOptionUseKerberos");
-        resolve(l.fallbackAfterKerberos, "smbc_setOptionFallbackAfterKerberos");
-        resolve(l.useCCache, "smbc_setOptionUseCCache");
-        resolve(l.setTimeout, "smbc_setTimeout");
-        resolve(l.setDebug, "smbc_setDebug");
-        resolve(l.setLogCallback, "smbc_setLogCallback");
-        resolve(l.getxattr, "smbc_getFunctionGetxattr");
-        resolve(l.setxattr, "smbc_getFunctionSetxattr");
-        resolve(l.stat, "smbc_getFunctionStat");
-        resolve(l.opendir, "smbc_getFunctionOpendir");
-        resolve(l.readdir, "smbc_getFunctionReaddir");
-        resolve(l.closedir, "smbc_getFunctionClosedir");
+        MGLoadedLibrary lib(QStringLiteral("smbclient"), 0, QStringLiteral("the SMB client library"));
+        lib.resolve(l.newContext, "smbc_new_context");
+        lib.resolve(l.freeContext, "smbc_free_context");
+        lib.resolve(l.initContext, "smbc_init_context");
+        lib.resolve(l.setAuth, "smbc_setFunctionAuthDataWithContext");
+        lib.resolve(l.setUserData, "smbc_setOptionUserData");
+        lib.resolve(l.getUserData, "smbc_getOptionUserData");
+        lib.resolve(l.noAnonymous, "smbc_setOptionNoAutoAnonymousLogin");
+        lib.resolve(l.useKerberos, "smbc_setOptionUseKerberos");
+        lib.resolve(l.fallbackAfterKerberos, "smbc_setOptionFallbackAfterKerberos");
+        lib.resolve(l.useCCache, "smbc_setOptionUseCCache");
+        lib.resolve(l.setTimeout, "smbc_setTimeout");
+        lib.resolve(l.setDebug, "smbc_setDebug");
+        lib.resolve(l.setLogCallback, "smbc_setLogCallback");
+        lib.resolve(l.getxattr, "smbc_getFunctionGetxattr");
+        lib.resolve(l.setxattr, "smbc_getFunctionSetxattr");
+        lib.resolve(l.stat, "smbc_getFunctionStat");
+        lib.resolve(l.opendir, "smbc_getFunctionOpendir");
+        lib.resolve(l.readdir, "smbc_getFunctionReaddir");
+        lib.resolve(l.closedir, "smbc_getFunctionClosedir");
+        l.error = lib.error();
         return l;
     }();
     return loaded;
