@@ -29,9 +29,11 @@ void forEachPermission(const QList<MGTreeNode::Pointer> &tree, Row row)
 
 namespace MGAclAccessOutput {
 
-QString text(const QList<MGTreeNode::Pointer> &tree)
+QString text(const QList<MGTreeNode::Pointer> &tree, const QString &caveat)
 {
     QString out;
+    if (!caveat.isEmpty())
+        out += QStringLiteral("# ") + QString(caveat).replace(QLatin1Char('\n'), QLatin1Char(' ')) + QLatin1Char('\n');
     forEachPermission(tree, [&out](const MGTreeNode &section, const MGTreeNode &permission) {
         // The sentence names accounts, whose names may hold anything: it stays one field.
         QString detail = permission.detail();
@@ -45,7 +47,7 @@ QString text(const QList<MGTreeNode::Pointer> &tree)
 }
 
 QByteArray json(const QList<MGTreeNode::Pointer> &tree, const QByteArray &path, const CBIdentity &who,
-                const QByteArray &blockedBy)
+                const QByteArray &blockedBy, const QString &caveat)
 {
     QJsonObject item;
     MGAclJson::putBytes(item, QStringLiteral("path"), path);
@@ -61,6 +63,8 @@ QByteArray json(const QList<MGTreeNode::Pointer> &tree, const QByteArray &path, 
                                 {QStringLiteral("id"), qint64(who.posixID())}});
     if (!blockedBy.isEmpty())
         MGAclJson::putBytes(item, QStringLiteral("blockedBy"), blockedBy);
+    if (!caveat.isEmpty())
+        item.insert(QStringLiteral("caveat"), caveat);
     QJsonArray permissions;
     forEachPermission(tree, [&permissions](const MGTreeNode &section, const MGTreeNode &permission) {
         permissions.append(QJsonObject{{QStringLiteral("section"), keyOf(section)},

@@ -40,7 +40,8 @@ int access(const QByteArray &who, const QByteArray &path, bool json)
     const CBIdentity subject = given->who;
     return runOnQueue([url, subject, json](std::shared_ptr<MGAclServiceClient> client, Finish finish) {
         client->getAccessWithUrl(url, subject.uniqueIdentifier(),
-                                 [url, subject, json, finish](auto tree, MGResultError error, const QString &blockedBy) {
+                                 [url, subject, json, finish](auto tree, MGResultError error, const auto &notes) {
+            const QString &blockedBy = notes.blockedBy;
             if (tree && json) {
                 writeOut(MGAclAccessOutput::json(*tree, MGItemPaths::nativePath(url), subject, QFile::encodeName(blockedBy)));
             } else if (tree) {

@@ -105,11 +105,11 @@ int access(const QByteArray &who, const QUrl &url, bool json)
     const CBIdentity subject = CBIdentity::principal(QString(), QString::fromLocal8Bit(who));
     const QUuid uuid = MGServerAccounts::uuidFor(subject);
     return runOnQueue([url, subject, uuid, json](std::shared_ptr<MGAclServiceClient> client, Finish finish) {
-        client->getAccessWithUrl(url, uuid, [url, subject, json, finish](auto tree, MGResultError error, const QString &) {
+        client->getAccessWithUrl(url, uuid, [url, subject, json, finish](auto tree, MGResultError error, const auto &notes) {
             if (tree && json)
-                writeOut(MGAclAccessOutput::json(*tree, url.toEncoded(), subject, QByteArray()));
+                writeOut(MGAclAccessOutput::json(*tree, url.toEncoded(), subject, QByteArray(), notes.caveat));
             else if (tree)
-                writeOut(MGAclAccessOutput::text(*tree).toUtf8());
+                writeOut(MGAclAccessOutput::text(*tree, notes.caveat).toUtf8());
             else if (error)
                 printError(*error);
             finish(tree ? Success : error ? Failure : Dismissed);

@@ -127,18 +127,18 @@ void MGAclServiceClient::getEntriesWithUrl(const QUrl &url, MGAclServiceProxy::E
 void MGAclServiceClient::getAccessWithUrl(const QUrl &url, const QUuid &uuid, MGAclServiceProxy::AccessReply reply,
                                           const std::optional<MGAclList> &edited)
 {
-    // The folder note comes from whichever call answered last: the one whose tree is shown.
-    const auto blockedBy = std::make_shared<QString>();
+    // The notes come from whichever call answered last: the one whose tree is shown.
+    const auto notes = std::make_shared<MGAclServiceProxy::AccessNotes>();
     performRemote<QList<MGTreeNode::Pointer>>(
         MGAclRemoteMethod::GetAccess,
-        [url, uuid, blockedBy, edited](MGAclServiceProxy &proxy, auto answer) {
-            proxy.getAclAccessWithUrl(url, uuid, [answer, blockedBy](auto tree, MGResultError error, const QString &blocked) {
-                *blockedBy = blocked;
+        [url, uuid, notes, edited](MGAclServiceProxy &proxy, auto answer) {
+            proxy.getAclAccessWithUrl(url, uuid, [answer, notes](auto tree, MGResultError error, const auto &said) {
+                *notes = said;
                 answer(tree, error);
             }, edited);
         },
-        [reply, blockedBy](Outcome<QList<MGTreeNode::Pointer>> outcome) {
-            reply(outcome.result, outcome.fromPrivilegedReply ? MGResultError() : outcome.error, *blockedBy);
+        [reply, notes](Outcome<QList<MGTreeNode::Pointer>> outcome) {
+            reply(outcome.result, outcome.fromPrivilegedReply ? MGResultError() : outcome.error, *notes);
         },
         url);
 }

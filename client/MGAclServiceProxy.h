@@ -17,10 +17,18 @@ class MGAclServiceProxy
 {
 public:
     using EntriesReply = std::function<void(std::optional<MGAclList> entries, MGResultError error)>;
-    // With the tree, the first folder on the item's path that keeps the identity out (the
-    // tree is the item's own answer, whatever the folders above allow); empty when none does.
+    // What an access answer says beside its tree.
+    struct AccessNotes
+    {
+        // The first folder on the item's path that keeps the identity out (the tree is the
+        // item's own answer, whatever the folders above allow); empty when none does.
+        QString blockedBy;
+        // What the answer could not count, in a sentence (a file server's share permissions
+        // that the login may not read); empty when it counted everything.
+        QString caveat;
+    };
     using AccessReply = std::function<void(std::optional<QList<MGTreeNode::Pointer>> access, MGResultError error,
-                                           const QString &blockedBy)>;
+                                           const AccessNotes &notes)>;
     using ErrorReply = std::function<void(MGResultError error)>;
 
     virtual ~MGAclServiceProxy() = default;

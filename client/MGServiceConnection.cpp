@@ -140,7 +140,12 @@ public:
                      *why = QStringLiteral("the folder that keeps the identity out is not a path");
                      return false;
                  }
-                 reply(tree, error, blocked.toString());
+                 const QCborValue caveat = map.value(MGAclProtocol::Field::Caveat);
+                 if (!caveat.isUndefined() && (!caveat.isString() || caveat.toString().size() > 4096)) {
+                     *why = QStringLiteral("the caveat is not a sentence");
+                     return false;
+                 }
+                 reply(tree, error, {blocked.toString(), caveat.toString()});
                  return true;
              });
     }

@@ -54,7 +54,7 @@ std::optional<MGAclRemoteMethod> methodForSelector(const QString &selector);
 std::chrono::milliseconds timeLimit(MGAclRemoteMethod method);
 
 // The fields of a request ({"id", "method", "locale", "args"}), of a reply ({"id"} and one of
-// "entries", "access" with "blockedBy", "items", or "error") and of a progress report
+// "entries", "access" with "blockedBy" and "caveat", "items", or "error") and of a progress report
 // ({"id", "progress"}, a backup's or an audit's holding "text").
 namespace Field {
 inline constexpr QLatin1String Id("id");
@@ -64,6 +64,7 @@ inline constexpr QLatin1String Arguments("args");
 inline constexpr QLatin1String Entries("entries");
 inline constexpr QLatin1String Access("access");
 inline constexpr QLatin1String BlockedBy("blockedBy");
+inline constexpr QLatin1String Caveat("caveat"); // a sentence on what an access answer does not count
 inline constexpr QLatin1String Items("items");
 inline constexpr QLatin1String Error("error");
 inline constexpr QLatin1String Progress("progress");

@@ -4,7 +4,15 @@
 
 QSet<QString> MGNtToken::networkLoginSids()
 {
-    return {QStringLiteral("S-1-1-0"), QStringLiteral("S-1-5-2"), QStringLiteral("S-1-5-11")};
+    const QHash<QString, QString> names = networkLoginNames();
+    return QSet<QString>(names.keyBegin(), names.keyEnd());
+}
+
+QHash<QString, QString> MGNtToken::networkLoginNames()
+{
+    return {{QStringLiteral("S-1-1-0"), QStringLiteral("Everyone")},
+            {QStringLiteral("S-1-5-2"), QStringLiteral("NT AUTHORITY\\NETWORK")},
+            {QStringLiteral("S-1-5-11"), QStringLiteral("NT AUTHORITY\\Authenticated Users")}};
 }
 
 namespace {

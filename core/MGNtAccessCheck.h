@@ -2,6 +2,7 @@
 
 #include "MGNtSecurityDescriptor.h"
 
+#include <QHash>
 #include <QSet>
 #include <QString>
 #include <QStringList>
@@ -21,6 +22,8 @@ struct MGNtToken
     // account's (the server does not say).
     QStringList unknownPrefixes{QStringLiteral("S-1-22-")};
     QSet<QString> unknownNames;
+    // The server's names for SIDs of the token, where it gave them.
+    QHash<QString, QString> names;
 
     bool holds(const QString &sid) const { return sids.contains(sid); }
     // Whether an entry names the token: by SID, or an alias by its name ("DOMAIN\alias").
@@ -32,11 +35,18 @@ struct MGNtToken
     {
         if (holds(ace))
             return false;
-        return std::any_of(unknownPrefixes.begin(), unknownPrefixes.end(), [&ace](const QString &prefix) { return ace.sid.startsWith(prefix); })
-            || (!unknownNames.isEmpty() && unknownNames.contains(ace.name.section(QLatin1Char('\\'), -1).toLower()));
+        if (std::any_of(unknownPrefixes.begin(), unknownPrefixes.end(), [&ace](const QString &prefix) { return ace.sid.startsWith(prefix); }))
+            return true;
+        if (ace.name.isEmpty())
+            // An alias of the server's own known by name only cannot be told from its SID.
+            return (!aliasNames.isEmpty() || !unknownNames.isEmpty()) && !userSid.isEmpty()
+                && ace.sid.startsWith(userSid.section(QLatin1Char('-'), 0, -2) + QLatin1Char('-'));
+        return !unknownNames.isEmpty() && unknownNames.contains(ace.name.section(QLatin1Char('\\'), -1).toLower());
     }
     // The well-known SIDs of every account logged in over the network.
     static QSet<QString> networkLoginSids();
+    // The names servers give them.
+    static QHash<QString, QString> networkLoginNames();
 };
 
 // The access check a file server runs over an item's access control list for a token,

@@ -70,6 +70,7 @@ public:
     // Effective access.
     QList<MGTreeNode::Pointer> access() const override;
     QString accessBlockedBy() const override { return m_accessBlockedBy; } // main thread
+    QString accessCaveat() const override { return m_accessCaveat; }       // main thread
     QString aclUnavailableReason() const override { return m_aclUnavailable; } // main thread
     Notice notice() const override { return m_session->notice(); } // main thread
     bool isEdited() const override { return m_session->isEdited(); }
@@ -182,6 +183,7 @@ private:
     mutable QMutex m_stateLock; // guards what the work queue and reply threads also read
     QList<MGTreeNode::Pointer> m_access;
     QString m_accessBlockedBy; // main thread
+    QString m_accessCaveat;    // main thread
     QString m_aclUnavailable; // main thread
     std::atomic<bool> m_accessAsEdited = false; // set on the main thread, read on the work queue
     std::atomic<bool> m_accessShown = false; // the access tab is shown

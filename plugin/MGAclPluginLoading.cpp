@@ -263,10 +263,11 @@ void MGAclPlugin::updateAccess()
     // A file server's account is asked about by name, beside a UUID made for it.
     const CBIdentity who = identity();
     const QUuid uuid = who.isPrincipal() ? MGServerAccounts::uuidFor(who) : who.uniqueIdentifier();
-    getAccessWithUrl(url(), uuid, [self](auto access, MGResultError error, const QString &blockedBy) {
+    getAccessWithUrl(url(), uuid, [self](auto access, MGResultError error, const auto &notes) {
         if (access) {
-            MGMainQueue::async([self, access = *access, blockedBy] {
-                self->m_accessBlockedBy = blockedBy;
+            MGMainQueue::async([self, access = *access, notes] {
+                self->m_accessBlockedBy = notes.blockedBy;
+                self->m_accessCaveat = notes.caveat;
                 self->setAccess(access);
             });
             self->setCanUpdateAccess(true);

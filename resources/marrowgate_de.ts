@@ -832,6 +832,38 @@
         <translation>%1 des Ordners darüber</translation>
     </message>
     <message>
+        <source>the share’s permissions do not grant it</source>
+        <translation>die Berechtigungen der Freigabe gewähren es nicht</translation>
+    </message>
+    <message>
+        <source>the share’s %1</source>
+        <translation>bei der Freigabe: %1</translation>
+    </message>
+    <message>
+        <source>%1 of the share</source>
+        <translation>%1 der Freigabe</translation>
+    </message>
+    <message>
+        <source>the share’s permissions do not grant writing (read-only to the account)</source>
+        <translation>die Berechtigungen der Freigabe gewähren kein Schreiben (für das Konto schreibgeschützt)</translation>
+    </message>
+    <message>
+        <source>the share’s permissions grant neither reading nor writing</source>
+        <translation>die Berechtigungen der Freigabe gewähren weder Lesen noch Schreiben</translation>
+    </message>
+    <message>
+        <source>%1 of the share (read-only to the account)</source>
+        <translation>%1 der Freigabe (für das Konto schreibgeschützt)</translation>
+    </message>
+    <message>
+        <source>%1 of the share (which keeps the account out)</source>
+        <translation>%1 der Freigabe (die das Konto aussperrt)</translation>
+    </message>
+    <message>
+        <source>The share’s own permissions, which the server does not show to this login, are not counted: they may refuse what is granted here.</source>
+        <translation>Die eigenen Berechtigungen der Freigabe, die der Server dieser Anmeldung nicht zeigt, sind nicht berücksichtigt: Sie können verweigern, was hier gewährt ist.</translation>
+    </message>
+    <message>
         <source>entry %1, if the account is in %2, which the server does not tell</source>
         <translation>Eintrag %1, falls das Konto zu %2 gehört, was der Server nicht sagt</translation>
     </message>
@@ -1010,8 +1042,8 @@
         <translation>dieser Text</translation>
     </message>
     <message>
-        <source>what a user or group may do with the item: one line per permission with its section, its name, yes, no or partly, and the entry that decides it</source>
-        <translation>was ein Benutzer oder eine Gruppe mit dem Objekt tun darf: eine Zeile je Berechtigung mit ihrem Abschnitt, ihrem Namen, yes, no oder partly und dem Eintrag, der darüber entscheidet</translation>
+        <source>what a user or group may do with the item: one line per permission with its section, its name, yes, no or partly, and the entry that decides it; lines starting with # come first and say what the answer leaves out</source>
+        <translation>was ein Benutzer oder eine Gruppe mit dem Objekt tun darf: eine Zeile je Berechtigung mit ihrem Abschnitt, ihrem Namen, yes, no oder partly und dem Eintrag, der darüber entscheidet; Zeilen, die mit # beginnen, kommen zuerst und sagen, was die Antwort auslässt</translation>
     </message>
     <message>
         <source>what audit looks for: write (the default), read, or any of read, write and search</source>
@@ -1134,8 +1166,8 @@
         <translation>das Konto für Objekte auf SMB-Dateiservern: Zeilen username =, password = und domain =; ohne sie gilt Ihr Kerberos-Ticket, und ein Terminal fragt nach, wenn der Server ablehnt</translation>
     </message>
     <message>
-        <source>A PATH may also be the URL of an item on an SMB file server, smb://SERVER/SHARE/PATH, for the window, list, set, remove, propagate, access and audit; set and remove then take entries as ACL:NAME:ALLOWED/OI|CI/READ (ALLOWED or DENIED; flags OI, CI, NP and IO joined by |; READ, CHANGE, FULL, letters of RWXDPO or a number), and remove also an account alone. access and audit then take USER-OR-GROUP as the server&apos;s account (NAME or DOMAIN\NAME) and answer as the server decides.</source>
-        <translation>Ein PATH kann auch die URL eines Objekts auf einem SMB-Dateiserver sein, smb://SERVER/SHARE/PATH, für das Fenster, list, set, remove, propagate, access und audit; set und remove nehmen dann Einträge als ACL:NAME:ALLOWED/OI|CI/READ (ALLOWED oder DENIED; die Flags OI, CI, NP und IO mit | verbunden; READ, CHANGE, FULL, Buchstaben aus RWXDPO oder eine Zahl), remove auch ein Konto allein. access und audit nehmen USER-OR-GROUP dann als Konto des Servers (NAME oder DOMAIN\NAME) und antworten, wie der Server entscheidet.</translation>
+        <source>A PATH may also be the URL of an item on an SMB file server, smb://SERVER/SHARE/PATH, for the window, list, set, remove, propagate, access and audit; set and remove then take entries as ACL:NAME:ALLOWED/OI|CI/READ (ALLOWED or DENIED; flags OI, CI, NP and IO joined by |; READ, CHANGE, FULL, letters of RWXDPO or a number), and remove also an account alone. access and audit then take USER-OR-GROUP as the server&apos;s account (NAME or DOMAIN\NAME) and answer as the server decides, the share&apos;s own permissions included where the server shows them to the login; where it does not, a first line starting with # says so.</source>
+        <translation>Ein PATH kann auch die URL eines Objekts auf einem SMB-Dateiserver sein, smb://SERVER/SHARE/PATH, für das Fenster, list, set, remove, propagate, access und audit; set und remove nehmen dann Einträge als ACL:NAME:ALLOWED/OI|CI/READ (ALLOWED oder DENIED; die Flags OI, CI, NP und IO mit | verbunden; READ, CHANGE, FULL, Buchstaben aus RWXDPO oder eine Zahl), remove auch ein Konto allein. access und audit nehmen USER-OR-GROUP dann als Konto des Servers (NAME oder DOMAIN\NAME) und antworten, wie der Server entscheidet, die eigenen Berechtigungen der Freigabe eingeschlossen, wo der Server sie der Anmeldung zeigt; wo nicht, sagt es eine erste Zeile, die mit # beginnt.</translation>
     </message>
     <message>
         <source>--authentication-file needs a FILE.</source>

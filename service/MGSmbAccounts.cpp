@@ -159,6 +159,7 @@ MGResult<MGNtToken> MGSmbAccounts::tokenFor(const QString &server, const QString
                                                        "management library could not be set up."));
     MGNtToken token;
     token.sids = MGNtToken::networkLoginSids();
+    token.names = MGNtToken::networkLoginNames();
     Session::Buffer user{l};
     const NET_API_STATUS found = l.userInfo(session.server(), nameBytes.constData(), 4, &user.data);
     if (found != NET_API_STATUS_SUCCESS) {
@@ -169,12 +170,15 @@ MGResult<MGNtToken> MGSmbAccounts::tokenFor(const QString &server, const QString
         const NET_API_STATUS isGroup = l.groupInfo(session.server(), nameBytes.constData(), 3, &group.data);
         if (isGroup != NET_API_STATUS_SUCCESS)
             return failure(server, account, int(isGroup), session.why(isGroup));
-        token.sids.insert(sidText(reinterpret_cast<GROUP_INFO_3 *>(group.data)->grpi3_group_sid));
+        const QString sid = sidText(reinterpret_cast<GROUP_INFO_3 *>(group.data)->grpi3_group_sid);
+        token.sids.insert(sid);
+        token.names.insert(sid, account);
         return token;
     }
     const auto *info = reinterpret_cast<USER_INFO_4 *>(user.data);
     token.userSid = sidText(info->usri4_user_sid);
     token.sids.insert(token.userSid);
+    token.names.insert(token.userSid, account);
     const QString domain = token.userSid.section(QLatin1Char('-'), 0, -2);
     token.sids.insert(QStringLiteral("%1-%2").arg(domain).arg(info->usri4_primary_group_id));
 
@@ -189,7 +193,9 @@ MGResult<MGNtToken> MGSmbAccounts::tokenFor(const QString &server, const QString
         status = l.groupInfo(session.server(), groupName, 3, &group.data);
         if (status != NET_API_STATUS_SUCCESS)
             return failure(server, account, int(status), session.why(status));
-        token.sids.insert(sidText(reinterpret_cast<GROUP_INFO_3 *>(group.data)->grpi3_group_sid));
+        const QString sid = sidText(reinterpret_cast<GROUP_INFO_3 *>(group.data)->grpi3_group_sid);
+        token.sids.insert(sid);
+        token.names.insert(sid, QString::fromUtf8(groupName));
     }
     // The aliases the account is in, directly or through its groups.
     Session::Buffer aliases{l};
@@ -197,8 +203,10 @@ MGResult<MGNtToken> MGSmbAccounts::tokenFor(const QString &server, const QString
     if (status == NET_API_STATUS_SUCCESS) {
         for (uint32_t i = 0; i < read; ++i) {
             const QString alias = QString::fromUtf8(reinterpret_cast<LOCALGROUP_USERS_INFO_0 *>(aliases.data)[i].lgrui0_name);
-            if (const QString sid = builtinAliasSid(alias); !sid.isEmpty())
+            if (const QString sid = builtinAliasSid(alias); !sid.isEmpty()) {
                 token.sids.insert(sid);
+                token.names.insert(sid, QStringLiteral("BUILTIN\\") + alias);
+            }
             else
                 token.aliasNames.insert(alias.toLower());
         }

@@ -1,6 +1,8 @@
 #include "MGSmbAudit.h"
 
 #include "MGAclPermissionSet.h"
+#include "MGSmbAccess.h"
+#include "MGSmbShareSecurity.h"
 #include "NTLocalizedString.h"
 
 #include <QUrl>
@@ -14,9 +16,15 @@ MGSmbAudit::MGSmbAudit(const MGSmbAclStore &store, const MGNtToken &token, Level
 void MGSmbAudit::judge(const QByteArray &url, const MGNtSecurityDescriptor &descriptor)
 {
     using namespace MGAclPermission;
-    const MGNtAccessCheck::Decision read = MGNtAccessCheck::decide(descriptor, m_token, ReadData);
-    const MGNtAccessCheck::Decision write = MGNtAccessCheck::decide(descriptor, m_token, WriteData);
-    const bool execute = MGNtAccessCheck::decide(descriptor, m_token, Execute).granted;
+    MGNtAccessCheck::Decision read = MGNtAccessCheck::decide(descriptor, m_token, ReadData);
+    MGNtAccessCheck::Decision write = MGNtAccessCheck::decide(descriptor, m_token, WriteData);
+    bool execute = MGNtAccessCheck::decide(descriptor, m_token, Execute).granted;
+    // What the share refuses, no entry grants.
+    if (m_shareGrants) {
+        read.granted = read.granted && (*m_shareGrants & ReadData);
+        write.granted = write.granted && (*m_shareGrants & WriteData);
+        execute = execute && (*m_shareGrants & Execute);
+    }
     ++m_items;
     (read.granted && write.granted ? m_readWrite : read.granted ? m_readOnly : write.granted ? m_writeOnly : m_none)++;
     const bool shown = m_level == Level::Read ? read.granted : m_level == Level::Write ? write.granted : read.granted || write.granted;
@@ -81,12 +89,24 @@ MGResult<qint64> MGSmbAudit::run(const QByteArray &url)
     const MGResult<MGNtSecurityDescriptor> descriptor = m_store.readDescriptor(url, needsNames());
     if (!descriptor)
         return descriptor.error();
+    using namespace MGAclPermission;
+    auto t = [](const char *key) { return NTLocalizedString::localize(QString::fromUtf8(key), QStringLiteral("ACL")); };
+    const std::optional<MGNtSecurityDescriptor> share = MGSmbShareSecurity(m_store.client()).shownDescriptorFor(url);
+    if (share) {
+        m_shareGrants = 0;
+        for (const quint32 right : {ReadData, WriteData, Execute})
+            *m_shareGrants |= MGSmbAccess::decideOnShare(*share, m_token, right).decision.granted ? right : 0;
+    } else {
+        m_text.add((QStringLiteral("# ") + t("The share\u2019s own permissions, which the server does not show to this login, "
+                                             "are not counted: they may refuse what is granted here.")
+                    + QLatin1Char('\n'))
+                       .toUtf8());
+    }
     judge(url, *descriptor);
     const MGResult<struct stat> status = m_store.client().status(url);
     if (status && S_ISDIR(status->st_mode))
         walk(url);
     if (m_summary) {
-        auto t = [](const char *key) { return NTLocalizedString::localize(QString::fromUtf8(key), QStringLiteral("ACL")); };
         QString text = t("# What \u201c%1\u201d may do with %2 items below \u201c%3\u201d")
                            .arg(m_identityName, NTLocalizedString::count(m_items), QUrl::fromEncoded(url).toDisplayString())
             + QLatin1Char('\n');

@@ -6,7 +6,8 @@
 
 // Finds where an account of a file server may read or write below one of its folders: the
 // folder and everything below it, depth first, each item judged by the server's own access
-// check for the account's token (MGNtAccessCheck). Servers let an account pass through
+// check for the account's token (MGNtAccessCheck), and the share's own permissions where the
+// server shows them (where it does not, the text says so first). Servers let an account pass through
 // folders it may not open (traversal is not checked), so every item below is judged.
 //
 // The text is the local audit's: one line per item with the access asked about,
@@ -36,6 +37,8 @@ private:
 
     const MGSmbAclStore &m_store;
     const MGNtToken m_token;
+    // The share's own permissions: what the account may do on the share at all, where known.
+    std::optional<quint32> m_shareGrants;
     const Level m_level;
     const bool m_summary;
     MGTextPieces m_text;

@@ -6,6 +6,7 @@
 #include <QUrl>
 #include <cerrno>
 #include <cstring>
+#include <fcntl.h>
 #include <libsmbclient.h>
 
 namespace {
@@ -31,6 +32,10 @@ struct Library
     decltype(&smbc_getFunctionOpendir) opendir = nullptr;
     decltype(&smbc_getFunctionReaddir) readdir = nullptr;
     decltype(&smbc_getFunctionClosedir) closedir = nullptr;
+    decltype(&smbc_getFunctionOpen) open = nullptr;
+    decltype(&smbc_getFunctionRead) read = nullptr;
+    decltype(&smbc_getFunctionWrite) write = nullptr;
+    decltype(&smbc_getFunctionClose) close = nullptr;
     QString error;
 };
 
@@ -58,13 +63,17 @@ const Library &library()
         lib.resolve(l.opendir, "smbc_getFunctionOpendir");
         lib.resolve(l.readdir, "smbc_getFunctionReaddir");
         lib.resolve(l.closedir, "smbc_getFunctionClosedir");
+        lib.resolve(l.open, "smbc_getFunctionOpen");
+        lib.resolve(l.read, "smbc_getFunctionRead");
+        lib.resolve(l.write, "smbc_getFunctionWrite");
+        lib.resolve(l.close, "smbc_getFunctionClose");
         l.error = lib.error();
         return l;
     }();
     return loaded;
 }
 
-QMutex &turns()
+QRecursiveMutex &turns()
 {
     return MGSmbClient::libraryTurns();
 }
@@ -79,10 +88,10 @@ void copyInto(char *buffer, int size, const QByteArray &text)
 }
 }
 
-QMutex &MGSmbClient::libraryTurns()
+QRecursiveMutex &MGSmbClient::libraryTurns()
 {
     // The library keeps state of its own between calls, so one connection works at a time.
-    static QMutex mutex;
+    static QRecursiveMutex mutex;
     return mutex;
 }
 
@@ -240,4 +249,55 @@ MGResult<QList<MGSmbClient::Child>> MGSmbClient::children(const QByteArray &url)
     }
     l.closedir(m_context->context)(m_context->context, folder);
     return children;
+}
+
+MGSmbClient::Pipe::Pipe(const MGSmbClient &client, QByteArray url) : m_client(client), m_url(std::move(url)), m_turn(&turns())
+{
+}
+
+MGSmbClient::Pipe::~Pipe()
+{
+    if (m_file)
+        library().close(m_client.m_context->context)(m_client.m_context->context, static_cast<SMBCFILE *>(m_file));
+}
+
+MGResultError MGSmbClient::Pipe::write(const QByteArray &bytes)
+{
+    SMBCCTX *context = m_client.m_context->context;
+    errno = 0;
+    const ssize_t written = library().write(context)(context, static_cast<SMBCFILE *>(m_file), bytes.constData(), size_t(bytes.size()));
+    if (written != ssize_t(bytes.size()))
+        return m_client.failure(m_url, written < 0 ? errno : EIO);
+    return std::nullopt;
+}
+
+MGResult<QByteArray> MGSmbClient::Pipe::read(qsizetype size)
+{
+    SMBCCTX *context = m_client.m_context->context;
+    QByteArray bytes(size, '\0');
+    qsizetype done = 0;
+    while (done < size) {
+        errno = 0;
+        const ssize_t n = library().read(context)(context, static_cast<SMBCFILE *>(m_file), bytes.data() + done, size_t(size - done));
+        if (n <= 0)
+            return m_client.failure(m_url, n < 0 ? errno : EPROTO);
+        done += n;
+    }
+    return bytes;
+}
+
+MGResult<std::unique_ptr<MGSmbClient::Pipe>> MGSmbClient::openPipe(const QString &server, const QString &name) const
+{
+    if (m_setupError)
+        return *m_setupError;
+    QUrl url;
+    url.setScheme(QStringLiteral("smb"));
+    url.setHost(server);
+    url.setPath(QStringLiteral("/IPC$/") + name);
+    std::unique_ptr<Pipe> pipe(new Pipe(*this, url.toEncoded()));
+    errno = 0;
+    pipe->m_file = library().open(m_context->context)(m_context->context, pipe->m_url.constData(), O_RDWR, 0);
+    if (!pipe->m_file)
+        return failure(pipe->m_url, errno);
+    return pipe;
 }

@@ -5,6 +5,7 @@
 
 #include <QByteArray>
 #include <QMutex>
+#include <QRecursiveMutex>
 #include <QString>
 #include <memory>
 #include <sys/stat.h>
@@ -40,10 +41,31 @@ public:
     };
     MGResult<QList<Child>> children(const QByteArray &url) const;
 
+    // A named pipe of a server (on its IPC$ share), open for an exchange of messages. The
+    // library's turn is held while it is open, so it is closed as soon as the exchange ends.
+    class Pipe
+    {
+    public:
+        ~Pipe();
+        MGResultError write(const QByteArray &bytes);
+        // Exactly `size` bytes. A read asks for no more than the message holds: a longer one
+        // waits for bytes the server never sends.
+        MGResult<QByteArray> read(qsizetype size);
+
+    private:
+        friend class MGSmbClient;
+        Pipe(const MGSmbClient &client, QByteArray url);
+        const MGSmbClient &m_client;
+        QByteArray m_url;
+        QMutexLocker<QRecursiveMutex> m_turn;
+        void *m_file = nullptr;
+    };
+    MGResult<std::unique_ptr<Pipe>> openPipe(const QString &server, const QString &name) const;
+
     static constexpr int TimeLimitMilliseconds = 20000;
     // Samba's client libraries share state within a process: every call into one of them
-    // takes this turn.
-    static QMutex &libraryTurns();
+    // takes this turn. A thread that holds it (an open pipe) may take it again.
+    static QRecursiveMutex &libraryTurns();
 
 private:
     MGError failure(const QByteArray &url, int error) const;

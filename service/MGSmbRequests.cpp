@@ -188,7 +188,9 @@ QCborMap MGSmbRequests::answer(const QCborValue &id, MGAclRemoteMethod method, c
         const auto tree = MGSmbAccess(store, accounts).accessTree(url, account, edited);
         if (!tree)
             return failed(cache(), id, tree.error());
-        reply.insert(MGAclProtocol::Field::Access, MGTreeNode::forestToCbor(*tree));
+        reply.insert(MGAclProtocol::Field::Access, MGTreeNode::forestToCbor(tree->nodes));
+        if (!tree->caveat.isEmpty())
+            reply.insert(MGAclProtocol::Field::Caveat, tree->caveat);
         return reply;
     }
     default:

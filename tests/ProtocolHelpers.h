@@ -84,6 +84,8 @@ inline QList<QCborValue> wrongValues(MGAclProtocol::ArgumentType type)
                 QCborMap{{QStringLiteral("user"), QString(300, 'a')}, {QStringLiteral("password"), QByteArray("x")}, {QStringLiteral("domain"), QString()}},
                 QCborMap{{QStringLiteral("user"), QStringLiteral("a")}, {QStringLiteral("password"), QStringLiteral("x")}, {QStringLiteral("domain"), QString()}},
                 QCborValue()};
+    case MGAclProtocol::ArgumentType::Account: // not text, empty, longer than a name
+        return {5, QByteArray("mgbob"), QString(), QString(513, 'a'), QCborValue()};
     }
     return {};
 }

@@ -104,7 +104,7 @@ private slots:
         QSignalSpy access(plugin.get(), &MGAclPlugin::accessChanged);
         plugin->tabViewController()->setSelectedTabViewItemIndex(1);
         QVERIFY(access.wait(10000));
-        QLabel *note = accessView(plugin)->blockedNote();
+        QLabel *note = accessView(plugin)->accessNote();
         QVERIFY(!note->isVisible());
         // The folder itself is what the item is; its parent is open, so nothing is said...
         plugin->setIdentity(CBIdentity::user(65534));
@@ -119,7 +119,7 @@ private slots:
         QVERIFY(insideAccess.wait(10000));
         plugin->setIdentity(CBIdentity::user(65534));
         QVERIFY(insideAccess.wait(10000));
-        note = accessView(plugin)->blockedNote();
+        note = accessView(plugin)->accessNote();
         QTRY_VERIFY(note->isVisible());
         QVERIFY2(note->text().contains(QStringLiteral("\u201c%1\u201d").arg(closed)), qPrintable(note->text()));
         QCOMPARE(note->accessibleName(), note->text());

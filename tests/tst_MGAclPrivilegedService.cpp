@@ -127,7 +127,7 @@ class tst_MGAclPrivilegedService : public QObject
                 return plugin->getEntriesWithUrl(secretUrl, [result](auto e, MGResultError error) { result->set(bool(e), error); });
             case Op::GetAccess:
                 return plugin->getAccessWithUrl(secretUrl, CBIdentity::user(65534).uniqueIdentifier(),
-                                                [result](auto t, MGResultError error, const QString &) { result->set(bool(t), error); });
+                                                [result](auto t, MGResultError error, const auto &) { result->set(bool(t), error); });
             case Op::SetEntries:
             case Op::PropagateEntries: {
                 const QString path = operation == Op::SetEntries ? file : folder;

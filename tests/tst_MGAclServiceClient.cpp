@@ -77,7 +77,7 @@ class tst_MGAclServiceClient : public QObject
         auto result = std::make_shared<OperationResult>();
         p->queue()->async([p, path, result] {
             p->getAccessWithUrl(QUrl::fromLocalFile(path), CBIdentity::user(0).uniqueIdentifier(),
-                                [result](auto tree, MGResultError error, const QString &) { result->set(bool(tree), error); });
+                                [result](auto tree, MGResultError error, const auto &) { result->set(bool(tree), error); });
         });
         return result;
     }

@@ -7,11 +7,13 @@
 #include "MGAclPermissionSet.h"
 #include "MGAclTexts.h"
 #include "MGSmbAccess.h"
+#include "MGSmbShareSecurity.h"
 #include "SmbServerHelpers.h"
 
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
+#include <QScopeGuard>
 #include <grp.h>
 
 class tst_SmbAccess : public QObject
@@ -60,6 +62,24 @@ class tst_SmbAccess : public QObject
         if (folder)
             bits << DeleteChild;
         return bits;
+    }
+
+    // The right a row of the tree stands for.
+    static quint32 rightOfRow(const QString &key, bool folder)
+    {
+        for (const quint32 bit : rights(folder)) {
+            if (MGAclTexts::scriptWord(MGAclPermissionSet::permissionKey(bit, folder)) == key)
+                return bit;
+        }
+        return 0;
+    }
+    static MGTreeNode::Pointer rowOf(const QList<MGTreeNode::Pointer> &tree, const QString &key)
+    {
+        for (const MGTreeNode::Pointer &section : tree)
+            for (const MGTreeNode::Pointer &row : section->childNodes())
+                if (row->key() == key)
+                    return row;
+        return {};
     }
 
     // A descriptor of one to six entries, each naming someone the accounts may or may not be.
@@ -161,7 +181,7 @@ private slots:
                 const auto tree = access.accessTree(url(paths[i]), account);
                 QVERIFY2(tree, qPrintable(tree ? QString() : tree.error().localizedDescription()));
                 QHash<QString, MGTreeNode::Pointer> byKey;
-                for (const MGTreeNode::Pointer &section : *tree)
+                for (const MGTreeNode::Pointer &section : tree->nodes)
                     for (const MGTreeNode::Pointer &row : section->childNodes())
                         byKey.insert(row->key(), row);
                 const quint32 granted = allowed[i * accounts.size() + a].toUInt(nullptr, 16);
@@ -205,8 +225,11 @@ private slots:
         const QStringList login{QStringLiteral("--authentication-file"), server.authFile(QStringLiteral("mgadmin"))};
         Run run = acl(QStringList{QStringLiteral("access"), QStringLiteral("mgbob"), item} + login);
         QVERIFY2(run.status == 0, qPrintable(run.err));
+        QVERIFY2(run.out.startsWith(QStringLiteral("# The share\u2019s own permissions, which the server does not show to this login, "
+                                                   "are not counted")),
+                 qPrintable(run.out));
         QVERIFY2(run.out.contains(QStringLiteral("write\tcreate-files\tno\tthe entry MGSERVER\\mgbob (Deny, entry 1)\n")), qPrintable(run.out));
-        QVERIFY2(run.out.contains(QStringLiteral("write\tcreate-folders\tyes\tthe entry MGSERVER\\mgteam (Allow, entry 3)\n")), qPrintable(run.out));
+        QVERIFY2(run.out.contains(QStringLiteral("write\tcreate-folders\tyes\tthe entry MGSERVER\\mgteam (Allow, entry 3)")), qPrintable(run.out));
         QVERIFY(run.out.contains(QStringLiteral("administration\ttake-ownership\tpartly\tentry 2, if the account is in Unix Group\\mgstaff")));
         QVERIFY(run.out.contains(QStringLiteral("administration\tchange-permissions\tno\tno entry grants it\n")));
 
@@ -214,6 +237,7 @@ private slots:
         QCOMPARE(run.status, 0);
         const QJsonObject answer = QJsonDocument::fromJson(run.out.toUtf8()).object();
         QCOMPARE(answer.value("who").toObject().value("kind").toString(), QStringLiteral("account"));
+        QVERIFY(answer.value("caveat").toString().startsWith(QStringLiteral("The share\u2019s own permissions")));
         bool createFiles = false;
         for (const QJsonValue permission : answer.value("permissions").toArray()) {
             const QJsonObject row = permission.toObject();
@@ -266,6 +290,8 @@ private slots:
             QVERIFY2(run.status == 0, qPrintable(run.err));
             QStringList said;
             for (const QString &line : run.out.split(QLatin1Char('\n'), Qt::SkipEmptyParts)) {
+                if (line.startsWith(QLatin1Char('#'))) // a note, such as on the share's permissions
+                    continue;
                 const QStringList fields = line.split(QLatin1Char('\t'));
                 QCOMPARE(fields.size(), 3);
                 QVERIFY2(!fields[1].isEmpty() && !fields[1].startsWith(QLatin1String("S-1-5-21-")), qPrintable(line)); // named
@@ -300,6 +326,121 @@ private slots:
                  qPrintable(run.out));
         run = acl(QStringList{QStringLiteral("access"), QStringLiteral("mgalice"), item} + login);
         QVERIFY2(run.out.contains(QStringLiteral("read\tlist-folder\tno\tno entry grants it")), qPrintable(run.out));
+    }
+
+    // A share's own permissions come before any item's: three share descriptors set with the
+    // server's share tool (one keeps an account out altogether), random items on the share,
+    // every row against what the server allows. A login the server does not show them to is
+    // told that they are not counted. (Runs last: the server, once it shows them, goes on.)
+    void theSharesOwnPermissionsComeOnTop()
+    {
+        QRandomGenerator random(QRandomGenerator::global()->generate());
+        const QString shareDatabase = QFileInfo(server.conf).path() + QStringLiteral("/state/share_info.tdb");
+        auto restore = qScopeGuard([&] {
+            sh(QStringLiteral("sharesec -s %1 ntacls -D; chmod 600 %2").arg(quoted(server.conf), quoted(shareDatabase)));
+        });
+        const QStringList shares{
+            QStringLiteral("S-1-1-0:ALLOWED/0/0x1200a9,%1:ALLOWED/0/0x1301bf").arg(sids.value("mgteam")),
+            QStringLiteral("%1:DENIED/0/0x00010006,S-1-1-0:ALLOWED/0/0x1f01ff").arg(sids.value("mgbob")),
+            QStringLiteral("%1:DENIED/0/0x1f01ff,S-1-1-0:ALLOWED/0/0x1200a9,%2:ALLOWED/0/0x1301bf")
+                .arg(sids.value("mgjürgen"), sids.value("mgstaff"))};
+        make(QStringLiteral("shared"), true);
+        // One item open to everyone, where the share alone decides.
+        QVERIFY(smbcacls(QStringLiteral("shared"), QStringLiteral("-S ") + quoted(QStringLiteral(
+            "REVISION:1,OWNER:%1,GROUP:%1,ACL:S-1-1-0:ALLOWED/0x3/0x001f01ff").arg(sids.value("mgalice")))).isEmpty());
+        QStringList paths{QStringLiteral("shared")};
+        QList<bool> folders{true};
+        for (int i = 0; i < 12; ++i) {
+            const QString folder = QStringLiteral("shared/f%1").arg(i), item = folder + QStringLiteral("/x");
+            make(folder, true);
+            make(item, i % 2 == 1);
+            QVERIFY(smbcacls(folder, QStringLiteral("-S ") + quoted(randomDescriptor(random))).isEmpty());
+            QVERIFY(smbcacls(item, QStringLiteral("-S ") + quoted(randomDescriptor(random))).isEmpty());
+            paths << item;
+            folders << (i % 2 == 1);
+        }
+        const MGSmbClient client(server.login(QStringLiteral("mgadmin")));
+        const MGSmbAclStore store(client);
+        const MGSmbAccounts accountsOfServer(server.login(QStringLiteral("mgadmin")));
+        const MGSmbAccess access(store, accountsOfServer);
+        // Samba's share service reads the share database as the login that asks: one only root
+        // may read is shown to no other login.
+        QVERIFY(shOk(QStringLiteral("sharesec -s %1 ntacls -R %2").arg(quoted(server.conf), quoted(shares[1]))));
+        const auto tree = access.accessTree(url(QStringLiteral("shared")), QStringLiteral("mgbob"));
+        QVERIFY(tree);
+        QCOMPARE(rowOf(tree->nodes, QStringLiteral("create-files"))->state(), 1);
+        QCOMPARE(rowOf(tree->nodes, QStringLiteral("change-permissions"))->state(), 1);
+        QCOMPARE(tree->caveat, QStringLiteral("The share\u2019s own permissions, which the server does not show to this login, "
+                                              "are not counted: they may refuse what is granted here."));
+
+        // Made readable, it is shown to every login, as it is to root.
+        QVERIFY(shOk(QStringLiteral("chmod 666 %1").arg(quoted(shareDatabase))));
+        QStringList mismatches;
+        int rows = 0;
+        for (int s = 0; s < shares.size(); ++s) {
+            QVERIFY(shOk(QStringLiteral("sharesec -s %1 ntacls -R %2").arg(quoted(server.conf), quoted(shares[s]))));
+            QStringList probeCases;
+            for (const QString &path : paths)
+                for (const QString &account : accounts)
+                    probeCases << QStringLiteral("%1\t%2\t%3").arg(account, path).arg(0x1f01ff, 0, 16);
+            const QStringList allowed = allowedByServer(probeCases);
+            QCOMPARE(allowed.size(), probeCases.size());
+            for (int i = 0; i < paths.size(); ++i) {
+                for (int a = 0; a < accounts.size(); ++a) {
+                    const auto tree = access.accessTree(url(paths[i]), accounts[a]);
+                    QVERIFY2(tree, qPrintable(tree ? QString() : tree.error().localizedDescription()));
+                    const quint32 granted = allowed[i * accounts.size() + a].toUInt(nullptr, 16);
+                    QVERIFY2(tree->caveat.isEmpty(), qPrintable(tree->caveat));
+                    for (const MGTreeNode::Pointer &section : tree->nodes) {
+                        for (const MGTreeNode::Pointer &row : section->childNodes()) {
+                            const quint32 bit = rightOfRow(row->key(), folders[i]);
+                            QVERIFY2(bit, qPrintable(row->key()));
+                            ++rows;
+                            if (row->state() != ((granted & bit) ? 1 : 0))
+                                mismatches << QStringLiteral("share %1, %2 %3 0x%4: we say %5 (%6), the server %7")
+                                                  .arg(s).arg(accounts[a], paths[i]).arg(bit, 0, 16).arg(row->state())
+                                                  .arg(row->detail()).arg((granted & bit) ? 1 : 0);
+                        }
+                    }
+                }
+            }
+            if (s == 1) {
+                // The share's Deny names mgbob: the item's entry would grant.
+                const auto tree = access.accessTree(url(QStringLiteral("shared")), QStringLiteral("mgbob"));
+                QVERIFY(tree);
+                QCOMPARE(rowOf(tree->nodes, QStringLiteral("create-files"))->detail(),
+                         QStringLiteral("the entry MGSERVER\\mgbob (Deny, entry 1) of the share"));
+                QCOMPARE(rowOf(tree->nodes, QStringLiteral("list-folder"))->detail(),
+                         QStringLiteral("the entry Everyone (Allow, entry 1)"));
+            }
+        }
+        qInfo("%d rows under three share descriptors compared, %lld differ", rows, qint64(mismatches.size()));
+        QVERIFY2(mismatches.isEmpty(), qPrintable(mismatches.mid(0, 15).join(QLatin1Char('\n'))));
+
+        // The audit counts them as well: mgjürgen is kept out by the share.
+        const QStringList login{QStringLiteral("--authentication-file"), server.authFile(QStringLiteral("mgadmin"))};
+        Run run = acl(QStringList{QStringLiteral("audit"), QStringLiteral("--summary"), QStringLiteral("mgjürgen"),
+                                  QString::fromLatin1(url(QStringLiteral("shared")))} + login);
+        QCOMPARE(run.status, 0);
+        QVERIFY2(run.out.contains(QStringLiteral("read-write\t0\nread-only\t0\nwrite-only\t0\nneither\t%1\n").arg(paths.size() * 2 - 1)),
+                 qPrintable(run.out));
+
+        // A long share descriptor: its entries are named over several requests.
+        QStringList many;
+        for (int i = 0; i < 120; ++i)
+            many << (i == 100 ? sids.value("mgbob") : QStringLiteral("S-1-5-21-1-2-3-%1").arg(5000 + i)) + QStringLiteral(":DENIED/0/0x2");
+        many << QStringLiteral("S-1-1-0:ALLOWED/0/0x1f01ff");
+        QVERIFY(shOk(QStringLiteral("sharesec -s %1 ntacls -R %2").arg(quoted(server.conf), quoted(many.join(QLatin1Char(','))))));
+        const auto shown = MGSmbShareSecurity(client).descriptorFor(url(QStringLiteral("shared")));
+        QVERIFY2(shown && *shown, qPrintable(shown ? QString() : shown.error().localizedDescription()));
+        QCOMPARE((*shown)->aces.size(), 121);
+        QHash<QString, QString> named; // the share tool keeps the entries in an order of its own
+        for (const MGNtAce &ace : (*shown)->aces)
+            named.insert(ace.sid, ace.name);
+        QCOMPARE(named.value(sids.value("mgbob")), QStringLiteral("MGSERVER\\mgbob"));
+        QCOMPARE(named.value(QStringLiteral("S-1-1-0")), QStringLiteral("Everyone"));
+        QVERIFY(named.contains(QStringLiteral("S-1-5-21-1-2-3-5119")));
+        QVERIFY(named.value(QStringLiteral("S-1-5-21-1-2-3-5119")).isEmpty()); // a SID no one has
     }
 };
 

@@ -228,6 +228,10 @@ private slots:
         QVERIFY2(shown.contains(QStringLiteral("list-folder|1|the entry Everyone (Allow, entry 2)"))
                      && shown.contains(QStringLiteral("change-permissions|1|the owner\u2019s own right")),
                  qPrintable(shown.join('\n')));
+        // The server shows this login not the share's own permissions: said once, above the tree.
+        QTRY_VERIFY(tab->accessNote()->isVisible());
+        QVERIFY2(tab->accessNote()->text().startsWith(QStringLiteral("The share\u2019s own permissions")), qPrintable(tab->accessNote()->text()));
+        QCOMPARE(tab->accessNote()->accessibleName(), tab->accessNote()->text());
 
         // mgbob, from the accounts the entries name: denied by its own entry.
         MGIdentityPopUpButton *chooser = tab->identityPopUpButton();

@@ -45,7 +45,7 @@ QWidget *MGAclAccessViewController::loadView()
     ui.setupUi(view);
     m_outlineView = ui.outlineView;
     m_identityPopUpButton = ui.identityPopUpButton;
-    m_blockedNote = ui.blockedNote;
+    m_accessNote = ui.accessNote;
     m_shownStateNote = ui.shownStateNote;
     m_asEditedSwitch = ui.asEditedSwitch;
     return view;
@@ -126,21 +126,24 @@ void MGAclAccessViewController::menuNeedsUpdate(QComboBox *menu)
     MGIdentityMenus::menuNeedsUpdate(menu);
 }
 
-void MGAclAccessViewController::showBlockedNote()
+void MGAclAccessViewController::showAccessNote()
 {
-    // The tree is the item's own answer; a folder above that keeps the identity out is said
-    // above it, so that "yes" is not read as "can".
+    // The tree is the item's own answer; a folder above that keeps the identity out, or what
+    // the answer could not count, is said above it, so that "yes" is not read as "can".
     const QString folder = m_acl ? m_acl->accessBlockedBy() : QString();
-    m_blockedNote->setVisible(!folder.isEmpty());
-    if (folder.isEmpty())
-        return;
-    m_blockedNote->setText(
-        NTLocalizedString::localize(QStringLiteral("\u201c%1\u201d cannot enter the folder \u201c%2\u201d on this "
-                                                   "item's path: whatever the item allows below, it is out of their reach "
-                                                   "until that folder lets them in."),
-                                    QStringLiteral("ACL"))
-            .arg(m_acl->identity().displayName(), folder));
-    m_blockedNote->setAccessibleName(m_blockedNote->text());
+    const QString caveat = m_acl ? m_acl->accessCaveat() : QString();
+    QStringList said;
+    if (!folder.isEmpty())
+        said << NTLocalizedString::localize(QStringLiteral("\u201c%1\u201d cannot enter the folder \u201c%2\u201d on this "
+                                                           "item's path: whatever the item allows below, it is out of their "
+                                                           "reach until that folder lets them in."),
+                                            QStringLiteral("ACL"))
+                    .arg(m_acl->identity().displayName(), folder);
+    if (!caveat.isEmpty())
+        said << caveat;
+    m_accessNote->setVisible(!said.isEmpty());
+    m_accessNote->setText(said.join(QLatin1Char('\n')));
+    m_accessNote->setAccessibleName(m_accessNote->text());
 }
 
 void MGAclAccessViewController::accessChanged()
@@ -152,7 +155,7 @@ void MGAclAccessViewController::accessChanged()
     }
     m_model->setForest(m_acl ? m_acl->access() : QList<MGTreeNode::Pointer>());
     m_outlineView->expandAll();
-    showBlockedNote();
+    showAccessNote();
     if (m_selectedRow > 0) {
         const QModelIndex index = m_model->indexForRow(m_selectedRow);
         if (index.isValid() && (m_model->flags(index) & Qt::ItemIsSelectable))

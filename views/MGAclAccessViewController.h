@@ -23,8 +23,8 @@ public:
     ~MGAclAccessViewController() override;
 
     QTreeView *outlineView() const { return m_outlineView; }
-    // The note above the tree naming a folder that keeps the identity out.
-    QLabel *blockedNote() const { return m_blockedNote; }
+    // The note above the tree: a folder that keeps the identity out, what the answer could not count.
+    QLabel *accessNote() const { return m_accessNote; }
     QLabel *shownStateNote() const { return m_shownStateNote; }
     QCheckBox *asEditedSwitch() const { return m_asEditedSwitch; }
     MGIdentityPopUpButton *identityPopUpButton() const { return m_identityPopUpButton; }
@@ -48,14 +48,14 @@ private:
     // only while there are edits.
     void showShownState();
 
-    void showBlockedNote();
+    void showAccessNote();
     void accessChanged();
     void fillIdentities();
 
     QPointer<MGAclDocument> m_acl;
     MGAclAccessTreeModel *m_model = nullptr;
     QPointer<QTreeView> m_outlineView;
-    QPointer<QLabel> m_blockedNote;
+    QPointer<QLabel> m_accessNote;
     QPointer<QLabel> m_shownStateNote;
     QPointer<QCheckBox> m_asEditedSwitch;
     QPointer<MGIdentityPopUpButton> m_identityPopUpButton;

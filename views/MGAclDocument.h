@@ -30,6 +30,9 @@ public:
     // A folder on the item's path that keeps the identity out, whatever access() says; empty
     // when none does. Changes with access.
     virtual QString accessBlockedBy() const = 0;
+    // What access() could not count, in a sentence (a file server's share permissions the
+    // login may not read); empty when it counted everything. Changes with access.
+    virtual QString accessCaveat() const = 0;
     // Why the item can hold no ACL entries (its file system keeps none); empty when it can.
     // Changes with entries.
     virtual QString aclUnavailableReason() const = 0;

@@ -1,0 +1,164 @@
+#include "MGSmbNames.h"
+
+#include "MGNdr.h"
+#include "MGSmbRpcPipe.h"
+
+#include <cerrno>
+
+namespace {
+// The local security authority's interface, version 0.0, and the calls used.
+const MGSmbRpcPipe::Interface Authority{QUuid(0x12345778, 0x1234, 0xabcd, 0xef, 0x00, 0x01, 0x23, 0x45, 0x67, 0x89, 0xab), 0, 0};
+constexpr quint16 Close = 0, LookupSids = 15, OpenPolicy2 = 44;
+constexpr quint32 LookupNames = 0x00000800; // the right to look names up
+constexpr quint16 AllNames = 1;
+constexpr quint32 SomeNotMapped = 0x00000107, NoneMapped = 0xC0000073;
+constexpr qsizetype HandleSize = 20;
+// SIDs per request: a request must fit one fragment, and a SID takes at most 76 bytes.
+constexpr qsizetype PerRequest = 50;
+
+MGError nonsense(const QString &why)
+{
+    return MGError::posixError(EPROTO, QStringLiteral("The server named accounts in a form that cannot be read: %1.").arg(why));
+}
+
+MGError refused(quint32 status)
+{
+    return MGError::posixError(status == 0xC0000022 ? EACCES : EIO,
+                               QStringLiteral("The server does not name accounts (status 0x%1).").arg(status, 8, 16, QLatin1Char('0')));
+}
+
+// One request's worth of SIDs named into `names`.
+MGResultError lookUp(MGSmbRpcPipe &pipe, const QByteArray &handle, const QStringList &sids, QHash<QString, QString> &names)
+{
+    MGNdrWriter lookup;
+    lookup.bytes(handle);
+    lookup.u32(quint32(sids.size()));
+    lookup.u32(0x00020000); // the array of SIDs
+    lookup.u32(quint32(sids.size()));
+    for (qsizetype i = 0; i < sids.size(); ++i)
+        lookup.u32(quint32(0x00020004 + 4 * i));
+    for (const QString &sid : sids) {
+        if (!lookup.sid(sid))
+            return MGError::posixError(EINVAL, QStringLiteral("\u201c%1\u201d is no SID.").arg(sid));
+    }
+    lookup.u32(0); // no names yet
+    lookup.u32(0);
+    lookup.u16(AllNames);
+    lookup.u32(0); // the count, in and out
+    const MGResult<QByteArray> looked = pipe.call(LookupSids, lookup.data());
+    if (!looked)
+        return looked.error();
+
+    // The reply: the domains the names are in, then the names, each pointing at its domain.
+    MGNdrReader r(*looked);
+    QStringList domains;
+    if (const auto domainList = r.u32(); domainList && *domainList) {
+        const auto count = r.u32(), array = r.u32(), maxSize = r.u32();
+        if (!count || !array || !maxSize || *count > quint32(sids.size()))
+            return nonsense(QStringLiteral("the list of domains"));
+        if (*array) {
+            const auto conformance = r.u32();
+            QList<std::pair<quint32, quint32>> references; // name, SID
+            for (quint32 i = 0; i < *count; ++i) {
+                r.u16(); // the name's lengths
+                r.u16();
+                const auto name = r.u32(), sid = r.u32();
+                if (!name || !sid)
+                    return nonsense(QStringLiteral("a domain"));
+                references << std::pair(*name, *sid);
+            }
+            for (const auto &[name, sid] : references) {
+                const std::optional<QString> text = name ? r.string() : QString();
+                if (sid)
+                    r.sid();
+                domains << text.value_or(QString());
+            }
+            if (!conformance || r.failed())
+                return nonsense(QStringLiteral("a domain's name"));
+        }
+    }
+    const auto count = r.u32(), array = r.u32();
+    if (!count || !array || *count > quint32(sids.size()))
+        return nonsense(QStringLiteral("the list of names"));
+    struct Translated
+    {
+        quint16 type = 0;
+        quint32 name = 0;
+        quint32 domain = 0;
+    };
+    QList<Translated> translated;
+    if (*array) {
+        r.u32(); // its conformance
+        for (quint32 i = 0; i < *count; ++i) {
+            // Its kind, then the name's lengths (after padding) and reference, then its domain.
+            const auto type = r.u16();
+            r.u16();
+            r.u16();
+            r.u16();
+            const auto name = r.u32(), domain = r.u32();
+            if (!type || !name || !domain)
+                return nonsense(QStringLiteral("a name"));
+            translated << Translated{*type, *name, *domain};
+        }
+    }
+    for (qsizetype i = 0; i < translated.size(); ++i) {
+        if (!translated[i].name)
+            continue;
+        const std::optional<QString> name = r.string();
+        if (!name)
+            return nonsense(QStringLiteral("a name is cut short"));
+        // Unknown SIDs come back as themselves, or with no name at all.
+        constexpr quint16 Unknown = 8;
+        if (i >= sids.size() || translated[i].type == Unknown || name->isEmpty() || *name == sids[i])
+            continue;
+        const QString domain = translated[i].domain < quint32(domains.size()) ? domains[translated[i].domain] : QString();
+        names.insert(sids[i], domain.isEmpty() ? *name : domain + QLatin1Char('\\') + *name);
+    }
+    r.u32(); // the count mapped
+    const auto status = r.u32();
+    if (!status)
+        return nonsense(QStringLiteral("the reply is cut short"));
+    if (*status && *status != SomeNotMapped && *status != NoneMapped)
+        return refused(*status);
+    return std::nullopt;
+}
+}
+
+MGResult<QHash<QString, QString>> MGSmbNames::namesOf(const QString &server, const QStringList &sids) const
+{
+    if (sids.isEmpty())
+        return QHash<QString, QString>();
+    if (sids.size() > MaximumSids)
+        return MGError::posixError(E2BIG, QStringLiteral("Too many accounts to name at once (%1).").arg(sids.size()));
+    MGResult<MGSmbRpcPipe> pipe = MGSmbRpcPipe::open(m_client, server, QStringLiteral("lsarpc"), Authority);
+    if (!pipe)
+        return pipe.error();
+
+    MGNdrWriter open;
+    open.u32(0); // no system name
+    open.u32(24); // the object attributes, all empty
+    for (int i = 0; i < 5; ++i)
+        open.u32(0);
+    open.u32(LookupNames);
+    const MGResult<QByteArray> opened = pipe->call(OpenPolicy2, open.data());
+    if (!opened)
+        return opened.error();
+    MGNdrReader openReply(*opened);
+    const std::optional<QByteArray> handle = openReply.bytes(HandleSize);
+    const auto openStatus = openReply.u32();
+    if (!handle || !openStatus)
+        return nonsense(QStringLiteral("the policy handle is cut short"));
+    if (*openStatus)
+        return refused(*openStatus);
+
+    QHash<QString, QString> names;
+    MGResultError failed;
+    for (qsizetype at = 0; at < sids.size() && !failed; at += PerRequest)
+        failed = lookUp(*pipe, *handle, sids.mid(at, PerRequest), names);
+    MGNdrWriter close;
+    close.bytes(*handle);
+    (void)pipe->call(Close, close.data()); // the server drops it with the pipe anyway
+    if (failed)
+        return *failed;
+    return names;
+}
