@@ -32,6 +32,9 @@ MGNtAccessCheck::Decision MGNtAccessCheck::decide(const MGNtSecurityDescriptor &
     const bool ownerRightsSaid = std::any_of(descriptor.aces.begin(), descriptor.aces.end(), [](const MGNtAce &ace) {
         return appliesToItem(ace) && ace.sid == OwnerRights;
     });
+    // So do a privilege's: no Deny takes them away.
+    if (right == MGAclPermission::WriteOwner && token.privileges.contains(TakeOwnership))
+        return {Decision::Privilege, true, -1};
     // The owner's own rights come before every entry: no Deny takes them away.
     if ((right & OwnersOwn) && owner && !ownerRightsSaid)
         return {Decision::Owner, true, -1};

@@ -24,6 +24,8 @@ struct MGNtToken
     QSet<QString> unknownNames;
     // The server's names for SIDs of the token, where it gave them.
     QHash<QString, QString> names;
+    // The privileges the server gives the token's SIDs ("SeTakeOwnershipPrivilege", …).
+    QSet<QString> privileges;
 
     bool holds(const QString &sid) const { return sids.contains(sid); }
     // Whether an entry names the token: by SID, or an alias by its name ("DOMAIN\alias").
@@ -54,13 +56,14 @@ struct MGNtToken
 // list's order, the first that names the right and the token decides it (Deny refuses,
 // Allow grants), generic rights counted as the rights they stand for. The owner may always
 // read and change the permissions, unless an "Owner Rights" entry says what the owner may.
-// A right no entry names is refused.
+// The privilege to take ownership grants that right whatever the entries say. A right no
+// entry names is refused.
 class MGNtAccessCheck
 {
 public:
     struct Decision
     {
-        enum Source { Entry, Owner, NoEntry, Unknown, Server } source = NoEntry;
+        enum Source { Entry, Owner, NoEntry, Unknown, Server, Privilege } source = NoEntry;
         bool granted = false;
         int ace = -1; // Entry and Unknown: the entry's index in the list
     };
@@ -70,4 +73,5 @@ public:
     static quint32 granted(const MGNtSecurityDescriptor &descriptor, const MGNtToken &token, quint32 rights);
 
     static inline const QString OwnerRights = QStringLiteral("S-1-3-4");
+    static inline const QString TakeOwnership = QStringLiteral("SeTakeOwnershipPrivilege");
 };

@@ -864,6 +864,14 @@
         <translation>Die eigenen Berechtigungen der Freigabe, die der Server dieser Anmeldung nicht zeigt, sind nicht berücksichtigt: Sie können verweigern, was hier gewährt ist.</translation>
     </message>
     <message>
+        <source>the privilege to take ownership</source>
+        <translation>das Recht, den Besitz zu übernehmen</translation>
+    </message>
+    <message>
+        <source>The server’s privileges, which it does not tell this login, are not counted: they may grant taking ownership.</source>
+        <translation>Die Rechte, die der Server vergibt und dieser Anmeldung nicht nennt, sind nicht berücksichtigt: Sie können das Übernehmen des Besitzes gewähren.</translation>
+    </message>
+    <message>
         <source>entry %1, if the account is in %2, which the server does not tell</source>
         <translation>Eintrag %1, falls das Konto zu %2 gehört, was der Server nicht sagt</translation>
     </message>

@@ -2,6 +2,7 @@
 
 #include "MGAclPermissionSet.h"
 #include "MGAclTexts.h"
+#include "MGSmbAuthority.h"
 #include "MGSmbShareSecurity.h"
 #include "NTLocalizedString.h"
 
@@ -85,9 +86,16 @@ MGResult<MGSmbAccess::Tree> MGSmbAccess::accessTree(const QByteArray &url, const
                                                              const std::optional<MGAclList> &edited) const
 {
     const QString server = QUrl::fromEncoded(url).host();
-    const MGResult<MGNtToken> token = m_accounts.tokenFor(server, account);
+    MGResult<MGNtToken> token = m_accounts.tokenFor(server, account);
     if (!token)
         return token.error();
+    QStringList notCounted;
+    // The privileges of the token's SIDs; aliases known by name only are not asked about.
+    if (const MGResult<QSet<QString>> rights = MGSmbAuthority(m_store.client()).rightsOf(server, token->sids.values()))
+        token->privileges = *rights;
+    else
+        notCounted << t(QStringLiteral("The server\u2019s privileges, which it does not tell this login, are not counted: "
+                                       "they may grant taking ownership."));
     MGResult<MGNtSecurityDescriptor> item = m_store.readDescriptor(url);
     if (!item)
         return item.error();
@@ -132,6 +140,8 @@ MGResult<MGSmbAccess::Tree> MGSmbAccess::accessTree(const QByteArray &url, const
             }
         case MGNtAccessCheck::Decision::Server:
             return t(QStringLiteral("the server, for whoever reaches the item"));
+        case MGNtAccessCheck::Decision::Privilege:
+            return t(QStringLiteral("the privilege to take ownership"));
         case MGNtAccessCheck::Decision::Unknown: {
             const QString entry = t(QStringLiteral("entry %1, if the account is in %2, which the server does not tell"))
                                       .arg(d.ace + 1)
@@ -181,8 +191,8 @@ MGResult<MGSmbAccess::Tree> MGSmbAccess::accessTree(const QByteArray &url, const
     tree << section("Execute", {Execute});
     tree << section("Administration", {WriteAcl, WriteOwner});
     // The share may still refuse what the item grants; this login cannot see whether.
-    const QString caveat = share ? QString()
-                                 : t(QStringLiteral("The share\u2019s own permissions, which the server does not show to this "
-                                                    "login, are not counted: they may refuse what is granted here."));
-    return Tree{tree, caveat};
+    if (!share)
+        notCounted.prepend(t(QStringLiteral("The share\u2019s own permissions, which the server does not show to this "
+                                            "login, are not counted: they may refuse what is granted here.")));
+    return Tree{tree, notCounted.join(QLatin1Char(' '))};
 }

@@ -2,7 +2,7 @@
 
 #include "MGNdr.h"
 #include "MGNtBinaryDescriptor.h"
-#include "MGSmbNames.h"
+#include "MGSmbAuthority.h"
 #include "MGSmbRpcPipe.h"
 
 #include <QUrl>
@@ -86,7 +86,7 @@ MGResult<std::optional<MGNtSecurityDescriptor>> MGSmbShareSecurity::descriptorFo
     QStringList sids;
     for (const MGNtAce &ace : descriptor->aces)
         sids << ace.sid;
-    if (const MGResult<QHash<QString, QString>> names = MGSmbNames(m_client).namesOf(item.host(), sids)) {
+    if (const MGResult<QHash<QString, QString>> names = MGSmbAuthority(m_client).namesOf(item.host(), sids)) {
         for (MGNtAce &ace : descriptor->aces)
             ace.name = names->value(ace.sid);
     }

@@ -2,7 +2,8 @@
 // Permissions tab and `marrowgate-acl access` say it, against what the server lets each of
 // them do when they log in: random descriptors (deny before and after allow, inherited and
 // inherit-only entries, generic rights, the owner, Everyone, Creator Owner, Owner Rights,
-// groups), every permission of every account opened for alone. A difference fails.
+// groups, an account with the privilege to take ownership, the share's own permissions),
+// every permission of every account opened for alone. A difference fails.
 #include "CommandLineHelpers.h"
 #include "MGAclPermissionSet.h"
 #include "MGAclTexts.h"
@@ -123,6 +124,9 @@ private slots:
         sh(QStringLiteral("echo 'mgreaders:x:61030:' >>/etc/group"));
         QVERIFY(shOk(QStringLiteral("net groupmap add -s %1 ntgroup=mgreaders unixgroup=mgreaders type=local").arg(quoted(server.conf))));
         QVERIFY(shOk(QStringLiteral("net sam addmem -s %1 'MGSERVER\\mgreaders' 'MGSERVER\\mgteam'").arg(quoted(server.conf))));
+        // A privilege the server's check counts beside the entries: mgjürgen may take
+        // ownership of anything.
+        QVERIFY(shOk(QStringLiteral("net sam rights grant -s %1 'MGSERVER\\mgjürgen' SeTakeOwnershipPrivilege").arg(quoted(server.conf))));
         for (const QString &account : accounts)
             sids.insert(account, server.sid(account));
         const QString mapped = sh(QStringLiteral("net groupmap list -s %1").arg(quoted(server.conf)));
@@ -232,6 +236,8 @@ private slots:
         QVERIFY2(run.out.contains(QStringLiteral("write\tcreate-folders\tyes\tthe entry MGSERVER\\mgteam (Allow, entry 3)")), qPrintable(run.out));
         QVERIFY(run.out.contains(QStringLiteral("administration\ttake-ownership\tpartly\tentry 2, if the account is in Unix Group\\mgstaff")));
         QVERIFY(run.out.contains(QStringLiteral("administration\tchange-permissions\tno\tno entry grants it\n")));
+        run = acl(QStringList{QStringLiteral("access"), QStringLiteral("mgjürgen"), item} + login);
+        QVERIFY2(run.out.contains(QStringLiteral("administration\ttake-ownership\tyes\tthe privilege to take ownership\n")), qPrintable(run.out));
 
         run = acl(QStringList{QStringLiteral("access"), QStringLiteral("--json"), QStringLiteral("MGSERVER\\mgteam"), item} + login);
         QCOMPARE(run.status, 0);

@@ -1,4 +1,4 @@
-#include "MGSmbNames.h"
+#include "MGSmbAuthority.h"
 
 #include "MGNdr.h"
 #include "MGSmbRpcPipe.h"
@@ -8,10 +8,10 @@
 namespace {
 // The local security authority's interface, version 0.0, and the calls used.
 const MGSmbRpcPipe::Interface Authority{QUuid(0x12345778, 0x1234, 0xabcd, 0xef, 0x00, 0x01, 0x23, 0x45, 0x67, 0x89, 0xab), 0, 0};
-constexpr quint16 Close = 0, LookupSids = 15, OpenPolicy2 = 44;
-constexpr quint32 LookupNames = 0x00000800; // the right to look names up
+constexpr quint16 Close = 0, LookupSids = 15, EnumAccountRights = 36, OpenPolicy2 = 44;
+constexpr quint32 ViewLocalInformation = 0x00000001, LookupNames = 0x00000800; // rights on the policy
 constexpr quint16 AllNames = 1;
-constexpr quint32 SomeNotMapped = 0x00000107, NoneMapped = 0xC0000073;
+constexpr quint32 SomeNotMapped = 0x00000107, NoneMapped = 0xC0000073, NoRights = 0xC0000034;
 constexpr qsizetype HandleSize = 20;
 // SIDs per request: a request must fit one fragment, and a SID takes at most 76 bytes.
 constexpr qsizetype PerRequest = 50;
@@ -122,43 +122,107 @@ MGResultError lookUp(MGSmbRpcPipe &pipe, const QByteArray &handle, const QString
         return refused(*status);
     return std::nullopt;
 }
+
+// The pipe with the authority's policy open for looking up names and rights; closed with it.
+class Policy
+{
+public:
+    static MGResult<std::shared_ptr<Policy>> open(const MGSmbClient &client, const QString &server)
+    {
+        MGResult<MGSmbRpcPipe> pipe = MGSmbRpcPipe::open(client, server, QStringLiteral("lsarpc"), Authority);
+        if (!pipe)
+            return pipe.error();
+        MGNdrWriter open;
+        open.u32(0);  // no system name
+        open.u32(24); // the object attributes, all empty
+        for (int i = 0; i < 5; ++i)
+            open.u32(0);
+        open.u32(ViewLocalInformation | LookupNames);
+        const MGResult<QByteArray> opened = pipe->call(OpenPolicy2, open.data());
+        if (!opened)
+            return opened.error();
+        MGNdrReader reply(*opened);
+        const std::optional<QByteArray> handle = reply.bytes(HandleSize);
+        const auto status = reply.u32();
+        if (!handle || !status)
+            return nonsense(QStringLiteral("the policy handle is cut short"));
+        if (*status)
+            return refused(*status);
+        return std::make_shared<Policy>(std::move(*pipe), *handle);
+    }
+    Policy(MGSmbRpcPipe pipe, QByteArray handle) : pipe(std::move(pipe)), handle(std::move(handle)) {}
+    ~Policy()
+    {
+        MGNdrWriter close;
+        close.bytes(handle);
+        (void)pipe.call(Close, close.data()); // the server drops it with the pipe anyway
+    }
+    MGSmbRpcPipe pipe;
+    const QByteArray handle;
+};
 }
 
-MGResult<QHash<QString, QString>> MGSmbNames::namesOf(const QString &server, const QStringList &sids) const
+MGResult<QHash<QString, QString>> MGSmbAuthority::namesOf(const QString &server, const QStringList &sids) const
 {
     if (sids.isEmpty())
         return QHash<QString, QString>();
     if (sids.size() > MaximumSids)
         return MGError::posixError(E2BIG, QStringLiteral("Too many accounts to name at once (%1).").arg(sids.size()));
-    MGResult<MGSmbRpcPipe> pipe = MGSmbRpcPipe::open(m_client, server, QStringLiteral("lsarpc"), Authority);
-    if (!pipe)
-        return pipe.error();
-
-    MGNdrWriter open;
-    open.u32(0); // no system name
-    open.u32(24); // the object attributes, all empty
-    for (int i = 0; i < 5; ++i)
-        open.u32(0);
-    open.u32(LookupNames);
-    const MGResult<QByteArray> opened = pipe->call(OpenPolicy2, open.data());
-    if (!opened)
-        return opened.error();
-    MGNdrReader openReply(*opened);
-    const std::optional<QByteArray> handle = openReply.bytes(HandleSize);
-    const auto openStatus = openReply.u32();
-    if (!handle || !openStatus)
-        return nonsense(QStringLiteral("the policy handle is cut short"));
-    if (*openStatus)
-        return refused(*openStatus);
-
+    const MGResult<std::shared_ptr<Policy>> policy = Policy::open(m_client, server);
+    if (!policy)
+        return policy.error();
     QHash<QString, QString> names;
-    MGResultError failed;
-    for (qsizetype at = 0; at < sids.size() && !failed; at += PerRequest)
-        failed = lookUp(*pipe, *handle, sids.mid(at, PerRequest), names);
-    MGNdrWriter close;
-    close.bytes(*handle);
-    (void)pipe->call(Close, close.data()); // the server drops it with the pipe anyway
-    if (failed)
-        return *failed;
+    for (qsizetype at = 0; at < sids.size(); at += PerRequest) {
+        if (MGResultError failed = lookUp((*policy)->pipe, (*policy)->handle, sids.mid(at, PerRequest), names))
+            return *failed;
+    }
     return names;
+}
+
+MGResult<QSet<QString>> MGSmbAuthority::rightsOf(const QString &server, const QStringList &sids) const
+{
+    if (sids.size() > MaximumSids)
+        return MGError::posixError(E2BIG, QStringLiteral("Too many accounts to ask about at once (%1).").arg(sids.size()));
+    QSet<QString> rights;
+    if (sids.isEmpty())
+        return rights;
+    const MGResult<std::shared_ptr<Policy>> policy = Policy::open(m_client, server);
+    if (!policy)
+        return policy.error();
+    for (const QString &sid : sids) {
+        MGNdrWriter ask;
+        ask.bytes((*policy)->handle);
+        if (!ask.sid(sid))
+            return MGError::posixError(EINVAL, QStringLiteral("\u201c%1\u201d is no SID.").arg(sid));
+        const MGResult<QByteArray> reply = (*policy)->pipe.call(EnumAccountRights, ask.data());
+        if (!reply)
+            return reply.error();
+        // The set: a count and a reference, then the names' lengths and references, then
+        // the names; the status last. An account with no rights is "not found".
+        MGNdrReader r(*reply);
+        const auto count = r.u32(), array = r.u32();
+        if (!count || !array || *count > 1000)
+            return nonsense(QStringLiteral("the list of rights"));
+        QList<quint32> references;
+        if (*array) {
+            r.u32(); // its conformance
+            for (quint32 i = 0; i < *count; ++i) {
+                r.u16(); // lengths
+                r.u16();
+                references << r.u32().value_or(0);
+            }
+        }
+        for (const quint32 reference : references) {
+            if (!reference)
+                continue;
+            if (const std::optional<QString> right = r.string())
+                rights.insert(*right);
+        }
+        const auto status = r.u32();
+        if (r.failed() || !status)
+            return nonsense(QStringLiteral("a right is cut short"));
+        if (*status && *status != NoRights)
+            return refused(*status);
+    }
+    return rights;
 }
