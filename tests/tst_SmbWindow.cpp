@@ -71,6 +71,7 @@ private slots:
         const MGAclPlugin::Pointer plugin = openWindow(QString::fromLatin1(SmbServer::url(inner)));
         MGAclEntriesViewController *view = entriesView(plugin);
         const QStringList shown = rows(view);
+        QVERIFY(!shown.isEmpty());
         QCOMPARE(shown.first(), QStringLiteral("# Access Control List"));
         QVERIFY2(shown.contains(QStringLiteral("Deny|MGSERVER\\mgbob|Custom\u2026|No|This folder only")), qPrintable(shown.join('\n')));
         QVERIFY(shown.contains(QStringLiteral("Deny|MGSERVER\\mgjürgen|Custom\u2026|Yes|This folder, subfolders and files")));
