@@ -50,13 +50,3 @@ MGNtAccessCheck::Decision MGNtAccessCheck::decide(const MGNtSecurityDescriptor &
     }
     return {Decision::NoEntry, false, -1};
 }
-
-quint32 MGNtAccessCheck::granted(const MGNtSecurityDescriptor &descriptor, const MGNtToken &token, quint32 rights)
-{
-    quint32 result = 0;
-    for (quint32 bit = 1; bit; bit <<= 1) {
-        if ((rights & bit) && decide(descriptor, token, bit).granted)
-            result |= bit;
-    }
-    return result;
-}

@@ -69,8 +69,6 @@ public:
     };
     // One right (one bit of the access mask).
     static Decision decide(const MGNtSecurityDescriptor &descriptor, const MGNtToken &token, quint32 right);
-    // All rights granted, of those asked for; undecidable ones are not counted.
-    static quint32 granted(const MGNtSecurityDescriptor &descriptor, const MGNtToken &token, quint32 rights);
 
     static inline const QString OwnerRights = QStringLiteral("S-1-3-4");
     static inline const QString TakeOwnership = QStringLiteral("SeTakeOwnershipPrivilege");

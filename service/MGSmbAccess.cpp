@@ -192,7 +192,6 @@ MGResult<MGSmbAccess::Tree> MGSmbAccess::accessTree(const QByteArray &url, const
     tree << section("Administration", {WriteAcl, WriteOwner});
     // The share may still refuse what the item grants; this login cannot see whether.
     if (!share)
-        notCounted.prepend(t(QStringLiteral("The share\u2019s own permissions, which the server does not show to this "
-                                            "login, are not counted: they may refuse what is granted here.")));
+        notCounted.prepend(MGSmbShareSecurity::notCounted());
     return Tree{tree, notCounted.join(QLatin1Char(' '))};
 }

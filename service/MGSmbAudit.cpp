@@ -90,23 +90,20 @@ MGResult<qint64> MGSmbAudit::run(const QByteArray &url)
     if (!descriptor)
         return descriptor.error();
     using namespace MGAclPermission;
-    auto t = [](const char *key) { return NTLocalizedString::localize(QString::fromUtf8(key), QStringLiteral("ACL")); };
     const std::optional<MGNtSecurityDescriptor> share = MGSmbShareSecurity(m_store.client()).shownDescriptorFor(url);
     if (share) {
         m_shareGrants = 0;
         for (const quint32 right : {ReadData, WriteData, Execute})
             *m_shareGrants |= MGSmbAccess::decideOnShare(*share, m_token, right).decision.granted ? right : 0;
     } else {
-        m_text.add((QStringLiteral("# ") + t("The share\u2019s own permissions, which the server does not show to this login, "
-                                             "are not counted: they may refuse what is granted here.")
-                    + QLatin1Char('\n'))
-                       .toUtf8());
+        m_text.add((QStringLiteral("# ") + MGSmbShareSecurity::notCounted() + QLatin1Char('\n')).toUtf8());
     }
     judge(url, *descriptor);
     const MGResult<struct stat> status = m_store.client().status(url);
     if (status && S_ISDIR(status->st_mode))
         walk(url);
     if (m_summary) {
+        auto t = [](const char *key) { return NTLocalizedString::localize(QString::fromUtf8(key), QStringLiteral("ACL")); };
         QString text = t("# What \u201c%1\u201d may do with %2 items below \u201c%3\u201d")
                            .arg(m_identityName, NTLocalizedString::count(m_items), QUrl::fromEncoded(url).toDisplayString())
             + QLatin1Char('\n');

@@ -4,6 +4,7 @@
 #include "MGNtBinaryDescriptor.h"
 #include "MGSmbAuthority.h"
 #include "MGSmbRpcPipe.h"
+#include "NTLocalizedString.h"
 
 #include <QUrl>
 #include <cerrno>
@@ -91,6 +92,13 @@ MGResult<std::optional<MGNtSecurityDescriptor>> MGSmbShareSecurity::descriptorFo
             ace.name = names->value(ace.sid);
     }
     return std::optional<MGNtSecurityDescriptor>(*descriptor);
+}
+
+QString MGSmbShareSecurity::notCounted()
+{
+    return NTLocalizedString::localize(QStringLiteral("The share\u2019s own permissions, which the server does not show to "
+                                                      "this login, are not counted: they may refuse what is granted here."),
+                                       QStringLiteral("ACL"));
 }
 
 std::optional<MGNtSecurityDescriptor> MGSmbShareSecurity::shownDescriptorFor(const QByteArray &url) const

@@ -19,6 +19,8 @@ public:
     // The same where it is shown; none where the server does not show it or cannot be asked
     // (a server without the share service): either way the share's permissions are not known.
     std::optional<MGNtSecurityDescriptor> shownDescriptorFor(const QByteArray &url) const;
+    // What an answer that could not count them says, in the desktop's language.
+    static QString notCounted();
 
 private:
     const MGSmbClient &m_client;
