@@ -11,7 +11,9 @@
 // the summary: changed, already right, skipped and why, failed. --dry-run walks and counts
 // what would change, changing nothing. --json writes the summary as one JSON object:
 //   {"folder", "dryRun", "stopped", "changed", "alreadyRight", "skipped", "links",
-//    "otherMounts", "special", "hardLinks", "changedWhileWalking", "failed", "failedPaths"}
+//    "otherMounts", "special", "hardLinks", "changedWhileWalking", "protectedItems", "failed",
+//    "failedPaths"}; "protectedItems" counts items on a file server that take nothing from
+//    their folder, left as they are with what is below them.
 namespace MGAclPropagateCommand {
 int run(const QByteArray &path, bool dryRun, bool json);
 // The same for an item named by URL (a folder on a file server).

@@ -1,10 +1,13 @@
 #include "MGNtBinaryDescriptor.h"
 
+#include <QStringList>
 #include <QtEndian>
 #include <cerrno>
 
 namespace {
-constexpr quint16 DaclPresent = 0x0004;
+constexpr quint16 DaclPresent = 0x0004, SelfRelative = 0x8000;
+// The flags of the audit list (present, defaulted, auto-inherited, protected).
+constexpr quint16 AuditFlags = 0x0010 | 0x0020 | 0x0800 | 0x2000;
 constexpr qsizetype HeaderSize = 20;
 
 MGError unreadable(const QString &why)
@@ -52,6 +55,7 @@ MGResult<MGNtSecurityDescriptor> MGNtBinaryDescriptor::parse(const QByteArray &b
         return unreadable(QStringLiteral("it is no security descriptor"));
     MGNtSecurityDescriptor descriptor;
     const quint16 control = r.u16(2);
+    descriptor.control = control;
     const quint32 owner = r.u32(4), group = r.u32(8), dacl = r.u32(16);
     if (owner) {
         const std::optional<QString> sid = r.sid(owner, r.size());
@@ -94,4 +98,95 @@ MGResult<MGNtSecurityDescriptor> MGNtBinaryDescriptor::parse(const QByteArray &b
         at += size;
     }
     return descriptor;
+}
+
+namespace {
+void append16(QByteArray &bytes, quint16 v)
+{
+    char le[2];
+    qToLittleEndian(v, le);
+    bytes.append(le, 2);
+}
+
+void append32(QByteArray &bytes, quint32 v)
+{
+    char le[4];
+    qToLittleEndian(v, le);
+    bytes.append(le, 4);
+}
+
+}
+
+std::optional<QByteArray> MGNtBinaryDescriptor::sidBytes(const QString &text)
+{
+    const QStringList parts = text.split(QLatin1Char('-'));
+    if (parts.size() < 3 || parts.size() > 18 || parts[0].compare(QLatin1String("S"), Qt::CaseInsensitive) != 0 || parts[1] != QLatin1String("1"))
+        return std::nullopt;
+    bool ok = false;
+    const quint64 authority = parts[2].toULongLong(&ok);
+    if (!ok || authority >> 48)
+        return std::nullopt;
+    QByteArray bytes;
+    bytes.append(char(1)).append(char(parts.size() - 3));
+    for (int i = 5; i >= 0; --i)
+        bytes.append(char((authority >> (8 * i)) & 0xff));
+    for (qsizetype i = 3; i < parts.size(); ++i) {
+        append32(bytes, parts[i].toUInt(&ok));
+        if (!ok)
+            return std::nullopt;
+    }
+    return bytes;
+}
+
+namespace {
+MGError unwritable(const QString &why)
+{
+    return MGError::posixError(EINVAL, QStringLiteral("The permissions cannot be written: %1.").arg(why));
+}
+}
+
+MGResult<QByteArray> MGNtBinaryDescriptor::encode(const MGNtSecurityDescriptor &descriptor)
+{
+    QByteArray owner, group, entries;
+    if (!descriptor.ownerSid.isEmpty()) {
+        const std::optional<QByteArray> sid = sidBytes(descriptor.ownerSid);
+        if (!sid)
+            return unwritable(QStringLiteral("the owner \u201c%1\u201d is no SID").arg(descriptor.ownerSid));
+        owner = *sid;
+    }
+    if (!descriptor.groupSid.isEmpty()) {
+        const std::optional<QByteArray> sid = sidBytes(descriptor.groupSid);
+        if (!sid)
+            return unwritable(QStringLiteral("the group \u201c%1\u201d is no SID").arg(descriptor.groupSid));
+        group = *sid;
+    }
+    for (const MGNtAce &ace : descriptor.aces) {
+        const std::optional<QByteArray> sid = sidBytes(ace.sid);
+        if (!sid)
+            return unwritable(QStringLiteral("the entry for \u201c%1\u201d names no SID").arg(ace.name.isEmpty() ? ace.sid : ace.name));
+        entries.append(char(ace.type)).append(char(ace.flags));
+        append16(entries, quint16(8 + sid->size()));
+        append32(entries, ace.mask);
+        entries += *sid;
+    }
+    if (8 + entries.size() > 0xFFFF)
+        return MGError::posixError(EFBIG, QStringLiteral("The permissions cannot be written: the list takes %1 bytes, "
+                                                         "and a server keeps at most %2.")
+                                              .arg(8 + entries.size())
+                                              .arg(0xFFFF));
+    QByteArray bytes;
+    bytes.append(char(1)).append(char(0));
+    append16(bytes, quint16((descriptor.control & ~AuditFlags) | SelfRelative | DaclPresent));
+    const quint32 ownerAt = owner.isEmpty() ? 0 : quint32(HeaderSize);
+    const quint32 groupAt = group.isEmpty() ? 0 : quint32(HeaderSize + owner.size());
+    append32(bytes, ownerAt);
+    append32(bytes, groupAt);
+    append32(bytes, 0); // no audit list
+    append32(bytes, quint32(HeaderSize + owner.size() + group.size()));
+    bytes += owner + group;
+    bytes.append(char(2)).append(char(0));
+    append16(bytes, quint16(8 + entries.size()));
+    append16(bytes, quint16(descriptor.aces.size()));
+    append16(bytes, 0);
+    return bytes + entries;
 }

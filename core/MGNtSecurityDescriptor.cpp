@@ -65,17 +65,18 @@ std::optional<Parsed> parseText(const QByteArray &text, QString *why)
             *why = QStringLiteral("the entry \u201c%1\u201d").arg(token.left(80));
             return std::nullopt;
         }
-        if (*type != MGNtAce::Allowed && *type != MGNtAce::Denied) {
+        const MGNtAce ace{int(*type), *flags, *mask, token.mid(4, colon - 4), QString()};
+        if (ace.type != MGNtAce::Allowed && ace.type != MGNtAce::Denied) {
             *why = QStringLiteral("an entry is of kind %1, which this editor cannot show or keep (only allow and deny "
                                   "entries)")
-                       .arg(*type);
+                       .arg(ace.type);
             return std::nullopt;
         }
-        if (*flags & ~(MGNtSecurityDescriptor::InheritanceFlags | MGNtSecurityDescriptor::InheritedFlag)) {
-            *why = QStringLiteral("an entry has flags 0x%1, which this editor cannot show or keep").arg(*flags, 0, 16);
+        if (ace.flags & ~(MGNtSecurityDescriptor::InheritanceFlags | MGNtSecurityDescriptor::InheritedFlag)) {
+            *why = QStringLiteral("an entry has flags 0x%1, which this editor cannot show or keep").arg(ace.flags, 0, 16);
             return std::nullopt;
         }
-        parsed.aces << MGNtAce{int(*type), *flags, *mask, token.mid(4, colon - 4), QString()};
+        parsed.aces << ace;
     }
     return parsed;
 }
@@ -83,11 +84,6 @@ std::optional<Parsed> parseText(const QByteArray &text, QString *why)
 QString sidText(const QString &text)
 {
     return text.startsWith(QLatin1String("S-"), Qt::CaseInsensitive) ? text.toUpper() : QString();
-}
-
-bool aceLess(const MGNtAce &a, const MGNtAce &b)
-{
-    return std::tie(a.type, a.flags, a.mask, a.sid) < std::tie(b.type, b.flags, b.mask, b.sid);
 }
 }
 
@@ -97,50 +93,48 @@ MGResult<MGNtSecurityDescriptor> MGNtSecurityDescriptor::parse(const QByteArray 
     const std::optional<Parsed> sids = parseText(bySid, &why);
     if (!sids)
         return unreadable(why);
-    const std::optional<Parsed> names = parseText(byName, &why);
-    if (!names)
-        return unreadable(why);
-    if (sids->aces.size() != names->aces.size())
-        return unreadable(QStringLiteral("it changed while it was read"));
     MGNtSecurityDescriptor descriptor;
     descriptor.ownerSid = sidText(sids->owner);
-    descriptor.ownerName = shownName(names->owner, sids->owner);
     descriptor.groupSid = sidText(sids->group);
-    descriptor.groupName = shownName(names->group, sids->group);
-    for (qsizetype i = 0; i < sids->aces.size(); ++i) {
-        MGNtAce ace = sids->aces[i];
-        const MGNtAce &named = names->aces[i];
-        if (ace.type != named.type || ace.flags != named.flags || ace.mask != named.mask)
-            return unreadable(QStringLiteral("it changed while it was read"));
+    for (MGNtAce ace : sids->aces) {
         ace.sid = sidText(ace.sid);
         if (ace.sid.isEmpty())
             return unreadable(QStringLiteral("an entry names no SID"));
-        ace.name = shownName(named.sid, ace.sid);
         descriptor.aces << ace;
     }
+    if (const MGResultError error = descriptor.takeNames(byName))
+        return *error;
     return descriptor;
 }
 
-QByteArray MGNtSecurityDescriptor::text() const
+MGResultError MGNtSecurityDescriptor::takeNames(const QByteArray &byName)
 {
-    QStringList parts{QStringLiteral("REVISION:1")};
-    if (!ownerSid.isEmpty())
-        parts << QStringLiteral("OWNER:") + ownerSid;
-    else if (!ownerName.isEmpty())
-        parts << QStringLiteral("OWNER+:") + ownerName;
-    if (!groupSid.isEmpty())
-        parts << QStringLiteral("GROUP:") + groupSid;
-    for (const MGNtAce &ace : aces) {
-        const QString numbers = QStringLiteral("%1/%2/%3").arg(ace.type).arg(ace.flags).arg(ace.mask);
-        parts << (ace.sid.isEmpty() ? QStringLiteral("ACL+:%1:%2").arg(ace.name, numbers)
-                                    : QStringLiteral("ACL:%1:%2").arg(ace.sid, numbers));
+    QString why;
+    const std::optional<Parsed> names = parseText(byName, &why);
+    if (!names)
+        return unreadable(why);
+    if (names->aces.size() != aces.size())
+        return unreadable(QStringLiteral("it changed while it was read"));
+    for (qsizetype i = 0; i < aces.size(); ++i) {
+        const MGNtAce &named = names->aces[i];
+        if (aces[i].type != named.type || aces[i].flags != named.flags || aces[i].mask != named.mask)
+            return unreadable(QStringLiteral("it changed while it was read"));
     }
-    return parts.join(QLatin1Char(',')).toUtf8();
+    ownerName = shownName(names->owner, ownerSid);
+    groupName = shownName(names->group, groupSid);
+    for (qsizetype i = 0; i < aces.size(); ++i)
+        aces[i].name = shownName(names->aces[i].sid, aces[i].sid);
+    return std::nullopt;
 }
 
-QString MGNtSecurityDescriptor::ownerTitle()
+QString MGNtSecurityDescriptor::ownerTitle(bool protectedItem)
 {
-    return NTLocalizedString::localize(QStringLiteral("Owner and Group"), QStringLiteral("ACL"));
+    // The list has no place of its own for the protection, which a save keeps: its section
+    // below the entries says it.
+    return NTLocalizedString::localize(protectedItem ? QStringLiteral("Owner and Group (inheritance is turned off: nothing "
+                                                                      "comes from the folder above)")
+                                                     : QStringLiteral("Owner and Group"),
+                                       QStringLiteral("ACL"));
 }
 
 MGAclList MGNtSecurityDescriptor::list(bool directory) const
@@ -151,7 +145,7 @@ MGAclList MGNtSecurityDescriptor::list(bool directory) const
         list << MGAclEntry::aclEntry(ace.type == MGNtAce::Denied ? MGAclEntry::Deny : MGAclEntry::Allow,
                                      CBIdentity::principal(ace.sid, ace.name), ace.mask, flags, directory, false);
     }
-    list << ownerTitle();
+    list << ownerTitle(isProtected());
     list << MGAclEntry::ownerEntry(MGAclEntry::Kind::Owner, CBIdentity::principal(ownerSid, ownerName), directory);
     list << MGAclEntry::ownerEntry(MGAclEntry::Kind::OwningGroup, CBIdentity::principal(groupSid, groupName), directory);
     return list;
@@ -250,12 +244,10 @@ quint32 MGNtSecurityDescriptor::mapGenericRights(quint32 mask)
 
 bool MGNtSecurityDescriptor::holdsSameAs(const MGNtSecurityDescriptor &other) const
 {
-    const auto sorted = [](QList<MGNtAce> aces) {
+    const auto mapped = [](QList<MGNtAce> aces) {
         for (MGNtAce &ace : aces)
             ace.mask = mapGenericRights(ace.mask);
-        std::sort(aces.begin(), aces.end(), aceLess);
-        aces.erase(std::unique(aces.begin(), aces.end()), aces.end());
         return aces;
     };
-    return ownerSid == other.ownerSid && groupSid == other.groupSid && sorted(aces) == sorted(other.aces);
+    return ownerSid == other.ownerSid && groupSid == other.groupSid && mapped(aces) == mapped(other.aces);
 }

@@ -23,18 +23,24 @@ struct MGNtAce
 };
 
 // The owner, group and access control list of an item on an SMB file server, with the
-// text form the server's client library reads and writes, and the entry list the editor
+// text form the server's client library reads, and the entry list the editor
 // shows. Nothing here talks to a server.
 //
-// The text form: "REVISION:1,OWNER:SID,GROUP:SID,ACL:SID:TYPE/FLAGS/MASK,…", the same
-// descriptor read once by SIDs and once by names (where a SID gives way to
-// "DOMAIN\name"). Masks are written in decimal: the library reads a "0x" mask as 0 when
-// it is set through this form.
+// The text form the server's client library reads: "REVISION:1,OWNER:SID,GROUP:SID,
+// ACL:SID:TYPE/FLAGS/MASK,…", by SIDs or by names (where a SID gives way to "DOMAIN\name").
+// Writes take the binary form (MGNtBinaryDescriptor).
 class MGNtSecurityDescriptor
 {
 public:
     QString ownerSid, ownerName, groupSid, groupName;
     QList<MGNtAce> aces;
+    // The descriptor's control flags as the server keeps them; a write keeps them.
+    quint16 control = 0;
+
+    // The item takes no entries from the folder above it (set on the server, by a client
+    // that turned inheritance off).
+    static constexpr quint16 ProtectedFlag = 0x1000;
+    bool isProtected() const { return control & ProtectedFlag; }
 
     static constexpr quint32 InheritedFlag = 0x10;
     // The flags of entries on the server that the editor's flags say one for one.
@@ -43,9 +49,9 @@ public:
     // `bySid` and `byName` are two readings of one descriptor; a pair that does not match
     // entry for entry (the item changed between them) is an error, and the caller reads again.
     static MGResult<MGNtSecurityDescriptor> parse(const QByteArray &bySid, const QByteArray &byName);
-    // The form a write takes: SIDs where known, an entry known by name only as "ACL+:NAME"
-    // (the server looks it up), masks in decimal. Owner and group only when set.
-    QByteArray text() const;
+    // The server's names for owner, group and entries, from a reading by name of the same
+    // descriptor (the same kinds, flags and masks in the same order, or an error).
+    MGResultError takeNames(const QByteArray &byName);
 
     // The list the editor shows: the ACL's title and its entries in the server's order, then
     // a section with the owner and the group.
@@ -66,15 +72,15 @@ public:
     {
         return ownerSid == other.ownerSid && groupSid == other.groupSid && aces == other.aces;
     }
-    // The same, ignoring the order of entries, repeated equal entries and generic rights
-    // given as the rights they stand for: what a server that keeps entries sorted (and maps
-    // generic rights) holds after a write of the other.
+    // The same, generic rights given as the rights they stand for: what a server that maps
+    // generic rights holds after a write of the other.
     bool holdsSameAs(const MGNtSecurityDescriptor &other) const;
 
     // A mask with its generic rights (read, write, execute, all) replaced by the file rights
     // they stand for.
     static quint32 mapGenericRights(quint32 mask);
 
-    // The title of the section with the owner and the group.
-    static QString ownerTitle();
+    // The title of the section with the owner and the group, which also says when the item is
+    // protected from inheritance.
+    static QString ownerTitle(bool protectedItem);
 };

@@ -26,6 +26,7 @@ constexpr Counter Counters[] = {
     {"special", &MGPropagationProgress::special},
     {"hardLinks", &MGPropagationProgress::hardLinks},
     {"changedWhileWalking", &MGPropagationProgress::changedWhileWalking},
+    {"protectedItems", &MGPropagationProgress::protectedItems},
     {"failed", &MGPropagationProgress::failed},
 };
 
@@ -100,6 +101,7 @@ QString MGPropagationProgress::summaryText() const
             {special, "%1 special file", "%1 special files"},
             {hardLinks, "%1 file with several hard links", "%1 files with several hard links"},
             {changedWhileWalking, "%1 changed during the walk", "%1 changed during the walk"},
+            {protectedItems, "%1 protected from inheritance", "%1 protected from inheritance"},
         };
         for (const Reason &reason : reasons) {
             if (reason.n > 0)

@@ -17,6 +17,7 @@ struct MGPropagationProgress
     qint64 special = 0; // devices, FIFOs, sockets
     qint64 hardLinks = 0; // regular files with more than one name
     qint64 changedWhileWalking = 0; // swapped or removed between listing and change
+    qint64 protectedItems = 0; // on a file server: items that take nothing from their folder, and what is below them
     qint64 failed = 0;
     QStringList failedPaths; // the first few, each with its error
     QByteArray folder; // the folder the walk has just finished
@@ -26,7 +27,7 @@ struct MGPropagationProgress
 
     static constexpr int ReportedPaths = 5;
 
-    qint64 skipped() const { return links + otherMounts + special + hardLinks + changedWhileWalking; }
+    qint64 skipped() const { return links + otherMounts + special + hardLinks + changedWhileWalking + protectedItems; }
     // Every item the walk has looked at.
     qint64 items() const { return changed + alreadyRight + skipped() + failed; }
 

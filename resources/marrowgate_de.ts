@@ -420,6 +420,10 @@
         <translation>%1 während des Durchlaufs verändert</translation>
     </message>
     <message>
+        <source>%1 protected from inheritance</source>
+        <translation>%1 vor Vererbung geschützt</translation>
+    </message>
+    <message>
         <source>%1 failed</source>
         <translation>%1 fehlgeschlagen</translation>
     </message>
@@ -750,6 +754,10 @@
     <message>
         <source>Owner and Group</source>
         <translation>Besitzer und Gruppe</translation>
+    </message>
+    <message>
+        <source>Owner and Group (inheritance is turned off: nothing comes from the folder above)</source>
+        <translation>Besitzer und Gruppe (Vererbung ist ausgeschaltet: nichts kommt vom Ordner darüber)</translation>
     </message>
     <message>
         <source>Log in to “%1”</source>

@@ -1,5 +1,7 @@
 #include "MGNdr.h"
 
+#include "MGNtBinaryDescriptor.h"
+
 #include <QStringList>
 
 void MGNdrWriter::string(const QString &text)
@@ -23,25 +25,11 @@ void MGNdrWriter::uuid(const QUuid &id)
 
 bool MGNdrWriter::sid(const QString &text)
 {
-    const QStringList parts = text.split(QLatin1Char('-'));
-    if (parts.size() < 3 || parts.size() > 18 || parts[0] != QLatin1String("S") || parts[1] != QLatin1String("1"))
+    const std::optional<QByteArray> bytes = MGNtBinaryDescriptor::sidBytes(text);
+    if (!bytes)
         return false;
-    bool ok = false;
-    const quint64 authority = parts[2].toULongLong(&ok);
-    if (!ok || authority >> 48)
-        return false;
-    QList<quint32> subs;
-    for (qsizetype i = 3; i < parts.size(); ++i) {
-        subs << parts[i].toUInt(&ok);
-        if (!ok)
-            return false;
-    }
-    u32(quint32(subs.size()));
-    m_bytes.append(char(1)).append(char(subs.size()));
-    for (int i = 5; i >= 0; --i)
-        m_bytes.append(char((authority >> (8 * i)) & 0xff));
-    for (const quint32 sub : subs)
-        u32(sub);
+    u32(quint32(quint8(bytes->at(1))));
+    m_bytes += *bytes;
     return true;
 }
 

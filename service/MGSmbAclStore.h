@@ -7,12 +7,13 @@
 // Reads and writes the entry list of an item on an SMB file server (MGNtSecurityDescriptor)
 // over one connection.
 //
-// A write sends the owner, group and access control list whole, after checking that the
-// server still holds what the caller read, and reads it back: what the server then holds is
-// either what was sent or, where it kept something else, what it held before (put back).
-// The server's client library sorts entries into canonical order on the way, so a list in
-// another order is refused before anything is sent. Audit entries (the SACL) are never sent,
-// and stay as they are.
+// A write sends the access control list whole, in the list's order (canonical or not), with
+// owner and group where they change, after checking that the server still holds what the
+// caller read, and reads it back: what the server then holds is either what was sent or,
+// where it kept something else, what it held before (put back). The descriptor's control
+// flags stay as the server keeps them: an item protected from inheritance stays protected.
+// Entries known by name only are looked up by the server first. Audit entries (the SACL)
+// are never sent, and stay as they are.
 class MGSmbAclStore
 {
 public:
@@ -33,5 +34,9 @@ public:
 
 private:
     MGResult<bool> isDirectory(const QByteArray &url) const;
+    // Gives entries (and an owner) known by name only their SIDs, or says which name the
+    // server does not know.
+    MGResultError lookUpNames(const QByteArray &url, MGNtSecurityDescriptor &descriptor) const;
+    MGResultError send(const QByteArray &url, const MGNtSecurityDescriptor &descriptor, const MGNtSecurityDescriptor &current) const;
     const MGSmbClient &m_client;
 };

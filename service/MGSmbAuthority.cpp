@@ -8,9 +8,10 @@
 namespace {
 // The local security authority's interface, version 0.0, and the calls used.
 const MGSmbRpcPipe::Interface Authority{QUuid(0x12345778, 0x1234, 0xabcd, 0xef, 0x00, 0x01, 0x23, 0x45, 0x67, 0x89, 0xab), 0, 0};
-constexpr quint16 Close = 0, LookupSids = 15, EnumAccountRights = 36, OpenPolicy2 = 44;
+constexpr quint16 Close = 0, LookupSids = 15, EnumAccountRights = 36, OpenPolicy2 = 44, LookupNames3 = 68;
 constexpr quint32 ViewLocalInformation = 0x00000001, LookupNames = 0x00000800; // rights on the policy
 constexpr quint16 AllNames = 1;
+constexpr quint16 UnknownKind = 8; // of an account the authority does not know
 constexpr quint32 SomeNotMapped = 0x00000107, NoneMapped = 0xC0000073, NoRights = 0xC0000034;
 constexpr qsizetype HandleSize = 20;
 // SIDs per request: a request must fit one fragment, and a SID takes at most 76 bytes.
@@ -25,6 +26,115 @@ MGError refused(quint32 status)
 {
     return MGError::posixError(status == 0xC0000022 ? EACCES : EIO,
                                QStringLiteral("The server does not name accounts (status 0x%1).").arg(status, 8, 16, QLatin1Char('0')));
+}
+
+// The end of a lookup's reply: how many were found, and the status (some or none found is
+// no error).
+MGResultError lookupStatus(MGNdrReader &r)
+{
+    r.u32(); // the count found
+    const auto status = r.u32();
+    if (!status)
+        return nonsense(QStringLiteral("the reply is cut short"));
+    if (*status && *status != SomeNotMapped && *status != NoneMapped)
+        return refused(*status);
+    return std::nullopt;
+}
+
+// The domains a lookup's reply names (a reference, then the list: count, entries, names and
+// SIDs), by name; none when it does not fit.
+std::optional<QStringList> readDomains(MGNdrReader &r, quint32 limit)
+{
+    QStringList domains;
+    const auto domainList = r.u32();
+    if (!domainList)
+        return std::nullopt;
+    if (!*domainList)
+        return domains;
+    const auto count = r.u32(), array = r.u32(), maxSize = r.u32();
+    if (!count || !array || !maxSize || *count > limit)
+        return std::nullopt;
+    if (!*array)
+        return domains;
+    const auto conformance = r.u32();
+    QList<std::pair<quint32, quint32>> references; // name, SID
+    for (quint32 i = 0; i < *count; ++i) {
+        r.u16(); // the name's lengths
+        r.u16();
+        const auto name = r.u32(), sid = r.u32();
+        if (!name || !sid)
+            return std::nullopt;
+        references << std::pair(*name, *sid);
+    }
+    for (const auto &[name, sid] : references) {
+        const std::optional<QString> text = name ? r.string() : QString();
+        if (sid)
+            r.sid();
+        domains << text.value_or(QString());
+    }
+    if (!conformance || r.failed())
+        return std::nullopt;
+    return domains;
+}
+
+// One request's worth of names looked up into `sids`: LookupNames3, which answers whole SIDs.
+MGResultError lookUpNames(MGSmbRpcPipe &pipe, const QByteArray &handle, const QStringList &names, QHash<QString, QString> &sids)
+{
+    MGNdrWriter lookup;
+    lookup.bytes(handle);
+    lookup.u32(quint32(names.size()));
+    lookup.u32(quint32(names.size())); // the array's conformance
+    for (qsizetype i = 0; i < names.size(); ++i) {
+        const quint16 bytes = quint16(2 * names[i].size());
+        lookup.u16(bytes);
+        lookup.u16(bytes);
+        lookup.u32(quint32(0x00020000 + 4 * i));
+    }
+    for (const QString &name : names) {
+        lookup.u32(quint32(name.size()));
+        lookup.u32(0);
+        lookup.u32(quint32(name.size()));
+        for (const QChar c : name)
+            lookup.u16(c.unicode());
+    }
+    lookup.u32(0); // no SIDs yet
+    lookup.u32(0);
+    lookup.u16(AllNames);
+    lookup.u32(0); // the count, in and out
+    lookup.u32(0); // options
+    lookup.u32(2); // the client's revision
+    const MGResult<QByteArray> looked = pipe.call(LookupNames3, lookup.data());
+    if (!looked)
+        return looked.error();
+    MGNdrReader r(*looked);
+    if (!readDomains(r, quint32(names.size())))
+        return nonsense(QStringLiteral("the list of domains"));
+    const auto count = r.u32(), array = r.u32();
+    if (!count || !array || *count > quint32(names.size()))
+        return nonsense(QStringLiteral("the list of SIDs"));
+    QList<std::pair<quint16, quint32>> translated; // kind, reference to the SID
+    if (*array) {
+        r.u32(); // its conformance
+        for (quint32 i = 0; i < *count; ++i) {
+            const auto type = r.u16();
+            const auto sid = r.u32();
+            r.u32(); // the domain's index
+            r.u32(); // flags
+            if (!type || !sid)
+                return nonsense(QStringLiteral("a SID"));
+            translated << std::pair(*type, *sid);
+        }
+    }
+    for (qsizetype i = 0; i < translated.size(); ++i) {
+        if (!translated[i].second)
+            continue;
+        const std::optional<QString> sid = r.sid();
+        if (!sid)
+            return nonsense(QStringLiteral("a SID is cut short"));
+        if (i < names.size() && translated[i].first != UnknownKind)
+            sids.insert(names[i], *sid);
+    }
+    return lookupStatus(r);
 }
 
 // One request's worth of SIDs named into `names`.
@@ -51,32 +161,9 @@ MGResultError lookUp(MGSmbRpcPipe &pipe, const QByteArray &handle, const QString
 
     // The reply: the domains the names are in, then the names, each pointing at its domain.
     MGNdrReader r(*looked);
-    QStringList domains;
-    if (const auto domainList = r.u32(); domainList && *domainList) {
-        const auto count = r.u32(), array = r.u32(), maxSize = r.u32();
-        if (!count || !array || !maxSize || *count > quint32(sids.size()))
-            return nonsense(QStringLiteral("the list of domains"));
-        if (*array) {
-            const auto conformance = r.u32();
-            QList<std::pair<quint32, quint32>> references; // name, SID
-            for (quint32 i = 0; i < *count; ++i) {
-                r.u16(); // the name's lengths
-                r.u16();
-                const auto name = r.u32(), sid = r.u32();
-                if (!name || !sid)
-                    return nonsense(QStringLiteral("a domain"));
-                references << std::pair(*name, *sid);
-            }
-            for (const auto &[name, sid] : references) {
-                const std::optional<QString> text = name ? r.string() : QString();
-                if (sid)
-                    r.sid();
-                domains << text.value_or(QString());
-            }
-            if (!conformance || r.failed())
-                return nonsense(QStringLiteral("a domain's name"));
-        }
-    }
+    const std::optional<QStringList> domains = readDomains(r, quint32(sids.size()));
+    if (!domains)
+        return nonsense(QStringLiteral("the list of domains"));
     const auto count = r.u32(), array = r.u32();
     if (!count || !array || *count > quint32(sids.size()))
         return nonsense(QStringLiteral("the list of names"));
@@ -108,19 +195,12 @@ MGResultError lookUp(MGSmbRpcPipe &pipe, const QByteArray &handle, const QString
         if (!name)
             return nonsense(QStringLiteral("a name is cut short"));
         // Unknown SIDs come back as themselves, or with no name at all.
-        constexpr quint16 Unknown = 8;
-        if (i >= sids.size() || translated[i].type == Unknown || name->isEmpty() || *name == sids[i])
+        if (i >= sids.size() || translated[i].type == UnknownKind || name->isEmpty() || *name == sids[i])
             continue;
-        const QString domain = translated[i].domain < quint32(domains.size()) ? domains[translated[i].domain] : QString();
+        const QString domain = translated[i].domain < quint32(domains->size()) ? domains->at(translated[i].domain) : QString();
         names.insert(sids[i], domain.isEmpty() ? *name : domain + QLatin1Char('\\') + *name);
     }
-    r.u32(); // the count mapped
-    const auto status = r.u32();
-    if (!status)
-        return nonsense(QStringLiteral("the reply is cut short"));
-    if (*status && *status != SomeNotMapped && *status != NoneMapped)
-        return refused(*status);
-    return std::nullopt;
+    return lookupStatus(r);
 }
 
 // The pipe with the authority's policy open for looking up names and rights; closed with it.
@@ -162,21 +242,42 @@ public:
 };
 }
 
-MGResult<QHash<QString, QString>> MGSmbAuthority::namesOf(const QString &server, const QStringList &sids) const
+namespace {
+// Asks the authority about `keys`, a request per PerRequest of them, over one policy.
+template <typename LookUp>
+MGResult<QHash<QString, QString>> inRequests(const MGSmbClient &client, const QString &server, const QStringList &keys,
+                                             LookUp lookUp)
 {
-    if (sids.isEmpty())
-        return QHash<QString, QString>();
-    if (sids.size() > MaximumSids)
-        return MGError::posixError(E2BIG, QStringLiteral("Too many accounts to name at once (%1).").arg(sids.size()));
-    const MGResult<std::shared_ptr<Policy>> policy = Policy::open(m_client, server);
+    QHash<QString, QString> found;
+    if (keys.isEmpty())
+        return found;
+    const MGResult<std::shared_ptr<Policy>> policy = Policy::open(client, server);
     if (!policy)
         return policy.error();
-    QHash<QString, QString> names;
-    for (qsizetype at = 0; at < sids.size(); at += PerRequest) {
-        if (MGResultError failed = lookUp((*policy)->pipe, (*policy)->handle, sids.mid(at, PerRequest), names))
+    for (qsizetype at = 0; at < keys.size(); at += PerRequest) {
+        if (MGResultError failed = lookUp((*policy)->pipe, (*policy)->handle, keys.mid(at, PerRequest), found))
             return *failed;
     }
-    return names;
+    return found;
+}
+}
+
+MGResult<QHash<QString, QString>> MGSmbAuthority::namesOf(const QString &server, const QStringList &sids) const
+{
+    if (sids.size() > MaximumSids)
+        return MGError::posixError(E2BIG, QStringLiteral("Too many accounts to name at once (%1).").arg(sids.size()));
+    return inRequests(m_client, server, sids, lookUp);
+}
+
+MGResult<QHash<QString, QString>> MGSmbAuthority::sidsOf(const QString &server, const QStringList &names) const
+{
+    if (names.size() > MaximumSids)
+        return MGError::posixError(E2BIG, QStringLiteral("Too many accounts to look up at once (%1).").arg(names.size()));
+    for (const QString &name : names) {
+        if (name.isEmpty() || name.size() > 256)
+            return MGError::posixError(EINVAL, QStringLiteral("\u201c%1\u201d is no account name.").arg(name.left(256)));
+    }
+    return inRequests(m_client, server, names, lookUpNames);
 }
 
 MGResult<QSet<QString>> MGSmbAuthority::rightsOf(const QString &server, const QStringList &sids) const

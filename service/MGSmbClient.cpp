@@ -2,6 +2,7 @@
 
 #include "MGLoadedLibrary.h"
 
+#include <QHash>
 #include <QMutex>
 #include <QUrl>
 #include <cerrno>
@@ -10,6 +11,10 @@
 #include <libsmbclient.h>
 
 namespace {
+struct cli_state;
+struct security_descriptor;
+using NtStatus = quint32;
+
 // The calls used, resolved once from the library.
 struct Library
 {
@@ -36,6 +41,23 @@ struct Library
     decltype(&smbc_getFunctionRead) read = nullptr;
     decltype(&smbc_getFunctionWrite) write = nullptr;
     decltype(&smbc_getFunctionClose) close = nullptr;
+    decltype(&smbc_getFunctionGetCachedServer) getCachedServer = nullptr;
+    decltype(&smbc_getFunctionAddCachedServer) getAddCachedServer = nullptr;
+    decltype(&smbc_setFunctionAddCachedServer) setAddCachedServer = nullptr;
+    // The calls below the text attributes, which the library makes itself on its connections
+    // (it cannot run without them; declared here as it defines them): they read and write a
+    // descriptor whole, in the order given, with its control flags, asking only for the rights
+    // the parts sent need. The text attributes sort entries, drop the protection from
+    // inheritance and always ask for the right to take ownership.
+    NtStatus (*create)(cli_state *, const char *path, quint32 flags, quint32 access, quint32 attributes, quint32 sharing,
+                       quint32 disposition, quint32 options, quint8 securityFlags, quint16 *file, void *returns) = nullptr;
+    NtStatus (*closeFile)(cli_state *, quint16 file) = nullptr;
+    NtStatus (*query)(cli_state *, quint16 file, quint32 information, void *memory, security_descriptor **) = nullptr;
+    NtStatus (*set)(cli_state *, quint16 file, quint32 information, const security_descriptor *) = nullptr;
+    NtStatus (*marshall)(void *memory, const security_descriptor *, quint8 **bytes, size_t *size) = nullptr;
+    NtStatus (*unmarshall)(void *memory, quint8 *bytes, size_t size, security_descriptor **) = nullptr;
+    void *(*newMemory)(const void *parent, size_t size, const char *name) = nullptr;
+    int (*freeMemory)(void *memory, const char *location) = nullptr;
     QString error;
 };
 
@@ -67,11 +89,52 @@ const Library &library()
         lib.resolve(l.read, "smbc_getFunctionRead");
         lib.resolve(l.write, "smbc_getFunctionWrite");
         lib.resolve(l.close, "smbc_getFunctionClose");
+        lib.resolve(l.getCachedServer, "smbc_getFunctionGetCachedServer");
+        lib.resolve(l.getAddCachedServer, "smbc_getFunctionAddCachedServer");
+        lib.resolve(l.setAddCachedServer, "smbc_setFunctionAddCachedServer");
+        lib.resolve(l.create, "cli_ntcreate");
+        lib.resolve(l.closeFile, "cli_close");
+        lib.resolve(l.query, "cli_query_security_descriptor");
+        lib.resolve(l.set, "cli_set_security_descriptor");
+        lib.resolve(l.marshall, "marshall_sec_desc");
+        lib.resolve(l.unmarshall, "unmarshall_sec_desc");
+        lib.resolve(l.newMemory, "talloc_named_const");
+        lib.resolve(l.freeMemory, "_talloc_free");
         l.error = lib.error();
         return l;
     }();
     return loaded;
 }
+
+// What the lower-level calls allocate lives here and goes with it.
+class CallMemory
+{
+public:
+    CallMemory() : m_memory(library().newMemory(nullptr, 0, "marrowgate")) {}
+    ~CallMemory()
+    {
+        if (m_memory)
+            library().freeMemory(m_memory, "marrowgate");
+    }
+    CallMemory(const CallMemory &) = delete;
+    CallMemory &operator=(const CallMemory &) = delete;
+    void *get() const { return m_memory; }
+
+private:
+    void *m_memory;
+};
+
+// The library keeps each share's connection under the server, share, workgroup and user it
+// logged in with; the connection's own is its first field.
+struct CachedServer
+{
+    cli_state *connection;
+};
+
+constexpr quint32 ReadControl = 0x00020000, WriteDac = 0x00040000, WriteOwner = 0x00080000;
+constexpr quint32 ShareAll = 0x7, OpenExisting = 1;
+constexpr quint32 OwnerPart = 0x1, GroupPart = 0x2, AclPart = 0x4;
+constexpr NtStatus ConnectionDisconnected = 0xC000020C, ConnectionReset = 0xC000020D;
 
 QRecursiveMutex &turns()
 {
@@ -99,6 +162,15 @@ struct MGSmbClient::Context
 {
     SMBCCTX *context = nullptr;
     const MGServerCredentials *credentials = nullptr;
+    // What the library filed each share's connection under, by "server/share" in lower case,
+    // to ask it for the connection again: server and share as given, and the workgroup and
+    // user it settled on.
+    struct Filed
+    {
+        QByteArray server, share, workgroup, user;
+    };
+    smbc_add_cached_srv_fn fileServer = nullptr;
+    QHash<QString, Filed> filed;
 };
 
 MGSmbClient::MGSmbClient(const MGServerCredentials &credentials) : m_credentials(credentials)
@@ -132,6 +204,14 @@ MGSmbClient::MGSmbClient(const MGServerCredentials &credentials) : m_credentials
         copyInto(password, passwordSize, self->credentials->password());
         if (!self->credentials->domain().isEmpty())
             copyInto(workgroup, workgroupSize, self->credentials->domain().toUtf8());
+    });
+    m_context->fileServer = l.getAddCachedServer(context);
+    l.setAddCachedServer(context, [](SMBCCTX *c, SMBCSRV *server, const char *name, const char *share,
+                                     const char *workgroup, const char *user) {
+        auto *self = static_cast<Context *>(library().getUserData(c));
+        const QString key = (QString::fromUtf8(name) + QLatin1Char('/') + QString::fromUtf8(share)).toLower();
+        self->filed.insert(key, {name, share, workgroup ? workgroup : "", user ? user : ""});
+        return self->fileServer(c, server, name, share, workgroup, user);
     });
     l.noAnonymous(context, 1);
     // With no account given, the user's Kerberos ticket; with one, its password.
@@ -182,10 +262,131 @@ MGError MGSmbClient::failure(const QByteArray &url, int error) const
     case ENOENT:
         why = QStringLiteral("there is no such item on the server");
         break;
+    case ECONNRESET:
+        why = QStringLiteral("the server closed the connection");
+        break;
     default:
         why = QString::fromLocal8Bit(strerror(error));
     }
     return MGError::posixError(error, QStringLiteral("\u201c%1\u201d: %2.").arg(item, why));
+}
+
+MGError MGSmbClient::statusFailure(const QByteArray &url, quint32 status) const
+{
+    switch (status) {
+    case 0xC0000022: // access denied
+    case 0xC0000061: // privilege not held
+        return failure(url, EACCES);
+    case 0xC0000034: // object name not found
+    case 0xC000003A: // object path not found
+        return failure(url, ENOENT);
+    case 0xC00000B5: // I/O timeout
+        return failure(url, ETIMEDOUT);
+    case 0xC0000043: // sharing violation
+        return failure(url, EBUSY);
+    case ConnectionDisconnected:
+    case ConnectionReset:
+        return failure(url, ECONNRESET);
+    case 0xC0000257: // path not covered: a link of a distributed file system
+        return MGError::posixError(EREMOTE, QStringLiteral("\u201c%1\u201d: the path leads through a link to another "
+                                                           "server (DFS), which is not followed.")
+                                                .arg(QUrl::fromEncoded(url).toDisplayString(QUrl::RemovePassword)));
+    default:
+        return MGError::posixError(EIO, QStringLiteral("\u201c%1\u201d: the server answered with status 0x%2.")
+                                            .arg(QUrl::fromEncoded(url).toDisplayString(QUrl::RemovePassword))
+                                            .arg(status, 8, 16, QLatin1Char('0')));
+    }
+}
+
+MGResult<void *> MGSmbClient::shareConnection(const QByteArray &url, QByteArray *path, bool make) const
+{
+    const QUrl item = QUrl::fromEncoded(url);
+    const QString share = item.path().section(QLatin1Char('/'), 1, 1);
+    const QString key = (item.host() + QLatin1Char('/') + share).toLower();
+    const auto cached = [&]() -> SMBCSRV * {
+        const auto filed = m_context->filed.constFind(key);
+        if (filed == m_context->filed.constEnd())
+            return nullptr;
+        return library().getCachedServer(m_context->context)(m_context->context, filed->server.constData(),
+                                                             filed->share.constData(), filed->workgroup.constData(),
+                                                             filed->user.constData());
+    };
+    SMBCSRV *server = make ? nullptr : cached();
+    if (!server) {
+        // A call on the item makes the connection (again, where the one before went).
+        if (const MGResult<struct stat> st = status(url); !st)
+            return st.error();
+        server = cached();
+    }
+    if (!server)
+        return failure(url, ENOTCONN);
+    *path = item.path().section(QLatin1Char('/'), 2).replace(QLatin1Char('/'), QLatin1Char('\\')).toUtf8();
+    return static_cast<void *>(reinterpret_cast<CachedServer *>(server)->connection);
+}
+
+MGResult<MGSmbClient::OpenItem> MGSmbClient::openItem(const QByteArray &url, quint32 access) const
+{
+    for (const bool make : {false, true}) {
+        QByteArray path;
+        const MGResult<void *> connection = shareConnection(url, &path, make);
+        if (!connection)
+            return connection.error();
+        OpenItem open{*connection, 0};
+        const NtStatus status = library().create(static_cast<cli_state *>(open.connection), path.constData(), 0, access, 0,
+                                                    ShareAll, OpenExisting, 0, 0, &open.file, nullptr);
+        if (!status)
+            return open;
+        // A connection kept from before may have gone (an idle one the server dropped).
+        if (make || (status != ConnectionDisconnected && status != ConnectionReset))
+            return statusFailure(url, status);
+    }
+    return failure(url, ENOTCONN);
+}
+
+MGResult<QByteArray> MGSmbClient::securityDescriptor(const QByteArray &url) const
+{
+    if (m_setupError)
+        return *m_setupError;
+    const QMutexLocker locker(&turns());
+    const MGResult<OpenItem> open = openItem(url, ReadControl);
+    if (!open)
+        return open.error();
+    auto *cli = static_cast<cli_state *>(open->connection);
+    const Library &l = library();
+    const CallMemory memory;
+    security_descriptor *descriptor = nullptr;
+    const NtStatus status = l.query(cli, open->file, OwnerPart | GroupPart | AclPart, memory.get(), &descriptor);
+    l.closeFile(cli, open->file);
+    if (status)
+        return statusFailure(url, status);
+    quint8 *bytes = nullptr;
+    size_t size = 0;
+    if (const NtStatus failed = l.marshall(memory.get(), descriptor, &bytes, &size))
+        return statusFailure(url, failed);
+    return QByteArray(reinterpret_cast<const char *>(bytes), qsizetype(size));
+}
+
+MGResultError MGSmbClient::setSecurityDescriptor(const QByteArray &url, const QByteArray &descriptor, quint32 information) const
+{
+    if (m_setupError)
+        return m_setupError;
+    const QMutexLocker locker(&turns());
+    const Library &l = library();
+    const CallMemory memory;
+    QByteArray bytes = descriptor;
+    security_descriptor *parsed = nullptr;
+    if (const NtStatus status = l.unmarshall(memory.get(), reinterpret_cast<quint8 *>(bytes.data()), size_t(bytes.size()), &parsed))
+        return statusFailure(url, status);
+    const quint32 access = ((information & AclPart) ? WriteDac : 0) | ((information & (OwnerPart | GroupPart)) ? WriteOwner : 0);
+    const MGResult<OpenItem> open = openItem(url, access);
+    if (!open)
+        return open.error();
+    auto *cli = static_cast<cli_state *>(open->connection);
+    const NtStatus status = l.set(cli, open->file, information, parsed);
+    l.closeFile(cli, open->file);
+    if (status)
+        return statusFailure(url, status);
+    return std::nullopt;
 }
 
 MGResult<QByteArray> MGSmbClient::getAttribute(const QByteArray &url, const char *name) const
@@ -203,19 +404,6 @@ MGResult<QByteArray> MGSmbClient::getAttribute(const QByteArray &url, const char
         return failure(url, errno);
     buffer.truncate(qsizetype(strnlen(buffer.constData(), size_t(buffer.size()))));
     return buffer;
-}
-
-MGResultError MGSmbClient::setAttribute(const QByteArray &url, const char *name, const QByteArray &value) const
-{
-    if (m_setupError)
-        return m_setupError;
-    const QMutexLocker locker(&turns());
-    errno = 0;
-    const int result = library().setxattr(m_context->context)(m_context->context, url.constData(), name, value.constData(),
-                                                              size_t(value.size()), 0);
-    if (result < 0)
-        return failure(url, errno);
-    return std::nullopt;
 }
 
 MGResult<struct stat> MGSmbClient::status(const QByteArray &url) const

@@ -30,7 +30,15 @@ public:
     MGResultError setupError() const { return m_setupError; }
 
     MGResult<QByteArray> getAttribute(const QByteArray &url, const char *name) const;
-    MGResultError setAttribute(const QByteArray &url, const char *name, const QByteArray &value) const;
+    // An item's security descriptor whole, in the binary self-relative form: its owner, group
+    // and access control list (in the server's order) and their control flags. Read with the
+    // right to read permissions alone.
+    MGResult<QByteArray> securityDescriptor(const QByteArray &url) const;
+    // Sets the parts of a binary descriptor that `information` names (owner 0x1, group 0x2,
+    // access control list 0x4), as they are: the entries in the order given, the control
+    // flags (protection from inheritance) kept. Asks for the right to change permissions, and
+    // for the right to take ownership only when owner or group are sent.
+    MGResultError setSecurityDescriptor(const QByteArray &url, const QByteArray &descriptor, quint32 information) const;
     MGResult<struct stat> status(const QByteArray &url) const;
     // The names in a folder, without "." and ".." (and without what the server lists but is
     // no file or folder: printers, pipes).
@@ -69,6 +77,18 @@ public:
 
 private:
     MGError failure(const QByteArray &url, int error) const;
+    MGError statusFailure(const QByteArray &url, quint32 status) const;
+    // The lower-level connection the library keeps to the item's share (made by a call on the
+    // item when there is none, or with `make`), and the item's path on it.
+    MGResult<void *> shareConnection(const QByteArray &url, QByteArray *path, bool make) const;
+    struct OpenItem
+    {
+        void *connection;
+        quint16 file;
+    };
+    // The item opened on that connection with `access`; a kept connection that has gone is
+    // made again, once.
+    MGResult<OpenItem> openItem(const QByteArray &url, quint32 access) const;
     struct Context;
     std::unique_ptr<Context> m_context;
     MGResultError m_setupError;

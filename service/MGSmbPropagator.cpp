@@ -76,7 +76,8 @@ void MGSmbPropagator::walk(const QByteArray &top, const QList<MGNtAce> &topAces)
                 break;
             const QByteArray item = here.folder + '/' + QUrl::toPercentEncoding(QString::fromUtf8(child.name));
             QList<MGNtAce> itsAces;
-            visit(item, child.directory, here.aces, &itsAces);
+            if (!visit(item, child.directory, here.aces, &itsAces))
+                continue;
             if (child.directory) {
                 if (here.depth + 1 < MaximumDepth)
                     stack.append({item, itsAces, here.depth + 1});
@@ -88,26 +89,33 @@ void MGSmbPropagator::walk(const QByteArray &top, const QList<MGNtAce> &topAces)
     }
 }
 
-void MGSmbPropagator::visit(const QByteArray &item, bool folder, const QList<MGNtAce> &parentAces, QList<MGNtAce> *itsAces)
+bool MGSmbPropagator::visit(const QByteArray &item, bool folder, const QList<MGNtAce> &parentAces, QList<MGNtAce> *itsAces)
 {
     const MGResult<MGNtSecurityDescriptor> now = m_store.readDescriptor(item, false);
     if (!now) {
         fail(item, now.error());
-        return;
+        return true;
+    }
+    // Turned off on the server: the item takes nothing from its folder, and what is below it
+    // inherits from it, which this walk does not change.
+    if (now->isProtected()) {
+        ++m_summary.protectedItems;
+        return false;
     }
     const MGNtSecurityDescriptor wanted =
         MGNtInheritance::withInherited(*now, MGNtInheritance::inheritedBy(parentAces, folder, now->ownerSid, now->groupSid));
     *itsAces = wanted.aces;
     if (wanted.holdsSameAs(*now)) {
         ++m_summary.alreadyRight;
-        return;
+        return true;
     }
     if (!m_summary.dryRun) {
         if (const MGResultError error = m_store.writeDescriptor(item, wanted, *now)) {
             fail(item, *error);
             *itsAces = now->aces;
-            return;
+            return true;
         }
     }
     ++m_summary.changed;
+    return true;
 }

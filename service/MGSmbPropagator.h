@@ -10,7 +10,8 @@
 #include <memory>
 
 // Gives a folder on a file server its entries, then every item below it what it inherits
-// from its folder (MGNtInheritance), keeping each item's explicit entries: folder by folder,
+// from its folder (MGNtInheritance), keeping each item's explicit entries, and leaving an item
+// protected from inheritance and what is below it as they are: folder by folder,
 // depth first, with progress, a stop at the next item, and a dry run that only counts. What
 // was changed before a stop or a failure stays changed; the summary says how far it came.
 class MGSmbPropagator
@@ -29,7 +30,8 @@ public:
 
 private:
     void walk(const QByteArray &folder, const QList<MGNtAce> &aces);
-    void visit(const QByteArray &item, bool folder, const QList<MGNtAce> &parentAces, QList<MGNtAce> *itsAces);
+    // Whether the walk goes on below the item (not below one protected from inheritance).
+    bool visit(const QByteArray &item, bool folder, const QList<MGNtAce> &parentAces, QList<MGNtAce> *itsAces);
     void fail(const QByteArray &item, const MGError &error);
     bool stopped() const { return m_stop && m_stop->load(); }
     void report(const QByteArray &folder);

@@ -7,15 +7,30 @@
 #include <QtTest>
 
 // The Samba server tests/smb/with-server starts beside a suite (CTest runs the suites named
-// after file servers through it): its share "acls" keeps NT ACLs, its share "plain" does not.
+// after file servers through it): its share "acls" keeps NT ACLs (and maps them to POSIX
+// ACLs), its share "ntacls" keeps NT ACLs alone, its share "plain" keeps none.
 struct SmbServer
 {
     QString root = qEnvironmentVariable("MARROWGATE_SMB_ROOT");
     QString auth = qEnvironmentVariable("MARROWGATE_SMB_AUTH");
     QString conf = qEnvironmentVariable("MARROWGATE_SMB_CONF");
+    QString share = QStringLiteral("acls");
+
+    // The same server, on the share where NT ACLs alone decide.
+    static SmbServer ntShare()
+    {
+        SmbServer server;
+        server.root = qEnvironmentVariable("MARROWGATE_SMB_NT_ROOT");
+        server.share = QStringLiteral("ntacls");
+        return server;
+    }
 
     bool running() const { return !root.isEmpty(); }
     static QByteArray url(const QString &path) { return QByteArray("smb://127.0.0.1/acls/") + QUrl::toPercentEncoding(path, "/"); }
+    QByteArray urlOf(const QString &path) const
+    {
+        return "smb://127.0.0.1/" + share.toUtf8() + '/' + QUrl::toPercentEncoding(path, "/");
+    }
     QString authFile(const QString &account) const { return auth + QLatin1Char('/') + account + QStringLiteral(".auth"); }
     MGServerCredentials login(const QString &account) const
     {
@@ -33,8 +48,9 @@ struct SmbServer
     QStringList smbcacls(const QString &name, const QString &account = QStringLiteral("mgalice"),
                          const QString &extra = QStringLiteral("--numeric")) const
     {
-        const QString out = sh(QStringLiteral("smbcacls -s %1 //127.0.0.1/acls %2 -A %3 %4")
-                                   .arg(quoted(conf), quoted(name), quoted(authFile(account)), extra));
+        const QString out = sh(QStringLiteral("smbcacls -s %1 //127.0.0.1/%5 %2 -A %3 %4")
+                                   .arg(quoted(conf), quoted(name), quoted(authFile(account)), extra)
+                                   .arg(share));
         QStringList lines;
         for (const QString &line : out.split(QLatin1Char('\n'), Qt::SkipEmptyParts)) {
             if (line.startsWith(QLatin1String("ACL:")) || line.startsWith(QLatin1String("OWNER:"))
@@ -45,8 +61,24 @@ struct SmbServer
     }
     bool smbcaclsSet(const QString &name, const QString &acl, const QString &account = QStringLiteral("mgalice")) const
     {
-        return shOk(QStringLiteral("smbcacls -s %1 //127.0.0.1/acls %2 -A %3 --numeric -S %4")
-                        .arg(quoted(conf), quoted(name), quoted(authFile(account)), quoted(acl)));
+        return shOk(QStringLiteral("smbcacls -s %1 //127.0.0.1/%5 %2 -A %3 --numeric -S %4")
+                        .arg(quoted(conf), quoted(name), quoted(authFile(account)), quoted(acl))
+                        .arg(share));
+    }
+    // The control flags smbcacls shows ("SR|PD|DP"; PD: protected from inheritance).
+    QString control(const QString &name) const
+    {
+        return sh(QStringLiteral("smbcacls -s %1 //127.0.0.1/%5 %2 -A %3 | sed -n 's/^CONTROL://p'")
+                      .arg(quoted(conf), quoted(name), quoted(authFile(QStringLiteral("mgadmin"))))
+                      .arg(share))
+            .trimmed();
+    }
+    // Turns inheritance off for an item, its inherited entries removed, as smbcacls does.
+    bool protect(const QString &name) const
+    {
+        return shOk(QStringLiteral("smbcacls -s %1 //127.0.0.1/%5 %2 -A %3 --inherit=remove")
+                        .arg(quoted(conf), quoted(name), quoted(authFile(QStringLiteral("mgadmin"))))
+                        .arg(share));
     }
     // The SID the server gives an account.
     QString sid(const QString &account) const

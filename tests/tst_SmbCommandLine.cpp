@@ -144,12 +144,10 @@ private slots:
             if (!script.open(QIODevice::WriteOnly))
                 return QString();
             script.write(QStringLiteral("export HOME=%1 XDG_DATA_HOME=%1/data XDG_RUNTIME_DIR=%1/run\n"
-                                        "printf x | gnome-keyring-daemon --unlock --components=secrets >/dev/null\n"
-                                        "printf %s %2 | secret-tool store --label=server xdg:schema org.gnome.keyring.NetworkPassword "
-                                        "user mgalice domain MGSERVER server 127.0.0.1 protocol smb\n"
-                                        "%3 list %4; echo status $?\n")
-                             .arg(quoted(home), quoted(password), QStringLiteral(MARROWGATE_ACL_PATH),
-                                  QString::fromLatin1(SmbServer::url(QStringLiteral("kept"))))
+                                        "%2 %3\n"
+                                        "%4 list %5; echo status $?\n")
+                             .arg(quoted(home), QStringLiteral(MARROWGATE_SOURCE_DIR "/tests/smb/store-in-keyring"), quoted(password),
+                                  QStringLiteral(MARROWGATE_ACL_PATH), QString::fromLatin1(SmbServer::url(QStringLiteral("kept"))))
                              .toUtf8());
             script.close();
             const QString out = sh(QStringLiteral("dbus-run-session -- sh %1 2>&1").arg(quoted(script.fileName())));
