@@ -1,4 +1,5 @@
-// Descriptors in the binary form a server sends for a share: entries read in order with
+// Descriptors in the binary form servers keep for items and shares: what is written reads
+// back the same; entries read in order with
 // their kind, flags, rights and SIDs; an absent list read as the everyone-may-do-all it
 // means; and every kind of damage (cut short anywhere, sizes pointing past the end, SIDs
 // too long, unknown entry kinds) an error rather than a read past the bytes.
@@ -92,6 +93,38 @@ private slots:
         const auto closed = MGNtBinaryDescriptor::parse(descriptor({}, {}));
         QVERIFY(closed);
         QVERIFY(closed->aces.isEmpty());
+    }
+
+    // What a write sends reads back the same: entries in their order, owner and group, the
+    // control flags but those of the audit list (which is not sent).
+    void whatIsEncodedReadsBackTheSame()
+    {
+        QRandomGenerator random(7);
+        const auto randomSid = [&] {
+            QString sid = QStringLiteral("S-1-%1").arg(random.bounded(6));
+            for (int i = random.bounded(16); i > 0; --i)
+                sid += QStringLiteral("-%1").arg(random.generate());
+            return sid;
+        };
+        for (int round = 0; round < 2000; ++round) {
+            MGNtSecurityDescriptor descriptor;
+            descriptor.ownerSid = random.bounded(4) ? randomSid() : QString();
+            descriptor.groupSid = random.bounded(4) ? randomSid() : QString();
+            descriptor.control = quint16(random.generate());
+            for (int i = random.bounded(40); i > 0; --i)
+                descriptor.aces << MGNtAce{int(random.bounded(2)), quint32(random.bounded(256)), random.generate(), randomSid(), {}};
+            const MGResult<QByteArray> bytes = MGNtBinaryDescriptor::encode(descriptor);
+            QVERIFY(bytes);
+            const MGResult<MGNtSecurityDescriptor> back = MGNtBinaryDescriptor::parse(*bytes);
+            QVERIFY2(back, qPrintable(back ? QString() : back.error().localizedDescription()));
+            QVERIFY(*back == descriptor);
+            QCOMPARE(back->control, quint16((descriptor.control & ~0x2830) | 0x8004));
+        }
+        MGNtSecurityDescriptor bad;
+        bad.aces << MGNtAce{0, 0, 1, QStringLiteral("S-1-5-x"), {}};
+        QVERIFY(!MGNtBinaryDescriptor::encode(bad));
+        bad.aces = QList<MGNtAce>(2000, MGNtAce{0, 0, 1, QStringLiteral("S-1-5-21-1-2-3-4"), {}});
+        QCOMPARE(MGNtBinaryDescriptor::encode(bad).error().code(), EFBIG);
     }
 
     void damageIsAnError()
