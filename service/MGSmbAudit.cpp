@@ -57,24 +57,28 @@ bool MGSmbAudit::needsNames() const
     return !m_token.aliasNames.isEmpty() || !m_token.unknownNames.isEmpty();
 }
 
+void MGSmbAudit::fail(const MGError &error)
+{
+    ++m_failed;
+    if (!m_firstFailure)
+        m_firstFailure = error;
+    m_serverGone = m_serverGone || MGSmbClient::serverIsGone(error);
+}
+
 void MGSmbAudit::walk(const QByteArray &url)
 {
     const MGResult<QList<MGSmbClient::Child>> children = m_store.client().children(url);
     if (!children) {
-        ++m_failed;
-        if (!m_firstFailure)
-            m_firstFailure = children.error();
+        fail(children.error());
         return;
     }
     for (const MGSmbClient::Child &child : *children) {
-        if (m_stop && m_stop->load())
+        if ((m_stop && m_stop->load()) || m_serverGone)
             return;
         const QByteArray below = url + '/' + QUrl::toPercentEncoding(QString::fromUtf8(child.name));
         const MGResult<MGNtSecurityDescriptor> descriptor = m_store.readDescriptor(below, needsNames());
         if (!descriptor) {
-            ++m_failed;
-            if (!m_firstFailure)
-                m_firstFailure = descriptor.error();
+            fail(descriptor.error());
             continue;
         }
         judge(below, *descriptor);
@@ -114,6 +118,11 @@ MGResult<qint64> MGSmbAudit::run(const QByteArray &url)
         m_text.add(text.toUtf8());
     }
     m_text.flush(true);
+    if (m_serverGone)
+        return MGError::errorWithError(*m_firstFailure, QStringLiteral("The audit below \u201c%1\u201d ended after %2 items: "
+                                                                       "the server stopped answering")
+                                                            .arg(QUrl::fromEncoded(url).toDisplayString())
+                                                            .arg(m_items));
     if (m_firstFailure)
         return MGError::errorWithError(*m_firstFailure, QStringLiteral("Cannot audit the permissions of %1 items below \u201c%2\u201d")
                                                             .arg(m_failed)

@@ -33,6 +33,7 @@ public:
 private:
     void judge(const QByteArray &url, const MGNtSecurityDescriptor &descriptor);
     void walk(const QByteArray &url);
+    void fail(const MGError &error);
     bool needsNames() const;
 
     const MGSmbAclStore &m_store;
@@ -46,4 +47,5 @@ private:
     QString m_identityName;
     qint64 m_items = 0, m_readWrite = 0, m_readOnly = 0, m_writeOnly = 0, m_none = 0, m_failed = 0;
     std::optional<MGError> m_firstFailure;
+    bool m_serverGone = false; // the walk ends there
 };

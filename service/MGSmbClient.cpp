@@ -271,6 +271,22 @@ MGError MGSmbClient::failure(const QByteArray &url, int error) const
     return MGError::posixError(error, QStringLiteral("\u201c%1\u201d: %2.").arg(item, why));
 }
 
+bool MGSmbClient::serverIsGone(const MGError &error)
+{
+    switch (error.code()) {
+    case ETIMEDOUT:
+    case ECONNRESET:
+    case ECONNREFUSED:
+    case EHOSTUNREACH:
+    case ENETUNREACH:
+    case ENOTCONN:
+    case EPIPE:
+        return true;
+    default:
+        return false;
+    }
+}
+
 MGError MGSmbClient::statusFailure(const QByteArray &url, quint32 status) const
 {
     switch (status) {

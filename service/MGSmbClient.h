@@ -71,6 +71,10 @@ public:
     MGResult<std::unique_ptr<Pipe>> openPipe(const QString &server, const QString &name) const;
 
     static constexpr int TimeLimitMilliseconds = 20000;
+    // Whether a failure says the server is gone (it does not answer, or closed the
+    // connection) rather than that one item failed: a walk ends there, since every item after
+    // would wait out the time limit in turn.
+    static bool serverIsGone(const MGError &error);
     // Samba's client libraries share state within a process: every call into one of them
     // takes this turn. A thread that holds it (an open pipe) may take it again.
     static QRecursiveMutex &libraryTurns();

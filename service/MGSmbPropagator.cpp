@@ -31,6 +31,11 @@ void MGSmbPropagator::report(const QByteArray &folder)
 
 void MGSmbPropagator::fail(const QByteArray &item, const MGError &error)
 {
+    if (!m_serverGone && MGSmbClient::serverIsGone(error))
+        m_serverGone = MGError::errorWithError(error, QStringLiteral("The propagation ended at \u201c%1\u201d: the server "
+                                                                     "stopped answering. What was changed before stays "
+                                                                     "changed; the rest was not walked")
+                                                          .arg(QUrl::fromEncoded(item).toDisplayString()));
     ++m_summary.failed;
     if (m_summary.failedPaths.size() < MGPropagationProgress::ReportedPaths)
         m_summary.failedPaths << QStringLiteral("%1: %2").arg(QUrl::fromEncoded(item).toDisplayString(), error.fullDescription());
@@ -51,7 +56,7 @@ MGResultError MGSmbPropagator::run()
         return folder.error();
     walk(m_url, folder->aces);
     m_summary.stopped = stopped();
-    return std::nullopt;
+    return m_serverGone;
 }
 
 void MGSmbPropagator::walk(const QByteArray &top, const QList<MGNtAce> &topAces)
@@ -64,7 +69,7 @@ void MGSmbPropagator::walk(const QByteArray &top, const QList<MGNtAce> &topAces)
         int depth;
     };
     QList<Pending> stack{{top, topAces, 0}};
-    while (!stack.isEmpty() && !stopped()) {
+    while (!stack.isEmpty() && !stopped() && !m_serverGone) {
         const Pending here = stack.takeLast();
         const MGResult<QList<MGSmbClient::Child>> children = m_store.client().children(here.folder);
         if (!children) {
@@ -72,7 +77,7 @@ void MGSmbPropagator::walk(const QByteArray &top, const QList<MGNtAce> &topAces)
             continue;
         }
         for (const MGSmbClient::Child &child : *children) {
-            if (stopped())
+            if (stopped() || m_serverGone)
                 break;
             const QByteArray item = here.folder + '/' + QUrl::toPercentEncoding(QString::fromUtf8(child.name));
             QList<MGNtAce> itsAces;

@@ -13,7 +13,9 @@
 // from its folder (MGNtInheritance), keeping each item's explicit entries, and leaving an item
 // protected from inheritance and what is below it as they are: folder by folder,
 // depth first, with progress, a stop at the next item, and a dry run that only counts. What
-// was changed before a stop or a failure stays changed; the summary says how far it came.
+// was changed before a stop or a failure stays changed; the summary says how far it came. A
+// server that stops answering ends the walk with an error, rather than every item after it
+// waiting out the time limit.
 class MGSmbPropagator
 {
 public:
@@ -45,4 +47,5 @@ private:
     std::chrono::milliseconds m_interval{250};
     std::chrono::steady_clock::time_point m_lastReport;
     MGPropagationProgress m_summary;
+    MGResultError m_serverGone; // the walk's end, when the server stops answering
 };

@@ -5,6 +5,7 @@
 #include "MGAclServiceDispatcher.h"
 #include "MGNtEntryText.h"
 #include "MGSmbAclStore.h"
+#include "MGSmbAudit.h"
 #include "MGSmbPropagator.h"
 #include "SmbServerHelpers.h"
 
@@ -406,6 +407,75 @@ private slots:
         QVERIFY(!again.run());
         QCOMPARE(again.summary().changed, 0);
         QCOMPARE(again.summary().alreadyRight, 5);
+    }
+
+    // A server that stops answering during a propagation ends it with an error, at once rather
+    // than item by item; what was changed stays changed, what was not reached is as it was.
+    void aServerGoneDuringAPropagationEndsIt()
+    {
+        for (const QString &folder : {QStringLiteral("far/a"), QStringLiteral("far/b")}) {
+            server.make(folder, true);
+            for (int i = 0; i < 3; ++i)
+                server.make(folder + QStringLiteral("/f%1").arg(i), false);
+        }
+        server.make(QStringLiteral("far/top"), false);
+        sh(QStringLiteral("chown -R mgalice %1").arg(quoted(server.root + QStringLiteral("/far"))));
+        const MGSmbClient client(server.login(QStringLiteral("mgalice")));
+        const MGSmbAclStore store(client);
+        const QByteArray top = SmbServer::url(QStringLiteral("far"));
+        const MGResult<MGAclList> read = store.read(top);
+        QVERIFY(read);
+        MGAclList list = *read;
+        const QString bob = server.sid(QStringLiteral("mgbob"));
+        MGNtEntryText::set(list, MGNtAce{MGNtAce::Allowed, 0x3, 0x001200a9, {}, {}}, bob);
+        MGSmbPropagator propagator(store, top, list);
+        propagator.setExpected(*read);
+        bool stoppedServer = false;
+        // After the first folder, the server stops: its processes no longer run.
+        propagator.setProgressHandler(
+            [&](const MGPropagationProgress &) {
+                if (!stoppedServer)
+                    stoppedServer = shOk(QStringLiteral("pkill -STOP -x smbd"));
+            },
+            std::chrono::milliseconds(0));
+        const MGResultError error = propagator.run();
+        shOk(QStringLiteral("pkill -CONT -x smbd"));
+        QVERIFY(stoppedServer);
+        QVERIFY(error);
+        QVERIFY2(error->localizedDescription().contains(QLatin1String("stopped answering")), qPrintable(error->fullDescription()));
+        QCOMPARE(propagator.summary().failed, 1);
+        QVERIFY(propagator.summary().changed >= 1);
+        // The folder walked last (first on the stack) was never reached.
+        int untouched = 0;
+        for (const QString &folder : {QStringLiteral("far/a"), QStringLiteral("far/b")})
+            untouched += server.smbcacls(folder + QStringLiteral("/f0")).filter(bob).isEmpty();
+        QCOMPARE(untouched, 2);
+    }
+
+    // The same for an audit: it ends with the items it judged, rather than item by item.
+    void aServerGoneDuringAnAuditEndsIt()
+    {
+        for (const QString &folder : {QStringLiteral("seen/a"), QStringLiteral("seen/b")}) {
+            server.make(folder, true);
+            for (int i = 0; i < 3; ++i)
+                server.make(folder + QStringLiteral("/f%1").arg(i), false);
+        }
+        const MGSmbClient client(server.login(QStringLiteral("mgalice")));
+        const MGSmbAclStore store(client);
+        MGNtToken token;
+        token.userSid = server.sid(QStringLiteral("mgbob"));
+        token.sids = {token.userSid, QStringLiteral("S-1-1-0")};
+        bool stoppedServer = false;
+        MGSmbAudit audit(store, token, MGSmbAudit::Level::Any, false, [&](const QByteArray &) {
+            if (!stoppedServer)
+                stoppedServer = shOk(QStringLiteral("pkill -STOP -x smbd"));
+        });
+        const MGResult<qint64> items = audit.run(SmbServer::url(QStringLiteral("seen")));
+        shOk(QStringLiteral("pkill -CONT -x smbd"));
+        QVERIFY(stoppedServer);
+        QVERIFY(!items);
+        QVERIFY2(items.error().localizedDescription().contains(QLatin1String("stopped answering")),
+                 qPrintable(items.error().fullDescription()));
     }
 
     // The privileged service never reaches a server, and a URL never carries a password.
