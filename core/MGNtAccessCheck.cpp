@@ -19,9 +19,10 @@ namespace {
 constexpr quint32 InheritOnly = 0x08;
 constexpr quint32 OwnersOwn = MGAclPermission::ReadAcl | MGAclPermission::WriteAcl;
 
+// Entries of other kinds (object, callback) are not judged: the caller says so.
 bool appliesToItem(const MGNtAce &ace)
 {
-    return !(ace.flags & InheritOnly);
+    return !(ace.flags & InheritOnly) && !ace.isOtherKind();
 }
 }
 

@@ -89,9 +89,13 @@ MGResult<MGNtSecurityDescriptor> MGNtBinaryDescriptor::parse(const QByteArray &b
         const qsizetype size = r.u16(at + 2);
         if (size < 16 || at + size > listEnd)
             return unreadable(QStringLiteral("entry %1 has a wrong size").arg(i + 1));
-        if (type != MGNtAce::Allowed && type != MGNtAce::Denied)
-            return unreadable(QStringLiteral("entry %1 is of kind %2 (only allow and deny entries are known)").arg(i + 1).arg(type));
         const std::optional<QString> sid = r.sid(at + 8, at + size);
+        if (type != MGNtAce::Allowed && type != MGNtAce::Denied) {
+            // Kept whole; its SID, where it stands after the rights, only for its name.
+            descriptor.aces << MGNtAce{type, flags, r.u32(at + 4), sid.value_or(QString()), QString(), bytes.mid(at, size)};
+            at += size;
+            continue;
+        }
         if (!sid)
             return unreadable(QStringLiteral("entry %1 names no SID").arg(i + 1));
         descriptor.aces << MGNtAce{type, flags, r.u32(at + 4), *sid, QString()};
@@ -161,6 +165,10 @@ MGResult<QByteArray> MGNtBinaryDescriptor::encode(const MGNtSecurityDescriptor &
         group = *sid;
     }
     for (const MGNtAce &ace : descriptor.aces) {
+        if (ace.isOtherKind()) {
+            entries += ace.raw;
+            continue;
+        }
         const std::optional<QByteArray> sid = sidBytes(ace.sid);
         if (!sid)
             return unwritable(QStringLiteral("the entry for \u201c%1\u201d names no SID").arg(ace.name.isEmpty() ? ace.sid : ace.name));

@@ -24,6 +24,9 @@ QList<MGNtAce> inheritedBy(const QList<MGNtAce> &parent, bool folder, const QStr
         return ace;
     };
     for (const MGNtAce &ace : parent) {
+        // Entries of other kinds are not passed on here: their copies stay where they are.
+        if (ace.isOtherKind())
+            continue;
         const bool objects = ace.flags & ObjectInherit, containers = ace.flags & ContainerInherit;
         const bool further = !(ace.flags & NoPropagate);
         if (!folder) {
@@ -78,7 +81,7 @@ MGNtSecurityDescriptor withInherited(const MGNtSecurityDescriptor &child, const 
     MGNtSecurityDescriptor result = child;
     result.aces.clear();
     for (const MGNtAce &ace : child.aces) {
-        if (!(ace.flags & Inherited))
+        if (!(ace.flags & Inherited) || ace.isOtherKind())
             result.aces << ace;
     }
     result.aces << inherited;

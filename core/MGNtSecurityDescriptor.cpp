@@ -66,13 +66,9 @@ std::optional<Parsed> parseText(const QByteArray &text, QString *why)
             return std::nullopt;
         }
         const MGNtAce ace{int(*type), *flags, *mask, token.mid(4, colon - 4), QString()};
-        if (ace.type != MGNtAce::Allowed && ace.type != MGNtAce::Denied) {
-            *why = QStringLiteral("an entry is of kind %1, which this editor cannot show or keep (only allow and deny "
-                                  "entries)")
-                       .arg(ace.type);
-            return std::nullopt;
-        }
-        if (ace.flags & ~(MGNtSecurityDescriptor::InheritanceFlags | MGNtSecurityDescriptor::InheritedFlag)) {
+        // Entries of other kinds are kept as the binary reading has them.
+        const bool shownKind = ace.type == MGNtAce::Allowed || ace.type == MGNtAce::Denied;
+        if (shownKind && (ace.flags & ~(MGNtSecurityDescriptor::InheritanceFlags | MGNtSecurityDescriptor::InheritedFlag))) {
             *why = QStringLiteral("an entry has flags 0x%1, which this editor cannot show or keep").arg(ace.flags, 0, 16);
             return std::nullopt;
         }
@@ -97,6 +93,9 @@ MGResult<MGNtSecurityDescriptor> MGNtSecurityDescriptor::parse(const QByteArray 
     descriptor.ownerSid = sidText(sids->owner);
     descriptor.groupSid = sidText(sids->group);
     for (MGNtAce ace : sids->aces) {
+        // The text form cannot carry an entry of another kind whole.
+        if (ace.type != MGNtAce::Allowed && ace.type != MGNtAce::Denied)
+            return unreadable(QStringLiteral("an entry is of kind %1, which the text form cannot carry").arg(ace.type));
         ace.sid = sidText(ace.sid);
         if (ace.sid.isEmpty())
             return unreadable(QStringLiteral("an entry names no SID"));
@@ -127,25 +126,73 @@ MGResultError MGNtSecurityDescriptor::takeNames(const QByteArray &byName)
     return std::nullopt;
 }
 
-QString MGNtSecurityDescriptor::ownerTitle(bool protectedItem)
+QString MGNtSecurityDescriptor::ownerTitle(bool protectedItem, qsizetype otherKinds)
 {
-    // The list has no place of its own for the protection, which a save keeps: its section
-    // below the entries says it.
-    return NTLocalizedString::localize(protectedItem ? QStringLiteral("Owner and Group (inheritance is turned off: nothing "
-                                                                      "comes from the folder above)")
-                                                     : QStringLiteral("Owner and Group"),
-                                       QStringLiteral("ACL"));
+    // The list has no place of its own for the protection or for entries it cannot show,
+    // which a save keeps: its section below the entries says them.
+    const auto t = [](const QString &text) { return NTLocalizedString::localize(text, QStringLiteral("ACL")); };
+    QStringList remarks;
+    if (protectedItem)
+        remarks << t(QStringLiteral("inheritance is turned off: nothing comes from the folder above"));
+    if (otherKinds > 0)
+        remarks << t(otherKinds == 1 ? QStringLiteral("%1 entry of a kind not shown here (object or conditional) is kept")
+                                     : QStringLiteral("%1 entries of kinds not shown here (object or conditional) are kept"))
+                       .arg(NTLocalizedString::count(otherKinds));
+    const QString title = t(QStringLiteral("Owner and Group"));
+    return remarks.isEmpty() ? title : QStringLiteral("%1 (%2)").arg(title, remarks.join(QStringLiteral("; ")));
+}
+
+MGNtSecurityDescriptor MGNtSecurityDescriptor::shown() const
+{
+    MGNtSecurityDescriptor result = *this;
+    result.aces.removeIf([](const MGNtAce &ace) { return ace.isOtherKind(); });
+    return result;
+}
+
+MGNtSecurityDescriptor MGNtSecurityDescriptor::keepingOtherKinds(const MGNtSecurityDescriptor &held) const
+{
+    if (std::any_of(aces.begin(), aces.end(), [](const MGNtAce &ace) { return ace.isOtherKind(); }))
+        return *this;
+    MGNtSecurityDescriptor result = *this;
+    // Each goes after the entry it followed, where that is still there (after where the one
+    // before it went); otherwise after as many entries as came before it.
+    qsizetype earliest = 0, before = 0;
+    const MGNtAce *follows = nullptr;
+    for (const MGNtAce &ace : held.aces) {
+        if (!ace.isOtherKind()) {
+            follows = &ace;
+            ++before;
+            continue;
+        }
+        qsizetype place = follows ? result.aces.indexOf(*follows, earliest) : earliest;
+        if (follows && place >= 0) {
+            ++place;
+        } else {
+            place = 0;
+            for (qsizetype shown = 0; place < result.aces.size() && shown < before; ++place)
+                shown += !result.aces[place].isOtherKind();
+        }
+        place = std::max(place, earliest);
+        result.aces.insert(place, ace);
+        earliest = place + 1;
+    }
+    return result;
 }
 
 MGAclList MGNtSecurityDescriptor::list(bool directory) const
 {
     MGAclList list{MGPosixLists::aclTitle()};
+    qsizetype otherKinds = 0;
     for (const MGNtAce &ace : aces) {
+        if (ace.isOtherKind()) {
+            ++otherKinds;
+            continue;
+        }
         const quint32 flags = (ace.flags & InheritanceFlags) | ((ace.flags & InheritedFlag) ? quint32(MGAclFlag::Inherited) : 0u);
         list << MGAclEntry::aclEntry(ace.type == MGNtAce::Denied ? MGAclEntry::Deny : MGAclEntry::Allow,
                                      CBIdentity::principal(ace.sid, ace.name), ace.mask, flags, directory, false);
     }
-    list << ownerTitle(isProtected());
+    list << ownerTitle(isProtected(), otherKinds);
     list << MGAclEntry::ownerEntry(MGAclEntry::Kind::Owner, CBIdentity::principal(ownerSid, ownerName), directory);
     list << MGAclEntry::ownerEntry(MGAclEntry::Kind::OwningGroup, CBIdentity::principal(groupSid, groupName), directory);
     return list;

@@ -16,9 +16,13 @@ struct MGNtAce
     quint32 mask = 0;
     QString sid;
     QString name; // the server's name for the SID; empty when it has none
+    // The whole entry as the server holds it, for a kind the editor cannot show (object,
+    // callback, …): kept as it is, never shown, never dropped.
+    QByteArray raw = {};
+    bool isOtherKind() const { return !raw.isEmpty(); }
     bool operator==(const MGNtAce &other) const
     {
-        return type == other.type && flags == other.flags && mask == other.mask && sid == other.sid;
+        return type == other.type && flags == other.flags && mask == other.mask && sid == other.sid && raw == other.raw;
     }
 };
 
@@ -54,8 +58,15 @@ public:
     MGResultError takeNames(const QByteArray &byName);
 
     // The list the editor shows: the ACL's title and its entries in the server's order, then
-    // a section with the owner and the group.
+    // a section with the owner and the group. Entries of other kinds are not in it; the
+    // section's title says how many there are.
     MGAclList list(bool directory) const;
+    // Without its entries of other kinds: what a list read from it describes.
+    MGNtSecurityDescriptor shown() const;
+    // With the entries of other kinds `held` has, each put back after the entry it followed
+    // there (or, where that is gone, after as many entries as came before it); one that has
+    // such entries already keeps its own.
+    MGNtSecurityDescriptor keepingOtherKinds(const MGNtSecurityDescriptor &held) const;
     // The descriptor a list describes; a list with entries no server can hold (a local
     // account, an empty identity, a POSIX mask) is refused, naming the entry.
     static MGResult<MGNtSecurityDescriptor> fromList(const MGAclList &list);
@@ -81,6 +92,6 @@ public:
     static quint32 mapGenericRights(quint32 mask);
 
     // The title of the section with the owner and the group, which also says when the item is
-    // protected from inheritance.
-    static QString ownerTitle(bool protectedItem);
+    // protected from inheritance and how many entries of other kinds it keeps.
+    static QString ownerTitle(bool protectedItem, qsizetype otherKinds = 0);
 };

@@ -756,8 +756,20 @@
         <translation>Besitzer und Gruppe</translation>
     </message>
     <message>
-        <source>Owner and Group (inheritance is turned off: nothing comes from the folder above)</source>
-        <translation>Besitzer und Gruppe (Vererbung ist ausgeschaltet: nichts kommt vom Ordner darüber)</translation>
+        <source>inheritance is turned off: nothing comes from the folder above</source>
+        <translation>Vererbung ist ausgeschaltet: nichts kommt vom Ordner darüber</translation>
+    </message>
+    <message>
+        <source>%1 entry of a kind not shown here (object or conditional) is kept</source>
+        <translation>%1 Eintrag einer hier nicht gezeigten Art (Objekt oder Bedingung) bleibt erhalten</translation>
+    </message>
+    <message>
+        <source>%1 entries of kinds not shown here (object or conditional) are kept</source>
+        <translation>%1 Einträge hier nicht gezeigter Arten (Objekt oder Bedingung) bleiben erhalten</translation>
+    </message>
+    <message>
+        <source>Entries of kinds not shown here (object or conditional), which the server may count, are not counted.</source>
+        <translation>Einträge hier nicht gezeigter Arten (Objekt oder Bedingung), die der Server zählen kann, sind nicht mitgezählt.</translation>
     </message>
     <message>
         <source>Log in to “%1”</source>

@@ -94,7 +94,7 @@ MGResultError MGSmbAclStore::write(const QByteArray &url, const MGAclList &list,
         // What the caller read, as the server would hold it: the same SIDs, kinds, flags and
         // masks in the same order, owner and group.
         const MGResult<MGNtSecurityDescriptor> read = MGNtSecurityDescriptor::fromList(*expected);
-        if (!read || !(*read == *current))
+        if (!read || !(*read == current->shown()))
             return MGAclLists::changedElsewhere(WriteFailure, shown(url));
     }
     return writeDescriptor(url, *wanted, *current);
@@ -151,9 +151,11 @@ MGResultError MGSmbAclStore::send(const QByteArray &url, const MGNtSecurityDescr
     return m_client.setSecurityDescriptor(url, *bytes, parts);
 }
 
-MGResultError MGSmbAclStore::writeDescriptor(const QByteArray &url, const MGNtSecurityDescriptor &wanted,
+MGResultError MGSmbAclStore::writeDescriptor(const QByteArray &url, const MGNtSecurityDescriptor &edited,
                                              const MGNtSecurityDescriptor &current) const
 {
+    // Entries the list cannot hold stay where they were among the others.
+    const MGNtSecurityDescriptor wanted = edited.keepingOtherKinds(current);
     MGNtSecurityDescriptor expected = wanted;
     if (expected.ownerSid.isEmpty())
         expected.ownerSid = current.ownerSid;

@@ -12,8 +12,9 @@
 // caller read, and reads it back: what the server then holds is either what was sent or,
 // where it kept something else, what it held before (put back). The descriptor's control
 // flags stay as the server keeps them: an item protected from inheritance stays protected.
-// Entries known by name only are looked up by the server first. Audit entries (the SACL)
-// are never sent, and stay as they are.
+// Entries known by name only are looked up by the server first. Entries of kinds the list
+// cannot hold (object, callback) stay where they were among the others. Audit entries (the
+// SACL) are never sent, and stay as they are.
 class MGSmbAclStore
 {
 public:

@@ -140,9 +140,24 @@ private slots:
         QByteArray longList = whole;
         qToLittleEndian<quint16>(0xffff, longList.data() + 20 + 16 + 2);
         QVERIFY(!MGNtBinaryDescriptor::parse(longList));
-        const auto objectEntry = MGNtBinaryDescriptor::parse(descriptor({}, {ace(5, 0, 1, sid(1, {0}))}));
-        QVERIFY(!objectEntry);
-        QVERIFY(objectEntry.error().localizedDescription().contains(QStringLiteral("kind 5")));
+        // An entry of another kind (here an object entry) is kept whole, and written back as
+        // it was; the list leaves it out and says so.
+        const QByteArray withObject = descriptor(sid(5, {18}), {ace(0, 0, 1, sid(1, {0})), ace(5, 0x3, 1, sid(1, {0}))});
+        const auto objectEntry = MGNtBinaryDescriptor::parse(withObject);
+        QVERIFY(objectEntry && objectEntry->aces.size() == 2 && objectEntry->aces[1].isOtherKind());
+        QCOMPARE(*MGNtBinaryDescriptor::encode(*objectEntry), withObject);
+        const MGAclList shown = objectEntry->list(false);
+        QCOMPARE(MGAclLists::aclEntries(shown).size(), 1);
+        QVERIFY(shown.contains(MGAclItem(MGNtSecurityDescriptor::ownerTitle(false, 1))));
+        QVERIFY(MGNtSecurityDescriptor::ownerTitle(false, 1).contains(QLatin1String("1 entry of a kind not shown")));
+        // Edited without it, it goes back after as many of the others as came before it.
+        MGNtSecurityDescriptor edited = objectEntry->shown();
+        edited.aces.prepend(MGNtAce{1, 0, 2, QStringLiteral("S-1-1-0"), {}});
+        edited.aces << MGNtAce{0, 0, 4, QStringLiteral("S-1-5-11"), {}};
+        const MGNtSecurityDescriptor kept = edited.keepingOtherKinds(*objectEntry);
+        QCOMPARE(kept.aces.size(), 4);
+        QVERIFY(kept.aces[2].isOtherKind());
+        QVERIFY(kept.keepingOtherKinds(*objectEntry) == kept);
 
         // Whatever the bytes, an answer and no read past them (the sanitizer builds watch).
         QRandomGenerator random(7);

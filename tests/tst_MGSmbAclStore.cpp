@@ -4,7 +4,9 @@
 // as it was with a clear error.
 #include "MGAclServiceDispatcher.h"
 #include "MGNtEntryText.h"
+#include "MGNtBinaryDescriptor.h"
 #include "MGSmbAclStore.h"
+#include "CommandLineHelpers.h"
 #include "MGSmbAudit.h"
 #include "MGSmbPropagator.h"
 #include "SmbServerHelpers.h"
@@ -240,6 +242,59 @@ private slots:
         QCOMPARE(server.smbcacls(name + QStringLiteral("/inner")), inner);
         QCOMPARE(server.smbcacls(name + QStringLiteral("/inner/file")), file);
         QVERIFY(propagator.summary().summaryText().contains(QLatin1String("1 protected from inheritance")));
+    }
+
+    // An entry of a kind the editor cannot show (here a callback entry, as conditional
+    // permissions are held) is read, left out of the list with a word, and kept by a save, a
+    // propagation and the effective-access answer, which says it does not count it.
+    void anEntryOfAnotherKindIsKept()
+    {
+        const QString name = QStringLiteral("callback");
+        server.make(name, true);
+        server.make(name + QStringLiteral("/inner"), false);
+        const MGSmbClient admin(server.login(QStringLiteral("mgadmin")));
+        const MGSmbAclStore store(admin);
+        const QByteArray everyone = *MGNtBinaryDescriptor::sidBytes(QStringLiteral("S-1-1-0"));
+        QByteArray callback;
+        callback.append(char(9)).append(char(0x3)).append(char(8 + everyone.size())).append(char(0));
+        callback.append("\xa9\x00\x12\x00", 4);
+        callback += everyone;
+        MGNtSecurityDescriptor held;
+        held.aces = {MGNtAce{0, 0x3, 0x001f01ff, accounts[0], {}}, MGNtAce{9, 0x3, 0x001200a9, QStringLiteral("S-1-1-0"), {}, callback}};
+        QVERIFY(!admin.setSecurityDescriptor(SmbServer::url(name), *MGNtBinaryDescriptor::encode(held), 0x4));
+        const QString kept = QStringLiteral("ACL:S-1-1-0:9/0x3/0x001200a9");
+        QVERIFY2(server.smbcacls(name, QStringLiteral("mgadmin")).contains(kept), qPrintable(server.smbcacls(name, QStringLiteral("mgadmin")).join('\n')));
+
+        const MGResult<MGAclList> read = store.read(SmbServer::url(name));
+        QVERIFY2(read, qPrintable(read ? QString() : read.error().fullDescription()));
+        QCOMPARE(MGAclLists::aclEntries(*read).size(), 1);
+        QVERIFY(read->contains(MGAclItem(MGNtSecurityDescriptor::ownerTitle(false, 1))));
+        MGAclList changed = *read;
+        MGNtEntryText::set(changed, MGNtAce{MGNtAce::Allowed, 0, 0x001200a9, {}, {}}, QStringLiteral("S-1-5-11"));
+        const MGResultError written = store.write(SmbServer::url(name), changed, *read);
+        QVERIFY2(!written, qPrintable(written ? written->fullDescription() : QString()));
+        const QStringList after = server.smbcacls(name, QStringLiteral("mgadmin"));
+        QVERIFY(after.contains(kept) && after.contains(QStringLiteral("ACL:S-1-5-11:0/0x0/0x001200a9")));
+        QCOMPARE(after.indexOf(kept), after.indexOf(QStringLiteral("ACL:%1:0/0x3/0x001f01ff").arg(accounts[0])) + 1);
+
+        // Below, the file's inherited copy of it (as a server makes it) stays as it is.
+        QByteArray copy = callback;
+        copy[1] = char(0x10);
+        held.aces = {MGNtAce{0, 0, 0x001f01ff, accounts[0], {}}, MGNtAce{9, 0x10, 0x001200a9, QStringLiteral("S-1-1-0"), {}, copy}};
+        QVERIFY(!admin.setSecurityDescriptor(SmbServer::url(name + QStringLiteral("/inner")), *MGNtBinaryDescriptor::encode(held), 0x4));
+        const QStringList innerBefore = server.smbcacls(name + QStringLiteral("/inner"), QStringLiteral("mgadmin")).filter(QStringLiteral(":9/"));
+        QCOMPARE(innerBefore, QStringList{QStringLiteral("ACL:S-1-1-0:9/0x10/0x001200a9")});
+        MGSmbPropagator propagator(store, SmbServer::url(name), *store.read(SmbServer::url(name)));
+        QVERIFY(!propagator.run());
+        QCOMPARE(propagator.summary().failed, 0);
+        QCOMPARE(server.smbcacls(name + QStringLiteral("/inner"), QStringLiteral("mgadmin")).filter(QStringLiteral(":9/")), innerBefore);
+        QCOMPARE(server.smbcacls(name, QStringLiteral("mgadmin")), after);
+
+        const Run access = acl({QStringLiteral("access"), QStringLiteral("mgbob"), QString::fromLatin1(SmbServer::url(name)),
+                                QStringLiteral("--authentication-file"), server.authFile(QStringLiteral("mgadmin"))});
+        QCOMPARE(access.status, 0);
+        QVERIFY2(access.out.startsWith(QLatin1String("# ")) && access.out.contains(QLatin1String("Entries of kinds not shown here")),
+                 qPrintable(access.out));
     }
 
     // On a share where the entries alone decide (as on a Windows server), an account that may
