@@ -32,7 +32,6 @@ struct Library
     decltype(&smbc_setDebug) setDebug = nullptr;
     decltype(&smbc_setLogCallback) setLogCallback = nullptr;
     decltype(&smbc_getFunctionGetxattr) getxattr = nullptr;
-    decltype(&smbc_getFunctionSetxattr) setxattr = nullptr;
     decltype(&smbc_getFunctionStat) stat = nullptr;
     decltype(&smbc_getFunctionOpendir) opendir = nullptr;
     decltype(&smbc_getFunctionReaddir) readdir = nullptr;
@@ -80,7 +79,6 @@ const Library &library()
         lib.resolve(l.setDebug, "smbc_setDebug");
         lib.resolve(l.setLogCallback, "smbc_setLogCallback");
         lib.resolve(l.getxattr, "smbc_getFunctionGetxattr");
-        lib.resolve(l.setxattr, "smbc_getFunctionSetxattr");
         lib.resolve(l.stat, "smbc_getFunctionStat");
         lib.resolve(l.opendir, "smbc_getFunctionOpendir");
         lib.resolve(l.readdir, "smbc_getFunctionReaddir");
