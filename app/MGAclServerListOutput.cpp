@@ -24,6 +24,21 @@ const MGAclEntry *ownerOf(const MGAclList &list, MGAclEntry::Kind kind)
     return nullptr;
 }
 
+// What the list says of the item beyond its entries (protected from inheritance, entries of
+// kinds it does not show), which the title of its owner's section carries; empty when that
+// title is the plain one.
+QString remark(const MGAclList &list)
+{
+    QString title;
+    for (const MGAclItem &item : list) {
+        if (const QString *text = std::get_if<QString>(&item))
+            title = *text;
+        else if (const MGAclEntry *entry = MGAclLists::entryOf(item); entry && entry->kind() == MGAclEntry::Kind::Owner)
+            return title == MGNtSecurityDescriptor::ownerTitle(false) ? QString() : title;
+    }
+    return QString();
+}
+
 bool canonical(const MGAclList &list)
 {
     const MGResult<MGNtSecurityDescriptor> descriptor = MGNtSecurityDescriptor::fromList(list);
@@ -58,6 +73,8 @@ QByteArray text(const MGAclList &list, const QUrl &url)
     out += QStringLiteral("# owner: %1\n").arg(account(ownerOf(list, MGAclEntry::Kind::Owner)));
     out += QStringLiteral("# group: %1\n").arg(account(ownerOf(list, MGAclEntry::Kind::OwningGroup)));
     out += QStringLiteral("# canonical order: %1\n").arg(canonical(list) ? QStringLiteral("yes") : QStringLiteral("no"));
+    if (const QString said = remark(list); !said.isEmpty())
+        out += QStringLiteral("# %1\n").arg(said);
     for (qsizetype row = 0; row < list.size(); ++row) {
         const MGAclEntry *entry = MGAclLists::entryOf(list[row]);
         if (entry && entry->isAcl())
@@ -72,6 +89,8 @@ QByteArray json(const MGAclList &list, const QUrl &url)
                      {QStringLiteral("owner"), accountJson(ownerOf(list, MGAclEntry::Kind::Owner))},
                      {QStringLiteral("group"), accountJson(ownerOf(list, MGAclEntry::Kind::OwningGroup))},
                      {QStringLiteral("canonical"), canonical(list)}};
+    if (const QString said = remark(list); !said.isEmpty())
+        item.insert(QStringLiteral("remark"), said);
     QJsonArray entries;
     bool folder = false;
     for (qsizetype row = 0; row < list.size(); ++row) {

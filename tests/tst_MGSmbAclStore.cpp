@@ -2,16 +2,17 @@
 // namespace of its own: what we write, smbcacls reads back identically and the other way
 // round, a change made elsewhere is never overwritten, and every bad case leaves the item
 // as it was with a clear error.
-#include "MGAclServiceDispatcher.h"
-#include "MGNtEntryText.h"
-#include "MGNtBinaryDescriptor.h"
-#include "MGSmbAclStore.h"
 #include "CommandLineHelpers.h"
+#include "MGAclServiceDispatcher.h"
+#include "MGNtBinaryDescriptor.h"
+#include "MGNtEntryText.h"
+#include "MGSmbAclStore.h"
 #include "MGSmbAudit.h"
 #include "MGSmbPropagator.h"
 #include "SmbServerHelpers.h"
 
 #include <QElapsedTimer>
+#include <QJsonDocument>
 
 namespace {
 // smbcacls' numeric form of one entry: "ACL:SID:TYPE/0xFLAGS/0xMASK".
@@ -229,6 +230,13 @@ private slots:
         QCOMPARE(held->aces[0].type, int(MGNtAce::Allowed));
         QCOMPARE(server.smbcacls(name), numericLines(*held));
         QVERIFY2(server.control(name).contains(QLatin1String("PD")), qPrintable(server.control(name)));
+        // The command line says it too.
+        const QStringList login{QStringLiteral("--authentication-file"), server.authFile(QStringLiteral("mgalice"))};
+        const Run listed = acl(QStringList{QStringLiteral("list"), QString::fromLatin1(SmbServer::url(name))} + login);
+        QVERIFY2(listed.out.contains(QStringLiteral("# canonical order: no\n# %1\n").arg(MGNtSecurityDescriptor::ownerTitle(true))),
+                 qPrintable(listed.out));
+        const Run json = acl(QStringList{QStringLiteral("list"), QStringLiteral("--json"), QString::fromLatin1(SmbServer::url(name))} + login);
+        QCOMPARE(QJsonDocument::fromJson(json.out.toUtf8())[QStringLiteral("remark")].toString(), MGNtSecurityDescriptor::ownerTitle(true));
 
         // A protected folder below takes nothing, nor does what is below it.
         QVERIFY(server.protect(name + QStringLiteral("/inner")));
