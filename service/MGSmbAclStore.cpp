@@ -42,8 +42,12 @@ MGResult<MGNtSecurityDescriptor> MGSmbAclStore::readDescriptor(const QByteArray 
         MGResult<MGNtSecurityDescriptor> descriptor = MGNtBinaryDescriptor::parse(*binary);
         if (!descriptor)
             return wrapped(ReadFailure, url, descriptor.error());
-        // A share that keeps no ACLs answers with Everyone as owner and group, and nothing else.
-        if (descriptor->aces.size() <= 1 && descriptor->ownerSid == Everyone && descriptor->groupSid == Everyone)
+        // A share that keeps no ACLs answers with Everyone as owner and group, and no list (read
+        // as the one entry that lets Everyone do everything) or an empty one.
+        const bool noList = descriptor->aces.isEmpty()
+            || (descriptor->aces.size() == 1 && descriptor->aces[0].sid == Everyone
+                && descriptor->aces[0].mask == MGNtBinaryDescriptor::FullControl);
+        if (noList && descriptor->ownerSid == Everyone && descriptor->groupSid == Everyone)
             return MGError::posixError(ENOTSUP, QStringLiteral("%1 \u201c%2\u201d: the share it is on does not keep "
                                                                "access control lists.")
                                                     .arg(ReadFailure, shown(url)));
