@@ -89,13 +89,13 @@ MGResult<MGNtSecurityDescriptor> MGNtBinaryDescriptor::parse(const QByteArray &b
         const qsizetype size = r.u16(at + 2);
         if (size < 16 || at + size > listEnd)
             return unreadable(QStringLiteral("entry %1 has a wrong size").arg(i + 1));
-        const std::optional<QString> sid = r.sid(at + 8, at + size);
         if (type != MGNtAce::Allowed && type != MGNtAce::Denied) {
-            // Kept whole; its SID, where it stands after the rights, only for its name.
-            descriptor.aces << MGNtAce{type, flags, r.u32(at + 4), sid.value_or(QString()), QString(), bytes.mid(at, size)};
+            // Kept whole, by its bytes alone: in object kinds the SID does not follow the rights.
+            descriptor.aces << MGNtAce{type, flags, r.u32(at + 4), QString(), QString(), bytes.mid(at, size)};
             at += size;
             continue;
         }
+        const std::optional<QString> sid = r.sid(at + 8, at + size);
         if (!sid)
             return unreadable(QStringLiteral("entry %1 names no SID").arg(i + 1));
         descriptor.aces << MGNtAce{type, flags, r.u32(at + 4), *sid, QString()};

@@ -149,9 +149,14 @@ MGNtSecurityDescriptor MGNtSecurityDescriptor::shown() const
     return result;
 }
 
+qsizetype MGNtSecurityDescriptor::otherKinds() const
+{
+    return std::count_if(aces.begin(), aces.end(), [](const MGNtAce &ace) { return ace.isOtherKind(); });
+}
+
 MGNtSecurityDescriptor MGNtSecurityDescriptor::keepingOtherKinds(const MGNtSecurityDescriptor &held) const
 {
-    if (std::any_of(aces.begin(), aces.end(), [](const MGNtAce &ace) { return ace.isOtherKind(); }))
+    if (otherKinds() > 0)
         return *this;
     MGNtSecurityDescriptor result = *this;
     // Each goes after the entry it followed, where that is still there (after where the one
@@ -182,17 +187,14 @@ MGNtSecurityDescriptor MGNtSecurityDescriptor::keepingOtherKinds(const MGNtSecur
 MGAclList MGNtSecurityDescriptor::list(bool directory) const
 {
     MGAclList list{MGPosixLists::aclTitle()};
-    qsizetype otherKinds = 0;
     for (const MGNtAce &ace : aces) {
-        if (ace.isOtherKind()) {
-            ++otherKinds;
+        if (ace.isOtherKind())
             continue;
-        }
         const quint32 flags = (ace.flags & InheritanceFlags) | ((ace.flags & InheritedFlag) ? quint32(MGAclFlag::Inherited) : 0u);
         list << MGAclEntry::aclEntry(ace.type == MGNtAce::Denied ? MGAclEntry::Deny : MGAclEntry::Allow,
                                      CBIdentity::principal(ace.sid, ace.name), ace.mask, flags, directory, false);
     }
-    list << ownerTitle(isProtected(), otherKinds);
+    list << ownerTitle(isProtected(), otherKinds());
     list << MGAclEntry::ownerEntry(MGAclEntry::Kind::Owner, CBIdentity::principal(ownerSid, ownerName), directory);
     list << MGAclEntry::ownerEntry(MGAclEntry::Kind::OwningGroup, CBIdentity::principal(groupSid, groupName), directory);
     return list;

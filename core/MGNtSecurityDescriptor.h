@@ -63,6 +63,7 @@ public:
     MGAclList list(bool directory) const;
     // Without its entries of other kinds: what a list read from it describes.
     MGNtSecurityDescriptor shown() const;
+    qsizetype otherKinds() const;
     // With the entries of other kinds `held` has, each put back after the entry it followed
     // there (or, where that is gone, after as many entries as came before it); one that has
     // such entries already keeps its own.

@@ -7,7 +7,6 @@
 #include "NTLocalizedString.h"
 
 #include <QUrl>
-#include <algorithm>
 
 namespace {
 using namespace MGAclPermission;
@@ -100,7 +99,7 @@ MGResult<MGSmbAccess::Tree> MGSmbAccess::accessTree(const QByteArray &url, const
     MGResult<MGNtSecurityDescriptor> item = m_store.readDescriptor(url);
     if (!item)
         return item.error();
-    if (std::any_of(item->aces.begin(), item->aces.end(), [](const MGNtAce &ace) { return ace.isOtherKind(); }))
+    if (item->otherKinds() > 0)
         notCounted << t(QStringLiteral("Entries of kinds not shown here (object or conditional), which the server may "
                                        "count, are not counted."));
     const MGResult<struct stat> status = m_store.client().status(url);

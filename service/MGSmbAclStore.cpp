@@ -9,19 +9,13 @@
 
 namespace {
 constexpr const char *ByName = "system.nt_sec_desc.*+";
-constexpr quint32 OwnerPart = 0x1, GroupPart = 0x2, AclPart = 0x4;
 // Two readings that do not match were made across a change; one more try each time.
 constexpr int ReadAttempts = 3;
 const QString Everyone = QStringLiteral("S-1-1-0");
 
-QString shown(const QByteArray &url)
-{
-    return QUrl::fromEncoded(url).toDisplayString(QUrl::RemovePassword);
-}
-
 MGError wrapped(const QString &what, const QByteArray &url, const MGError &error)
 {
-    return MGError::errorWithError(error, QStringLiteral("%1 \u201c%2\u201d").arg(what, shown(url)));
+    return MGError::errorWithError(error, QStringLiteral("%1 \u201c%2\u201d").arg(what, MGSmbClient::shown(url)));
 }
 }
 
@@ -50,7 +44,7 @@ MGResult<MGNtSecurityDescriptor> MGSmbAclStore::readDescriptor(const QByteArray 
         if (noList && descriptor->ownerSid == Everyone && descriptor->groupSid == Everyone)
             return MGError::posixError(ENOTSUP, QStringLiteral("%1 \u201c%2\u201d: the share it is on does not keep "
                                                                "access control lists.")
-                                                    .arg(ReadFailure, shown(url)));
+                                                    .arg(ReadFailure, MGSmbClient::shown(url)));
         if (!names)
             return descriptor;
         // The server's names come with the text form; two readings that do not match were made
@@ -85,7 +79,7 @@ MGResultError MGSmbAclStore::write(const QByteArray &url, const MGAclList &list,
     if (wanted->binarySize() > MGNtSecurityDescriptor::MaximumBinarySize)
         return MGError::posixError(EFBIG, QStringLiteral("%1 \u201c%2\u201d: its %3 entries take about %4 bytes, and a "
                                                          "server keeps at most %5. Nothing was changed.")
-                                              .arg(WriteFailure, shown(url))
+                                              .arg(WriteFailure, MGSmbClient::shown(url))
                                               .arg(wanted->aces.size())
                                               .arg(wanted->binarySize())
                                               .arg(MGNtSecurityDescriptor::MaximumBinarySize));
@@ -99,7 +93,7 @@ MGResultError MGSmbAclStore::write(const QByteArray &url, const MGAclList &list,
         // masks in the same order, owner and group.
         const MGResult<MGNtSecurityDescriptor> read = MGNtSecurityDescriptor::fromList(*expected);
         if (!read || !(*read == current->shown()))
-            return MGAclLists::changedElsewhere(WriteFailure, shown(url));
+            return MGAclLists::changedElsewhere(WriteFailure, MGSmbClient::shown(url));
     }
     return writeDescriptor(url, *wanted, *current);
 }
@@ -122,7 +116,7 @@ MGResultError MGSmbAclStore::lookUpNames(const QByteArray &url, MGNtSecurityDesc
         if (!sids->contains(name))
             return MGError::posixError(ENOENT, QStringLiteral("%1 \u201c%2\u201d: the server knows no account "
                                                               "\u201c%3\u201d. Nothing was changed.")
-                                                   .arg(WriteFailure, shown(url), name));
+                                                   .arg(WriteFailure, MGSmbClient::shown(url), name));
     }
     if (descriptor.ownerSid.isEmpty() && !descriptor.ownerName.isEmpty())
         descriptor.ownerSid = sids->value(descriptor.ownerName);
@@ -140,15 +134,15 @@ MGResultError MGSmbAclStore::send(const QByteArray &url, const MGNtSecurityDescr
     // control flags stay as the server keeps them (a protection from inheritance above all).
     MGNtSecurityDescriptor sent = descriptor;
     sent.control = current.control;
-    quint32 parts = AclPart;
+    quint32 parts = MGSmbClient::AclPart;
     if (sent.ownerSid.isEmpty() || sent.ownerSid == current.ownerSid)
         sent.ownerSid.clear();
     else
-        parts |= OwnerPart;
+        parts |= MGSmbClient::OwnerPart;
     if (sent.groupSid.isEmpty() || sent.groupSid == current.groupSid)
         sent.groupSid.clear();
     else
-        parts |= GroupPart;
+        parts |= MGSmbClient::GroupPart;
     const MGResult<QByteArray> bytes = MGNtBinaryDescriptor::encode(sent);
     if (!bytes)
         return bytes.error();
@@ -178,7 +172,7 @@ MGResultError MGSmbAclStore::writeDescriptor(const QByteArray &url, const MGNtSe
             return std::nullopt;
         return MGError::posixError(ECONNRESET, QStringLiteral("%1 \u201c%2\u201d: the server closed the connection while "
                                                               "it took the change; %3")
-                                                   .arg(WriteFailure, shown(url))
+                                                   .arg(WriteFailure, MGSmbClient::shown(url))
                                                    .arg(!now ? QStringLiteral("what it holds now could not be read: %1")
                                                                    .arg(now.error().localizedDescription())
                                                        : holds(*now, current) ? QStringLiteral("it still holds what it held before, "
@@ -190,7 +184,7 @@ MGResultError MGSmbAclStore::writeDescriptor(const QByteArray &url, const MGNtSe
     if (!now)
         return MGError::errorWithError(now.error(), QStringLiteral("%1 \u201c%2\u201d: the change was sent, but what the "
                                                                    "server holds now could not be read back")
-                                                        .arg(WriteFailure, shown(url)));
+                                                        .arg(WriteFailure, MGSmbClient::shown(url)));
     if (holds(*now, expected))
         return std::nullopt;
     // The server kept something else than was sent (a permission it maps away, an entry it
@@ -198,7 +192,7 @@ MGResultError MGSmbAclStore::writeDescriptor(const QByteArray &url, const MGNtSe
     const MGResultError undo = send(url, current, *now);
     return MGError::posixError(EIO, QStringLiteral("%1 \u201c%2\u201d: the server kept other entries than were sent (%3 "
                                                    "sent, %4 kept); %5")
-                                        .arg(WriteFailure, shown(url))
+                                        .arg(WriteFailure, MGSmbClient::shown(url))
                                         .arg(wanted.aces.size())
                                         .arg(now->aces.size())
                                         .arg(undo ? QStringLiteral("putting back what it held before failed too: %1")

@@ -109,7 +109,7 @@ MGResult<qint64> MGSmbAudit::run(const QByteArray &url)
     if (m_summary) {
         auto t = [](const char *key) { return NTLocalizedString::localize(QString::fromUtf8(key), QStringLiteral("ACL")); };
         QString text = t("# What \u201c%1\u201d may do with %2 items below \u201c%3\u201d")
-                           .arg(m_identityName, NTLocalizedString::count(m_items), QUrl::fromEncoded(url).toDisplayString())
+                           .arg(m_identityName, NTLocalizedString::count(m_items), MGSmbClient::shown(url))
             + QLatin1Char('\n');
         const QList<std::pair<const char *, qint64>> rows = {
             {"read-write", m_readWrite}, {"read-only", m_readOnly}, {"write-only", m_writeOnly}, {"neither", m_none}, {"not-entered", 0}};
@@ -121,11 +121,11 @@ MGResult<qint64> MGSmbAudit::run(const QByteArray &url)
     if (m_serverGone)
         return MGError::errorWithError(*m_firstFailure, QStringLiteral("The audit below \u201c%1\u201d ended after %2 items: "
                                                                        "the server stopped answering")
-                                                            .arg(QUrl::fromEncoded(url).toDisplayString())
+                                                            .arg(MGSmbClient::shown(url))
                                                             .arg(m_items));
     if (m_firstFailure)
         return MGError::errorWithError(*m_firstFailure, QStringLiteral("Cannot audit the permissions of %1 items below \u201c%2\u201d")
                                                             .arg(m_failed)
-                                                            .arg(QUrl::fromEncoded(url).toDisplayString()));
+                                                            .arg(MGSmbClient::shown(url)));
     return m_items;
 }

@@ -131,8 +131,13 @@ struct CachedServer
 
 constexpr quint32 ReadControl = 0x00020000, WriteDac = 0x00040000, WriteOwner = 0x00080000;
 constexpr quint32 ShareAll = 0x7, OpenExisting = 1;
-constexpr quint32 OwnerPart = 0x1, GroupPart = 0x2, AclPart = 0x4;
 constexpr NtStatus ConnectionDisconnected = 0xC000020C, ConnectionReset = 0xC000020D;
+
+// Where the library's connection to a share is filed here: server and share, as they come.
+QString filedKey(const QString &server, const QString &share)
+{
+    return (server + QLatin1Char('/') + share).toLower();
+}
 
 QRecursiveMutex &turns()
 {
@@ -160,9 +165,8 @@ struct MGSmbClient::Context
 {
     SMBCCTX *context = nullptr;
     const MGServerCredentials *credentials = nullptr;
-    // What the library filed each share's connection under, by "server/share" in lower case,
-    // to ask it for the connection again: server and share as given, and the workgroup and
-    // user it settled on.
+    // What the library filed each share's connection under (by filedKey), to ask it for the
+    // connection again: server and share as given, and the workgroup and user it settled on.
     struct Filed
     {
         QByteArray server, share, workgroup, user;
@@ -207,8 +211,8 @@ MGSmbClient::MGSmbClient(const MGServerCredentials &credentials) : m_credentials
     l.setAddCachedServer(context, [](SMBCCTX *c, SMBCSRV *server, const char *name, const char *share,
                                      const char *workgroup, const char *user) {
         auto *self = static_cast<Context *>(library().getUserData(c));
-        const QString key = (QString::fromUtf8(name) + QLatin1Char('/') + QString::fromUtf8(share)).toLower();
-        self->filed.insert(key, {name, share, workgroup ? workgroup : "", user ? user : ""});
+        self->filed.insert(filedKey(QString::fromUtf8(name), QString::fromUtf8(share)),
+                           {name, share, workgroup ? workgroup : "", user ? user : ""});
         return self->fileServer(c, server, name, share, workgroup, user);
     });
     l.noAnonymous(context, 1);
@@ -234,9 +238,14 @@ MGSmbClient::~MGSmbClient()
     }
 }
 
+QString MGSmbClient::shown(const QByteArray &url)
+{
+    return QUrl::fromEncoded(url).toDisplayString(QUrl::RemovePassword);
+}
+
 MGError MGSmbClient::failure(const QByteArray &url, int error) const
 {
-    const QString item = QUrl::fromEncoded(url).toDisplayString(QUrl::RemovePassword);
+    const QString item = shown(url);
     // The library says 0 where the server refused a change without saying why, and "invalid
     // argument" where the user's own login found no Kerberos ticket the server takes: both
     // are refusals, which another account may overcome.
@@ -304,10 +313,10 @@ MGError MGSmbClient::statusFailure(const QByteArray &url, quint32 status) const
     case 0xC0000257: // path not covered: a link of a distributed file system
         return MGError::posixError(EREMOTE, QStringLiteral("\u201c%1\u201d: the path leads through a link to another "
                                                            "server (DFS), which is not followed.")
-                                                .arg(QUrl::fromEncoded(url).toDisplayString(QUrl::RemovePassword)));
+                                                .arg(shown(url)));
     default:
         return MGError::posixError(EIO, QStringLiteral("\u201c%1\u201d: the server answered with status 0x%2.")
-                                            .arg(QUrl::fromEncoded(url).toDisplayString(QUrl::RemovePassword))
+                                            .arg(shown(url))
                                             .arg(status, 8, 16, QLatin1Char('0')));
     }
 }
@@ -315,8 +324,7 @@ MGError MGSmbClient::statusFailure(const QByteArray &url, quint32 status) const
 MGResult<void *> MGSmbClient::shareConnection(const QByteArray &url, QByteArray *path, bool make) const
 {
     const QUrl item = QUrl::fromEncoded(url);
-    const QString share = item.path().section(QLatin1Char('/'), 1, 1);
-    const QString key = (item.host() + QLatin1Char('/') + share).toLower();
+    const QString key = filedKey(item.host(), item.path().section(QLatin1Char('/'), 1, 1));
     const auto cached = [&]() -> SMBCSRV * {
         const auto filed = m_context->filed.constFind(key);
         if (filed == m_context->filed.constEnd())

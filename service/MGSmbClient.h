@@ -39,6 +39,9 @@ public:
     // flags (protection from inheritance) kept. Asks for the right to change permissions, and
     // for the right to take ownership only when owner or group are sent.
     MGResultError setSecurityDescriptor(const QByteArray &url, const QByteArray &descriptor, quint32 information) const;
+    static constexpr quint32 OwnerPart = 0x1, GroupPart = 0x2, AclPart = 0x4;
+    // An item's URL as messages show it (never with a password).
+    static QString shown(const QByteArray &url);
     MGResult<struct stat> status(const QByteArray &url) const;
     // The names in a folder, without "." and ".." (and without what the server lists but is
     // no file or folder: printers, pipes).

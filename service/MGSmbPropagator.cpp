@@ -35,10 +35,10 @@ void MGSmbPropagator::fail(const QByteArray &item, const MGError &error)
         m_serverGone = MGError::errorWithError(error, QStringLiteral("The propagation ended at \u201c%1\u201d: the server "
                                                                      "stopped answering. What was changed before stays "
                                                                      "changed; the rest was not walked")
-                                                          .arg(QUrl::fromEncoded(item).toDisplayString()));
+                                                          .arg(MGSmbClient::shown(item)));
     ++m_summary.failed;
     if (m_summary.failedPaths.size() < MGPropagationProgress::ReportedPaths)
-        m_summary.failedPaths << QStringLiteral("%1: %2").arg(QUrl::fromEncoded(item).toDisplayString(), error.fullDescription());
+        m_summary.failedPaths << QStringLiteral("%1: %2").arg(MGSmbClient::shown(item), error.fullDescription());
 }
 
 MGResultError MGSmbPropagator::run()

@@ -85,8 +85,10 @@ MGResult<std::optional<MGNtSecurityDescriptor>> MGSmbShareSecurity::descriptorFo
     // Entries come by SID alone; the server's names make them readable, and match aliases
     // known by name. A server that does not name them leaves them as SIDs.
     QStringList sids;
-    for (const MGNtAce &ace : descriptor->aces)
-        sids << ace.sid;
+    for (const MGNtAce &ace : descriptor->aces) {
+        if (!ace.isOtherKind())
+            sids << ace.sid;
+    }
     if (const MGResult<QHash<QString, QString>> names = MGSmbAuthority(m_client).namesOf(item.host(), sids)) {
         for (MGNtAce &ace : descriptor->aces)
             ace.name = names->value(ace.sid);

@@ -91,6 +91,17 @@ class tst_MGSmbAclStore : public QObject
         return descriptor;
     }
 
+    // TOP/a and TOP/b, three files in each: a walk that stops after its first folder leaves
+    // the files unreached.
+    void makeTwoFolders(const QString &top)
+    {
+        for (const QString &folder : {top + QStringLiteral("/a"), top + QStringLiteral("/b")}) {
+            server.make(folder, true);
+            for (int i = 0; i < 3; ++i)
+                server.make(folder + QStringLiteral("/f%1").arg(i), false);
+        }
+    }
+
 private slots:
     void initTestCase()
     {
@@ -269,7 +280,7 @@ private slots:
         callback += everyone;
         MGNtSecurityDescriptor held;
         held.aces = {MGNtAce{0, 0x3, 0x001f01ff, accounts[0], {}}, MGNtAce{9, 0x3, 0x001200a9, QStringLiteral("S-1-1-0"), {}, callback}};
-        QVERIFY(!admin.setSecurityDescriptor(SmbServer::url(name), *MGNtBinaryDescriptor::encode(held), 0x4));
+        QVERIFY(!admin.setSecurityDescriptor(SmbServer::url(name), *MGNtBinaryDescriptor::encode(held), MGSmbClient::AclPart));
         const QString kept = QStringLiteral("ACL:S-1-1-0:9/0x3/0x001200a9");
         QVERIFY2(server.smbcacls(name, QStringLiteral("mgadmin")).contains(kept), qPrintable(server.smbcacls(name, QStringLiteral("mgadmin")).join('\n')));
 
@@ -289,7 +300,7 @@ private slots:
         QByteArray copy = callback;
         copy[1] = char(0x10);
         held.aces = {MGNtAce{0, 0, 0x001f01ff, accounts[0], {}}, MGNtAce{9, 0x10, 0x001200a9, QStringLiteral("S-1-1-0"), {}, copy}};
-        QVERIFY(!admin.setSecurityDescriptor(SmbServer::url(name + QStringLiteral("/inner")), *MGNtBinaryDescriptor::encode(held), 0x4));
+        QVERIFY(!admin.setSecurityDescriptor(SmbServer::url(name + QStringLiteral("/inner")), *MGNtBinaryDescriptor::encode(held), MGSmbClient::AclPart));
         const QStringList innerBefore = server.smbcacls(name + QStringLiteral("/inner"), QStringLiteral("mgadmin")).filter(QStringLiteral(":9/"));
         QCOMPARE(innerBefore, QStringList{QStringLiteral("ACL:S-1-1-0:9/0x10/0x001200a9")});
         MGSmbPropagator propagator(store, SmbServer::url(name), *store.read(SmbServer::url(name)));
@@ -476,11 +487,7 @@ private slots:
     // than item by item; what was changed stays changed, what was not reached is as it was.
     void aServerGoneDuringAPropagationEndsIt()
     {
-        for (const QString &folder : {QStringLiteral("far/a"), QStringLiteral("far/b")}) {
-            server.make(folder, true);
-            for (int i = 0; i < 3; ++i)
-                server.make(folder + QStringLiteral("/f%1").arg(i), false);
-        }
+        makeTwoFolders(QStringLiteral("far"));
         server.make(QStringLiteral("far/top"), false);
         sh(QStringLiteral("chown -R mgalice %1").arg(quoted(server.root + QStringLiteral("/far"))));
         const MGSmbClient client(server.login(QStringLiteral("mgalice")));
@@ -518,11 +525,7 @@ private slots:
     // The same for an audit: it ends with the items it judged, rather than item by item.
     void aServerGoneDuringAnAuditEndsIt()
     {
-        for (const QString &folder : {QStringLiteral("seen/a"), QStringLiteral("seen/b")}) {
-            server.make(folder, true);
-            for (int i = 0; i < 3; ++i)
-                server.make(folder + QStringLiteral("/f%1").arg(i), false);
-        }
+        makeTwoFolders(QStringLiteral("seen"));
         const MGSmbClient client(server.login(QStringLiteral("mgalice")));
         const MGSmbAclStore store(client);
         MGNtToken token;
