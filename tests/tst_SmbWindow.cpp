@@ -9,6 +9,8 @@
 #include "MGLoginDialog.h"
 #include "MGServerLogins.h"
 #include "PluginHelpers.h"
+#include "MGNtBinaryDescriptor.h"
+#include "MGSmbClient.h"
 #include "SmbServerHelpers.h"
 
 #include <QCheckBox>
@@ -119,6 +121,72 @@ private slots:
         QTRY_VERIFY(!plugin->window()->isWindowModified());
         QVERIFY2(server.smbcacls(inner).contains(QStringLiteral("ACL:%1:1/0xa/0x00040000").arg(server.sid(QStringLiteral("mgbob")))),
                  qPrintable(server.smbcacls(inner).join('\n')));
+        plugin->window()->close();
+    }
+
+    // An item protected from inheritance that holds an entry of a kind the window does not
+    // show: the title above the owner says both; an edit made with the keyboard (Escape on
+    // one editor, arrows and Return in another) shows what the list holds, and once saved the
+    // server holds the edit, the protection and the entry it was not shown.
+    void aSaveKeepsWhatTheWindowDoesNotShow()
+    {
+        const QString inner = makeFolder(QStringLiteral("kept"));
+        MGServerLogins::rememberForEveryServer(server.login(QStringLiteral("mgalice")));
+        QVERIFY(server.protect(inner));
+        const MGSmbClient admin(server.login(QStringLiteral("mgadmin")));
+        MGResult<QByteArray> held = admin.securityDescriptor(SmbServer::url(inner));
+        QVERIFY(held);
+        const QByteArray everyone = *MGNtBinaryDescriptor::sidBytes(QStringLiteral("S-1-1-0"));
+        QByteArray callback;
+        callback.append(char(9)).append(char(0)).append(char(8 + everyone.size())).append(char(0));
+        callback.append("\xa9\x00\x12\x00", 4);
+        callback += everyone;
+        MGNtSecurityDescriptor withCallback = *MGNtBinaryDescriptor::parse(*held);
+        withCallback.ownerSid.clear();
+        withCallback.groupSid.clear();
+        withCallback.aces << MGNtAce{9, 0, 0x001200a9, QString(), QString(), callback};
+        QVERIFY(!admin.setSecurityDescriptor(SmbServer::url(inner), *MGNtBinaryDescriptor::encode(withCallback), MGSmbClient::AclPart));
+        const QString kept = QStringLiteral("ACL:S-1-1-0:9/0x0/0x001200a9");
+        QVERIFY(server.smbcacls(inner).contains(kept));
+        QVERIFY(server.control(inner).contains(QLatin1String("PD")));
+
+        const MGAclPlugin::Pointer plugin = openWindow(QString::fromLatin1(SmbServer::url(inner)));
+        MGAclEntriesViewController *view = entriesView(plugin);
+        const QStringList shown = rows(view);
+        QVERIFY2(shown.contains(QStringLiteral("# ") + MGNtSecurityDescriptor::ownerTitle(true, 1)), qPrintable(shown.join('\n')));
+
+        // Escape leaves a cell as the list holds it.
+        const int bob = int(shown.indexOf(QStringLiteral("Deny|MGSERVER\\mgbob|Custom\u2026|No|This folder only")));
+        QVERIFY2(bob > 0, qPrintable(shown.join('\n')));
+        auto *tag = qobject_cast<QComboBox *>(keyOnCell(view, bob, MGAclEntriesTableModel::TagColumn, Qt::Key_F2));
+        QVERIFY(tag);
+        QTRY_VERIFY(tag->view()->isVisible());
+        QTest::keyClick(tag->view(), Qt::Key_Up);
+        QTest::keyClick(tag->view(), Qt::Key_Escape);
+        QTRY_VERIFY(!tag->view()->isVisible());
+        QTest::keyClick(tag, Qt::Key_Escape);
+        QTRY_VERIFY(!view->cellEditor(bob, MGAclEntriesTableModel::TagColumn));
+        QCOMPARE(rows(view), shown);
+        QVERIFY(!plugin->window()->isWindowModified());
+
+        // Down and Return: the Deny becomes an Allow, in the cell and in the list.
+        tag = qobject_cast<QComboBox *>(keyOnCell(view, bob, MGAclEntriesTableModel::TagColumn, Qt::Key_F2));
+        QVERIFY(tag);
+        QTRY_VERIFY(tag->view()->isVisible());
+        QTest::keyClick(tag->view(), Qt::Key_Up);
+        QTest::keyClick(tag->view(), Qt::Key_Return);
+        QTRY_VERIFY(!view->cellEditor(bob, MGAclEntriesTableModel::TagColumn));
+        QCOMPARE(view->tableView()->model()->index(bob, MGAclEntriesTableModel::TagColumn).data().toString(), QStringLiteral("Allow"));
+        QVERIFY(plugin->window()->isWindowModified());
+        QSignalSpy saved(plugin.get(), &MGAclPlugin::entriesChanged);
+        QTest::keyClick(plugin->window(), Qt::Key_S, Qt::ControlModifier);
+        QVERIFY(saved.wait(10000));
+        QTRY_VERIFY(!plugin->window()->isWindowModified());
+        const QStringList after = server.smbcacls(inner);
+        QVERIFY2(after.contains(QStringLiteral("ACL:%1:0/0x0/0x00040000").arg(server.sid(QStringLiteral("mgbob")))), qPrintable(after.join('\n')));
+        QVERIFY(after.contains(kept));
+        QVERIFY(server.control(inner).contains(QLatin1String("PD")));
+        QCOMPARE(rows(view).filter(QStringLiteral("MGSERVER\\mgbob")), QStringList{QStringLiteral("Allow|MGSERVER\\mgbob|Custom\u2026|No|This folder only")});
         plugin->window()->close();
     }
 
