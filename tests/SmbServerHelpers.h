@@ -1,5 +1,6 @@
 #pragma once
 
+#include "MGNtBinaryDescriptor.h"
 #include "MGServerCredentials.h"
 #include "ShellHelpers.h"
 
@@ -87,6 +88,18 @@ struct SmbServer
             .trimmed();
     }
 };
+
+// A callback entry (the kind conditional permissions use) letting Everyone read, with the
+// flags given, in the bytes a server keeps; without the condition's data, which Samba 4.17
+// does not keep.
+inline QByteArray everyoneCallbackEntry(quint8 flags)
+{
+    const QByteArray everyone = *MGNtBinaryDescriptor::sidBytes(QStringLiteral("S-1-1-0"));
+    QByteArray entry;
+    entry.append(char(9)).append(char(flags)).append(char(8 + everyone.size())).append(char(0));
+    entry.append("\xa9\x00\x12\x00", 4);
+    return entry + everyone;
+}
 
 #define SKIP_WITHOUT_SERVER(server)                                                                                   \
     if (!(server).running())                                                                                           \

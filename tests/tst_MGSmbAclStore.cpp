@@ -273,11 +273,7 @@ private slots:
         server.make(name + QStringLiteral("/inner"), false);
         const MGSmbClient admin(server.login(QStringLiteral("mgadmin")));
         const MGSmbAclStore store(admin);
-        const QByteArray everyone = *MGNtBinaryDescriptor::sidBytes(QStringLiteral("S-1-1-0"));
-        QByteArray callback;
-        callback.append(char(9)).append(char(0x3)).append(char(8 + everyone.size())).append(char(0));
-        callback.append("\xa9\x00\x12\x00", 4);
-        callback += everyone;
+        const QByteArray callback = everyoneCallbackEntry(0x3);
         MGNtSecurityDescriptor held;
         held.aces = {MGNtAce{0, 0x3, 0x001f01ff, accounts[0], {}}, MGNtAce{9, 0x3, 0x001200a9, QStringLiteral("S-1-1-0"), {}, callback}};
         QVERIFY(!admin.setSecurityDescriptor(SmbServer::url(name), *MGNtBinaryDescriptor::encode(held), MGSmbClient::AclPart));
@@ -297,8 +293,7 @@ private slots:
         QCOMPARE(after.indexOf(kept), after.indexOf(QStringLiteral("ACL:%1:0/0x3/0x001f01ff").arg(accounts[0])) + 1);
 
         // Below, the file's inherited copy of it (as a server makes it) stays as it is.
-        QByteArray copy = callback;
-        copy[1] = char(0x10);
+        const QByteArray copy = everyoneCallbackEntry(0x10);
         held.aces = {MGNtAce{0, 0, 0x001f01ff, accounts[0], {}}, MGNtAce{9, 0x10, 0x001200a9, QStringLiteral("S-1-1-0"), {}, copy}};
         QVERIFY(!admin.setSecurityDescriptor(SmbServer::url(name + QStringLiteral("/inner")), *MGNtBinaryDescriptor::encode(held), MGSmbClient::AclPart));
         const QStringList innerBefore = server.smbcacls(name + QStringLiteral("/inner"), QStringLiteral("mgadmin")).filter(QStringLiteral(":9/"));

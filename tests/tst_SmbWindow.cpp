@@ -9,7 +9,6 @@
 #include "MGLoginDialog.h"
 #include "MGServerLogins.h"
 #include "PluginHelpers.h"
-#include "MGNtBinaryDescriptor.h"
 #include "MGSmbClient.h"
 #include "SmbServerHelpers.h"
 
@@ -136,11 +135,7 @@ private slots:
         const MGSmbClient admin(server.login(QStringLiteral("mgadmin")));
         MGResult<QByteArray> held = admin.securityDescriptor(SmbServer::url(inner));
         QVERIFY(held);
-        const QByteArray everyone = *MGNtBinaryDescriptor::sidBytes(QStringLiteral("S-1-1-0"));
-        QByteArray callback;
-        callback.append(char(9)).append(char(0)).append(char(8 + everyone.size())).append(char(0));
-        callback.append("\xa9\x00\x12\x00", 4);
-        callback += everyone;
+        const QByteArray callback = everyoneCallbackEntry(0);
         MGNtSecurityDescriptor withCallback = *MGNtBinaryDescriptor::parse(*held);
         withCallback.ownerSid.clear();
         withCallback.groupSid.clear();
